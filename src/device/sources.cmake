@@ -1,0 +1,1 @@
+# Files of this subsystem in the tintera_sync library (none yet).

@@ -1,0 +1,5 @@
+# Files of this subsystem in the tintera_sync library.
+target_sources(tintera_sync PRIVATE
+  ${CMAKE_CURRENT_LIST_DIR}/VLSyncFileInfo.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/VLSyncInfo.cpp
+)

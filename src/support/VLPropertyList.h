@@ -1,0 +1,27 @@
+#pragma once
+
+#include "VLError.h"
+
+#include <QByteArray>
+#include <QString>
+#include <QVariant>
+
+// Property lists as QVariant trees: QVariantMap (dictionary), QVariantList (array), QString, bool,
+// qint64 (integer), double (real), QDateTime (date) and QByteArray (data). Files are read in XML or
+// binary form and written as XML, atomically. This is the only place that talks to libplist.
+namespace VLPropertyList {
+
+inline const QString ErrorDomain = QStringLiteral("VLPropertyListDomain");
+enum ErrorCode : qint64 { ReadFailed = 1, ParseFailed = 2, UnsupportedValue = 3, WriteFailed = 4 };
+
+QVariant fromData(const QByteArray &data, VLError *error = nullptr);
+QVariant readFile(const QString &path, VLError *error = nullptr);
+// The dictionary at the path; an empty map (and an error) when the file is missing, unreadable,
+// not a property list or not a dictionary.
+QVariantMap readDictionary(const QString &path, VLError *error = nullptr);
+
+QByteArray toXml(const QVariant &value, VLError *error = nullptr);
+QByteArray toBinary(const QVariant &value, VLError *error = nullptr);
+bool writeXml(const QString &path, const QVariant &value, VLError *error = nullptr);
+
+} // namespace VLPropertyList
