@@ -6,7 +6,8 @@ function(tintera_warnings target)
     -Wimplicit-fallthrough -Wno-missing-field-initializers)
 endfunction()
 
-# One GoogleTest executable per test folder, registered with CTest case by case.
+# One GoogleTest executable per test folder, registered with CTest case by case. Tests run with
+# their own XDG folders under the build tree, so nothing lands in the real home folder.
 function(tintera_test name)
   cmake_parse_arguments(ARG "" "" "SOURCES;LIBS" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
@@ -18,5 +19,5 @@ function(tintera_test name)
     TINTERA_SOURCE_DIR="${CMAKE_SOURCE_DIR}")
   include(GoogleTest)
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300
-    ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
+    ENVIRONMENT "QT_QPA_PLATFORM=offscreen;XDG_CONFIG_HOME=${CMAKE_BINARY_DIR}/test-home/config;XDG_DATA_HOME=${CMAKE_BINARY_DIR}/test-home/data")
 endfunction()

@@ -186,7 +186,7 @@ QDateTime VLSyncFileInfo::dateFromVersionDateString(const QString &text)
     int hms[3];
     if (!parseFields(parts.at(0), QLatin1Char('/'), mdy) || !parseFields(parts.at(1), QLatin1Char(':'), hms))
         return {};
-    const QDate date(mdy[2], mdy[1], mdy[0]);
+    const QDate date(mdy[2], mdy[0], mdy[1]); // month/day/year
     if (!date.isValid())
         return {};
     // 12 is added for PM even to 12 PM, so hour 24 occurs; like a lenient calendar, overflowing
