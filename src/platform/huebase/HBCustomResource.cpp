@@ -1,0 +1,57 @@
+#include "HBCustomResource.h"
+
+#include "HBErrors.h"
+#include "HBXml.h"
+
+#include <QCoreApplication>
+
+HBCustomResource::~HBCustomResource() = default;
+
+HBCustomResourcePtr HBForeignCustomResource::resourceWithElement(const _xmlNode *element)
+{
+    hbEnsureXmlInitialized();
+    QSharedPointer<HBForeignCustomResource> resource(new HBForeignCustomResource);
+    resource->m_document = xmlNewDoc(hbXmlText("1.0"));
+    // Copying into a fresh document declares on the copy every namespace it borrowed from ancestors.
+    xmlNode *copy = xmlDocCopyNode(const_cast<xmlNode *>(element), resource->m_document, 1);
+    if (!copy)
+        return {};
+    xmlDocSetRootElement(resource->m_document, copy);
+    resource->m_namespaceURI = hbNamespaceOf(element);
+    resource->m_localName = QString::fromUtf8(hbXmlChars(element->name));
+    return resource;
+}
+
+HBForeignCustomResource::~HBForeignCustomResource()
+{
+    if (m_document)
+        xmlFreeDoc(m_document);
+}
+
+QString HBForeignCustomResource::description() const
+{
+    return QStringLiteral("{%1}%2").arg(m_namespaceURI, m_localName);
+}
+
+bool HBForeignCustomResource::appendToCustomResources(_xmlNode *customResources, VLError *error) const
+{
+    xmlNode *root = xmlDocGetRootElement(m_document);
+    xmlNode *copy = root ? xmlDocCopyNode(root, customResources->doc, 1) : nullptr;
+    if (!copy || !xmlAddChild(customResources, copy)) {
+        xmlFreeNode(copy);
+        return hbFail(error, HBErrorWriteFailed,
+                      QCoreApplication::translate("HBCustomResource", "Could not copy the custom resource %1")
+                          .arg(description()));
+    }
+    xmlReconciliateNs(customResources->doc, copy);
+    return true;
+}
+
+QByteArray HBForeignCustomResource::xmlText() const
+{
+    xmlBuffer *buffer = xmlBufferCreate();
+    xmlNodeDump(buffer, m_document, xmlDocGetRootElement(m_document), 0, 0);
+    QByteArray text(hbXmlChars(xmlBufferContent(buffer)), xmlBufferLength(buffer));
+    xmlBufferFree(buffer);
+    return text;
+}

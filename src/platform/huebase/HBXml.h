@@ -1,0 +1,120 @@
+#pragma once
+
+// libxml2 helpers shared by the CxF3 reader and writer and the custom resources.
+
+#include <libxml/tree.h>
+
+#include <QByteArray>
+#include <QString>
+
+#include <cstring>
+#include <memory>
+
+inline constexpr const char *HBCxf3NamespaceURI = "http://colorexchangeformat.com/CxF3-core";
+
+struct HBXmlDocFree {
+    void operator()(xmlDoc *document) const { xmlFreeDoc(document); }
+};
+using HBXmlDocPtr = std::unique_ptr<xmlDoc, HBXmlDocFree>;
+
+inline const char *hbXmlChars(const xmlChar *text)
+{
+    return reinterpret_cast<const char *>(text);
+}
+
+inline const xmlChar *hbXmlText(const char *text)
+{
+    return reinterpret_cast<const xmlChar *>(text);
+}
+
+// True when the node is an element in the namespace with the local name (never by prefix).
+inline bool hbIsElement(const xmlNode *node, const char *namespaceURI, const char *localName)
+{
+    return node && node->type == XML_ELEMENT_NODE && node->ns && node->ns->href &&
+           std::strcmp(hbXmlChars(node->ns->href), namespaceURI) == 0 &&
+           std::strcmp(hbXmlChars(node->name), localName) == 0;
+}
+
+inline bool hbIsCxfElement(const xmlNode *node, const char *localName)
+{
+    return hbIsElement(node, HBCxf3NamespaceURI, localName);
+}
+
+inline QString hbNamespaceOf(const xmlNode *node)
+{
+    return node->ns && node->ns->href ? QString::fromUtf8(hbXmlChars(node->ns->href)) : QString();
+}
+
+// Value of an unqualified attribute; a null QString when absent.
+inline QString hbAttribute(const xmlNode *node, const char *name)
+{
+    for (const xmlAttr *attribute = node->properties; attribute; attribute = attribute->next) {
+        if (attribute->ns == nullptr && std::strcmp(hbXmlChars(attribute->name), name) == 0) {
+            const xmlNode *text = attribute->children;
+            if (text && !text->next && text->type == XML_TEXT_NODE)
+                return QString::fromUtf8(hbXmlChars(text->content));
+            xmlChar *value = xmlNodeListGetString(node->doc, attribute->children, 1);
+            QString result = QString::fromUtf8(value ? hbXmlChars(value) : "");
+            xmlFree(value);
+            return result;
+        }
+    }
+    return {};
+}
+
+// Whole text content of an element.
+inline QByteArray hbTextContent(const xmlNode *node)
+{
+    const xmlNode *child = node->children;
+    if (child && !child->next && child->type == XML_TEXT_NODE)
+        return QByteArray(hbXmlChars(child->content));
+    xmlChar *content = xmlNodeGetContent(node);
+    QByteArray result(content ? hbXmlChars(content) : "");
+    xmlFree(content);
+    return result;
+}
+
+inline const xmlNode *hbFirstChildElement(const xmlNode *node)
+{
+    for (const xmlNode *child = node->children; child; child = child->next) {
+        if (child->type == XML_ELEMENT_NODE)
+            return child;
+    }
+    return nullptr;
+}
+
+inline const xmlNode *hbNextElement(const xmlNode *node)
+{
+    for (const xmlNode *next = node->next; next; next = next->next) {
+        if (next->type == XML_ELEMENT_NODE)
+            return next;
+    }
+    return nullptr;
+}
+
+// First child element in the CxF3 namespace with the local name, or null.
+inline const xmlNode *hbCxfChild(const xmlNode *node, const char *localName)
+{
+    for (const xmlNode *child = hbFirstChildElement(node); child; child = hbNextElement(child)) {
+        if (hbIsCxfElement(child, localName))
+            return child;
+    }
+    return nullptr;
+}
+
+inline void hbSetAttribute(xmlNode *node, const char *name, const QString &value)
+{
+    xmlNewProp(node, hbXmlText(name), hbXmlText(value.toUtf8().constData()));
+}
+
+// A child element with text content; the text is escaped by libxml2.
+inline xmlNode *hbAddTextChild(xmlNode *parent, xmlNs *ns, const char *name, const QByteArray &text)
+{
+    return xmlNewTextChild(parent, ns, hbXmlText(name), hbXmlText(text.constData()));
+}
+
+// Valid xs:NCName for identifiers and attribute names (ASCII subset, which is all we generate).
+bool hbIsNCName(const QString &name);
+
+// Makes sure libxml2 is initialised once before threads use it.
+void hbEnsureXmlInitialized();
