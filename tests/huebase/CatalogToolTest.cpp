@@ -1,0 +1,264 @@
+#include "HBTestSupport.h"
+
+#include <TestSupport.h>
+
+#include <libxml/parser.h>
+#include <libxml/xpath.h>
+
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QSet>
+#include <QTemporaryDir>
+#include <QtEndian>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+struct ToolRun {
+    int exitCode = -1;
+    QByteArray out;
+    QByteArray err;
+};
+
+ToolRun runCatalog(const QStringList &arguments)
+{
+    QProcess process;
+    process.start(tinteraBuiltProgram(QStringLiteral("tools/catalog/tintera-catalog")), arguments);
+    ToolRun run;
+    if (!process.waitForFinished(120000))
+        return run;
+    run.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    run.out = process.readAllStandardOutput();
+    run.err = process.readAllStandardError();
+    return run;
+}
+
+QByteArray readAll(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+QJsonObject readIndex(const QString &directory)
+{
+    return QJsonDocument::fromJson(readAll(directory + QStringLiteral("/index.json"))).object();
+}
+
+QMap<QString, QJsonObject> recordsBySKU(const QJsonObject &index)
+{
+    QMap<QString, QJsonObject> records;
+    for (const QJsonValue &value : index.value(QStringLiteral("files")).toArray())
+        records.insert(value.toObject().value(QStringLiteral("SKU")).toString(), value.toObject());
+    return records;
+}
+
+// The last node's string value of an XPath evaluated from the root element, as the device-settings
+// installer reads it.
+QString xpathValue(const QByteArray &xml, const char *expression)
+{
+    xmlDoc *document = xmlReadMemory(xml.constData(), int(xml.size()), nullptr, nullptr, XML_PARSE_NONET);
+    if (!document)
+        return QStringLiteral("<not xml>");
+    xmlXPathContext *context = xmlXPathNewContext(document);
+    context->node = xmlDocGetRootElement(document);
+    xmlXPathObject *result = xmlXPathEvalExpression(reinterpret_cast<const xmlChar *>(expression), context);
+    QString value;
+    if (result && result->nodesetval && result->nodesetval->nodeNr > 0) {
+        xmlChar *text = xmlNodeGetContent(result->nodesetval->nodeTab[result->nodesetval->nodeNr - 1]);
+        value = QString::fromUtf8(reinterpret_cast<const char *>(text));
+        xmlFree(text);
+    }
+    xmlXPathFreeObject(result);
+    xmlXPathFreeContext(context);
+    xmlFreeDoc(document);
+    return value;
+}
+
+} // namespace
+
+TEST(CatalogTool, WritesTheCatalogContractDeterministically)
+{
+    QTemporaryDir dir;
+    const QString first = dir.filePath(QStringLiteral("one"));
+    const QString second = dir.filePath(QStringLiteral("two"));
+    ASSERT_EQ(runCatalog({QStringLiteral("write"), first}).exitCode, 0);
+    ASSERT_EQ(runCatalog({QStringLiteral("write"), second, QStringLiteral("--edition"), QStringLiteral("1")}).exitCode, 0);
+
+    const QJsonObject index = readIndex(first);
+    EXPECT_EQ(index.value(QStringLiteral("edition")).toInt(), 1);
+    const QJsonArray files = index.value(QStringLiteral("files")).toArray();
+    const QStringList keys{QStringLiteral("FileID"),      QStringLiteral("DeviceFileID"), QStringLiteral("FileType"),
+                           QStringLiteral("FileURL"),     QStringLiteral("ByteLength"),   QStringLiteral("Description"),
+                           QStringLiteral("SKU"),         QStringLiteral("VersionString"), QStringLiteral("VersionDate")};
+    const QRegularExpression date(QStringLiteral("^(1[0-2]|[1-9])/([1-9]|[12][0-9]|3[01])/\\d{4} "
+                                                 "(1[0-2]|[1-9]):[0-5]\\d:[0-5]\\d (AM|PM)$"));
+    QSet<QString> types;
+    QSet<QString> fileIDs;
+    qint64 total = 0;
+    for (const QJsonValue &value : files) {
+        const QJsonObject record = value.toObject();
+        EXPECT_EQ(record.keys().size(), keys.size());
+        for (const QString &key : keys)
+            EXPECT_TRUE(record.value(key).isString()) << key.toStdString();
+        const QString url = record.value(QStringLiteral("FileURL")).toString();
+        ASSERT_TRUE(url.startsWith(QStringLiteral("files/")));
+        EXPECT_FALSE(url.mid(6).contains(QLatin1Char('/')));
+        const QByteArray payload = readAll(first + QLatin1Char('/') + url);
+        EXPECT_EQ(QString::number(payload.size()), record.value(QStringLiteral("ByteLength")).toString()) << url.toStdString();
+        EXPECT_EQ(payload, readAll(second + QLatin1Char('/') + url)) << "not deterministic: " << url.toStdString();
+        EXPECT_TRUE(date.match(record.value(QStringLiteral("VersionDate")).toString()).hasMatch());
+        types.insert(record.value(QStringLiteral("FileType")).toString());
+        fileIDs.insert(record.value(QStringLiteral("FileID")).toString());
+        total += payload.size();
+    }
+    EXPECT_EQ(fileIDs.size(), files.size());
+    EXPECT_EQ(types, (QSet<QString>{QStringLiteral("Fandeck"), QStringLiteral("Firmware"), QStringLiteral("Bootloader"),
+                                    QStringLiteral("MeasurementScreen"), QStringLiteral("WelcomeScreen"),
+                                    QStringLiteral("StartSound"), QStringLiteral("EndSound"),
+                                    QStringLiteral("MulticolorSound"), QStringLiteral("InversionMatrix"),
+                                    QStringLiteral("DeviceSettings")}));
+    EXPECT_LT(total, 8 * 1024 * 1024) << "the default catalog should stay small";
+    EXPECT_EQ(readAll(first + QStringLiteral("/index.json")), readAll(second + QStringLiteral("/index.json")));
+}
+
+TEST(CatalogTool, PayloadsAreRealFilesOfTheirKind)
+{
+    QTemporaryDir dir;
+    ASSERT_EQ(runCatalog({QStringLiteral("write"), dir.path()}).exitCode, 0);
+    const QString schema = cxf3SchemaPath();
+    const QMap<QString, QJsonObject> records = recordsBySKU(readIndex(dir.path()));
+    int fandecks = 0;
+    for (const QJsonObject &record : records) {
+        const QString type = record.value(QStringLiteral("FileType")).toString();
+        const QByteArray payload = readAll(dir.filePath(record.value(QStringLiteral("FileURL")).toString()));
+        if (type == QLatin1String("Fandeck")) {
+            ++fandecks;
+            VLError error;
+            HBColorDocumentPtr document = HBColorDocument::initWithData(payload, nullptr, &error);
+            ASSERT_TRUE(document) << error.description().toStdString();
+            EXPECT_GE(document->colors().size(), 200);
+            EXPECT_LE(document->colors().size(), 2000);
+            EXPECT_EQ(document->attributeForKey(CXF3FandeckCustomResourceGUIDKey).toString(),
+                      record.value(QStringLiteral("FileID")).toString());
+            EXPECT_EQ(document->attributeForKey(CXF3FandeckCustomResourceVersionKey).toString(),
+                      record.value(QStringLiteral("VersionString")).toString());
+            qsizetype labOnly = 0;
+            for (const HBColorPtr &color : document->colors()) {
+                if (color->representationsWithColorSpaceModel(HBColorSpaceModelSpectral).isEmpty())
+                    ++labOnly;
+                EXPECT_EQ(color->representationsWithColorSpaceModel(HBColorSpaceModelCIELab).size(), 1);
+            }
+            EXPECT_LT(labOnly, document->colors().size());
+            if (!schema.isEmpty()) {
+                EXPECT_EQ(cxf3SchemaErrors(payload, schema).toStdString(), "") << record.value("SKU").toString().toStdString();
+            }
+        } else if (type.endsWith(QLatin1String("Screen"))) {
+            ASSERT_GT(payload.size(), 54);
+            EXPECT_TRUE(payload.startsWith("BM"));
+            EXPECT_EQ(qFromLittleEndian<quint32>(payload.constData() + 2), quint32(payload.size()));
+            EXPECT_EQ(qFromLittleEndian<quint16>(payload.constData() + 28), 24);
+        } else if (type.endsWith(QLatin1String("Sound"))) {
+            ASSERT_GT(payload.size(), 44);
+            EXPECT_TRUE(payload.startsWith("RIFF"));
+            EXPECT_EQ(payload.mid(8, 8), QByteArray("WAVEfmt "));
+            EXPECT_EQ(qFromLittleEndian<quint32>(payload.constData() + 40), quint32(payload.size() - 44));
+        }
+    }
+    EXPECT_GE(fandecks, 3);
+
+    const QByteArray settings = readAll(dir.filePath(records.value(QStringLiteral("TX350-SETTINGS"))
+                                                         .value(QStringLiteral("FileURL"))
+                                                         .toString()));
+    EXPECT_EQ(xpathValue(settings, "//MatchPerformanceTolerance"), QStringLiteral("3.0"));
+    const QString priority = xpathValue(settings, "PriorityFandeck//ID");
+    EXPECT_TRUE(records.contains(priority)) << "the priority fandeck must be a fandeck SKU of the catalog";
+    EXPECT_EQ(records.value(priority).value(QStringLiteral("FileType")).toString(), QStringLiteral("Fandeck"));
+    EXPECT_FALSE(xpathValue(settings, "PriorityFandeck//Offset").isEmpty());
+    for (const char *path : {"DEWeightFactor//L", "DEWeightFactor//C", "DEWeightFactor//H"})
+        EXPECT_FALSE(xpathValue(settings, path).isEmpty()) << path;
+}
+
+TEST(CatalogTool, SecondEditionRaisesSomeVersionsAndKeepsTheRest)
+{
+    QTemporaryDir dir;
+    const QString one = dir.filePath(QStringLiteral("one"));
+    const QString two = dir.filePath(QStringLiteral("two"));
+    ASSERT_EQ(runCatalog({QStringLiteral("write"), one}).exitCode, 0);
+    ASSERT_EQ(runCatalog({QStringLiteral("write"), two, QStringLiteral("--edition"), QStringLiteral("2")}).exitCode, 0);
+    const QMap<QString, QJsonObject> before = recordsBySKU(readIndex(one));
+    const QMap<QString, QJsonObject> after = recordsBySKU(readIndex(two));
+    EXPECT_EQ(readIndex(two).value(QStringLiteral("edition")).toInt(), 2);
+    ASSERT_EQ(before.keys(), after.keys());
+
+    QSet<QString> newerTypes;
+    int unchanged = 0;
+    for (const QString &sku : before.keys()) {
+        const QJsonObject &old = before[sku];
+        const QJsonObject &now = after[sku];
+        EXPECT_EQ(old.value(QStringLiteral("FileID")), now.value(QStringLiteral("FileID")));
+        const QByteArray oldBytes = readAll(one + QLatin1Char('/') + old.value(QStringLiteral("FileURL")).toString());
+        const QByteArray newBytes = readAll(two + QLatin1Char('/') + now.value(QStringLiteral("FileURL")).toString());
+        if (old.value(QStringLiteral("VersionString")) == now.value(QStringLiteral("VersionString"))) {
+            ++unchanged;
+            EXPECT_EQ(old, now);
+            EXPECT_EQ(oldBytes, newBytes) << sku.toStdString();
+        } else {
+            newerTypes.insert(now.value(QStringLiteral("FileType")).toString());
+            EXPECT_GT(now.value(QStringLiteral("VersionString")).toString().toDouble(),
+                      old.value(QStringLiteral("VersionString")).toString().toDouble());
+            EXPECT_NE(oldBytes, newBytes) << sku.toStdString();
+            EXPECT_NE(old.value(QStringLiteral("FileURL")), now.value(QStringLiteral("FileURL")));
+        }
+    }
+    EXPECT_GT(unchanged, 0);
+    EXPECT_TRUE(newerTypes.contains(QStringLiteral("Fandeck")));
+    EXPECT_TRUE(newerTypes.contains(QStringLiteral("Firmware")));
+    EXPECT_TRUE(newerTypes.contains(QStringLiteral("DeviceSettings")));
+}
+
+TEST(CatalogTool, InspectPrintsColoursThenResourcesAndRejectsBadFiles)
+{
+    QTemporaryDir dir;
+    const QString deck = dir.filePath(QStringLiteral("deck.cxf"));
+    ASSERT_EQ(runCatalog({QStringLiteral("fandeck"), deck, QStringLiteral("--colours"), QStringLiteral("25")}).exitCode, 0);
+    const ToolRun run = runCatalog({QStringLiteral("inspect"), deck});
+    ASSERT_EQ(run.exitCode, 0) << run.err.constData();
+    const QList<QByteArray> lines = run.out.split('\n');
+    HBColorDocumentPtr document = HBColorDocument::initWithFile(deck, nullptr, nullptr);
+    ASSERT_TRUE(document);
+    ASSERT_GT(lines.size(), 26);
+    for (int i = 0; i < 25; ++i) {
+        const QList<QByteArray> cells = lines[i].split('\t');
+        ASSERT_EQ(cells.size(), 6) << lines[i].constData();
+        const HBColor &color = *document->colors()[i];
+        EXPECT_EQ(cells[0], color.attributeForKey(HBColorUniqueIdentifierAttributeKey).toString().toUtf8());
+        EXPECT_EQ(cells[1], color.attributeForKey(HBColorNameAttributeKey).toString().toUtf8());
+        EXPECT_EQ(cells[2], color.attributeForKey(HBColorNumberAttributeKey).toString().toUtf8());
+        const HBColorRepresentationPtr lab =
+            color.representationsWithColorSpaceModel(HBColorSpaceModelSpectral).first()->colorUsingColorSpaceModel(
+                HBColorSpaceModelCIELab, {}, nullptr);
+        EXPECT_NEAR(cells[3].toDouble(), lab->L(), 1e-4);
+        EXPECT_NEAR(cells[5].toDouble(), lab->b(), 1e-4);
+    }
+    EXPECT_TRUE(lines[25].isEmpty());
+    EXPECT_TRUE(lines[26].startsWith("Fandeck\tGUID=")) << lines[26].constData();
+
+    QFile truncated(dir.filePath(QStringLiteral("cut.cxf")));
+    ASSERT_TRUE(truncated.open(QIODevice::WriteOnly));
+    truncated.write(readAll(deck).left(5000));
+    truncated.close();
+    for (const QString &bad : {truncated.fileName(), dir.filePath(QStringLiteral("absent.cxf"))}) {
+        const ToolRun failed = runCatalog({QStringLiteral("inspect"), bad});
+        EXPECT_EQ(failed.exitCode, 1);
+        EXPECT_TRUE(failed.err.startsWith("tintera-catalog: ")) << failed.err.constData();
+        EXPECT_TRUE(failed.out.isEmpty());
+    }
+    EXPECT_EQ(runCatalog({QStringLiteral("write"), dir.path(), QStringLiteral("--edition"), QStringLiteral("x")}).exitCode, 2);
+    EXPECT_EQ(runCatalog({QStringLiteral("frobnicate"), dir.path()}).exitCode, 2);
+}
