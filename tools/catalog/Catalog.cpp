@@ -226,7 +226,7 @@ bool writeCatalog(const QString &directory, int edition, VLError *error)
                      error);
 }
 
-bool writeLargeFandeck(const QString &path, int colorCount, VLError *error)
+QByteArray largeFandeckData(int colorCount)
 {
     FandeckRecipe recipe;
     recipe.name = QStringLiteral("Velmora Benchmark %1").arg(colorCount);
@@ -237,9 +237,13 @@ bool writeLargeFandeck(const QString &path, int colorCount, VLError *error)
     recipe.numberPrefix = QStringLiteral("BM");
     recipe.colorCount = colorCount;
     recipe.creationDate = at(2025, 1, 1, 0, 0);
-    VLError writeError;
-    const QByteArray data = makeFandeck(recipe)->dataRepresentation(&writeError);
+    return makeFandeck(recipe)->dataRepresentation(nullptr);
+}
+
+bool writeLargeFandeck(const QString &path, int colorCount, VLError *error)
+{
+    const QByteArray data = largeFandeckData(colorCount);
     if (data.isEmpty())
-        return fail(error, writeError.localizedDescription());
+        return fail(error, tr("Could not make the fandeck"));
     return writeFile(path, data, error);
 }

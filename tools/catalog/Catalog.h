@@ -28,6 +28,9 @@ QList<CatalogFile> catalogFiles(int edition);
 // Writes DIR/index.json and DIR/files/<name> for every file of the edition.
 bool writeCatalog(const QString &directory, int edition, VLError *error);
 
+// CxF3 text of a stand-alone fandeck of `colorCount` colours, every one with a 31-band spectrum.
+QByteArray largeFandeckData(int colorCount);
+
 // Writes one stand-alone fandeck of `colorCount` colours, every one with a 31-band spectrum.
 bool writeLargeFandeck(const QString &path, int colorCount, VLError *error);
 

@@ -1,0 +1,136 @@
+#include "HBTestSupport.h"
+
+#include <TX350CustomResource.h>
+
+#include <TestSupport.h>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+HBColorPtr colour(const QString &name, const QString &number)
+{
+    HBColorPtr color = HBColor::color();
+    color->setAttribute(name, HBColorNameAttributeKey);
+    color->setAttribute(number, HBColorNumberAttributeKey);
+    return color;
+}
+
+QStringList names(const QList<HBColorPtr> &colors)
+{
+    QStringList list;
+    for (const HBColorPtr &color : colors)
+        list << color->attributeForKey(HBColorNameAttributeKey).toString();
+    return list;
+}
+
+} // namespace
+
+TEST(HBColorDocument, LooksUpColoursByAttributesAndKeepsTheIndexCurrent)
+{
+    HBColorDocument document;
+    for (int i = 0; i < 3000; ++i)
+        document.addColor(colour(QStringLiteral("Name %1").arg(i % 1000), QStringLiteral("N %1").arg(i)));
+
+    EXPECT_EQ(names(document.colorsWithAttributes({{HBColorNumberAttributeKey, QStringLiteral("N 2500")}})),
+              QStringList{QStringLiteral("Name 500")});
+    // Several colours with one name come back in document order, so "the last" is the last.
+    const QList<HBColorPtr> sameName = document.colorsWithAttributes({{HBColorNameAttributeKey, QStringLiteral("Name 7")}});
+    ASSERT_EQ(sameName.size(), 3);
+    EXPECT_EQ(sameName.last()->attributeForKey(HBColorNumberAttributeKey).toString(), QStringLiteral("N 2007"));
+    EXPECT_EQ(document.colorsWithAttributes({{HBColorNameAttributeKey, QStringLiteral("Name 7")},
+                                             {HBColorNumberAttributeKey, QStringLiteral("N 1007")}})
+                  .size(),
+              1);
+    EXPECT_TRUE(document.colorsWithAttributes({{HBColorNumberAttributeKey, QStringLiteral("n 7")}}).isEmpty());
+    EXPECT_TRUE(document.colorsWithAttributes({{HBColorNumberAttributeKey, 7}}).isEmpty());
+    EXPECT_EQ(document.colorsWithAttributes({}).size(), 3000);
+
+    // Changing an attribute of a colour the document holds, and adding colours after a look-up.
+    document.colors()[10]->setAttribute(QStringLiteral("Renamed"), HBColorNameAttributeKey);
+    EXPECT_EQ(document.colorsWithAttributes({{HBColorNameAttributeKey, QStringLiteral("Name 10")}}).size(), 2);
+    EXPECT_EQ(document.colorsWithAttributes({{HBColorNameAttributeKey, QStringLiteral("Renamed")}}).size(), 1);
+    document.addColor(colour(QStringLiteral("Late"), QStringLiteral("N 2500")));
+    EXPECT_EQ(names(document.colorsWithAttributes({{HBColorNumberAttributeKey, QStringLiteral("N 2500")}})),
+              (QStringList{QStringLiteral("Name 500"), QStringLiteral("Late")}));
+    document.colors()[10]->setAttribute(QVariant(), HBColorNameAttributeKey);
+    EXPECT_TRUE(document.colorsWithAttributes({{HBColorNameAttributeKey, QStringLiteral("Renamed")}}).isEmpty());
+
+    // A colour shared with another document keeps both documents' indexes right.
+    HBColorDocument other;
+    other.addColor(document.colors()[20]);
+    EXPECT_EQ(other.colorsWithAttributes({{HBColorNumberAttributeKey, QStringLiteral("N 20")}}).size(), 1);
+    document.colors()[20]->setAttribute(QStringLiteral("N 20b"), HBColorNumberAttributeKey);
+    EXPECT_EQ(other.colorsWithAttributes({{HBColorNumberAttributeKey, QStringLiteral("N 20b")}}).size(), 1);
+    EXPECT_EQ(document.colorsWithAttributes({{HBColorNumberAttributeKey, QStringLiteral("N 20b")}}).size(), 1);
+}
+
+TEST(HBColorDocument, ExportShapedDocumentRoundTrips)
+{
+    // What the match export builds: copied fandeck attributes, a converted representation with
+    // the seven measurement conditions, the TX350 lists.
+    HBColorDocumentPtr fandeck = sampleDocument();
+    HBColorPtr source = fandeck->colorsWithAttributes({{HBColorNumberAttributeKey, QStringLiteral("VI 1001")}}).last();
+    HBColorRepresentationPtr lab =
+        source->representationsWithColorSpaceModel(HBColorSpaceModelSpectral)
+            .last()
+            ->colorUsingColorSpaceModel(HBColorSpaceModelCIELab,
+                                        {{HBColorRepIlluminantAttributeKey, HBIlluminantD65},
+                                         {HBColorRepObserverTypeAttributeKey, 1}},
+                                        nullptr);
+    ASSERT_TRUE(lab);
+    lab->setAttribute(HBIlluminantD65, HBColorRepIlluminantAttributeKey);
+    lab->setAttribute(1, HBColorRepObserverTypeAttributeKey);
+    lab->setAttribute(QStringLiteral("Annular"), HBColorRepGeometrySingleAngleConfigurationAttributeKey);
+    lab->setAttribute(45, HBColorRepGeometrySingleAngleIlluminationAngleAttributeKey);
+    lab->setAttribute(0, HBColorRepGeometrySingleAngleMeasurementAngleAttributeKey);
+    lab->setAttribute(2, HBColorRepMeasurementTypeAttributeKey);
+    lab->setAttribute(HBTristimulusConvertionMethodE308Table6, HBColorRepTristimulusSpectralConvertionMethodAttributeKey);
+
+    HBColorDocumentPtr exported(new HBColorDocument);
+    for (int i = 0; i < 2; ++i) { // the same fandeck colour matched twice
+        HBColorPtr copy = HBColor::color();
+        for (auto it = source->attributes().cbegin(); it != source->attributes().cend(); ++it)
+            copy->setAttribute(it.value(), it.key());
+        copy->addRepresentation(lab);
+        exported->addColor(copy);
+    }
+    auto tx350 = TX350CustomResource::resource();
+    tx350->addFandeck({{TX350CustomResourceFandeckIDKey, QStringLiteral("fd0")}});
+    tx350->addMatch({{TX350CustomResourceMatchColorFandeckIDKey, QStringLiteral("fd0")}});
+    exported->addCustomResource(tx350);
+
+    const QByteArray data = exported->dataRepresentation(nullptr);
+    if (!cxf3SchemaPath().isEmpty()) {
+        EXPECT_EQ(cxf3SchemaErrors(data, cxf3SchemaPath()).toStdString(), "");
+    }
+    HBColorDocumentPtr back = HBColorDocument::initWithData(data, nullptr, nullptr);
+    ASSERT_TRUE(back);
+    ASSERT_EQ(back->colors().size(), 2);
+    const HBColorRepresentationPtr read = back->colors()[1]->representations().first();
+    EXPECT_EQ(read->attributes(), lab->attributes());
+    EXPECT_DOUBLE_EQ(read->L(), lab->L());
+    EXPECT_EQ(back->colors()[1]->attributeForKey(HBColorUniqueIdentifierAttributeKey),
+              source->attributeForKey(HBColorUniqueIdentifierAttributeKey));
+}
+
+TEST(HBColorDocument, PropertyListFormCarriesAColour)
+{
+    HBColorPtr color = sampleDocument()->colors().first();
+    color->setAttribute(1741339500.25, QStringLiteral("DateSince1970"));
+    color->representations().last()->setAttribute(45, HBColorRepGeometrySingleAngleIlluminationAngleAttributeKey);
+    VLError error;
+    HBColorPtr copy = HBColor::colorWithPropertyList(color->propertyList(), &error);
+    ASSERT_TRUE(copy) << error.description().toStdString();
+    EXPECT_EQ(copy->attributes(), color->attributes());
+    ASSERT_EQ(copy->representations().size(), color->representations().size());
+    for (qsizetype i = 0; i < color->representations().size(); ++i) {
+        EXPECT_EQ(copy->representations()[i]->values(), color->representations()[i]->values());
+        EXPECT_EQ(copy->representations()[i]->attributes(), color->representations()[i]->attributes());
+        EXPECT_EQ(copy->representations()[i]->startWavelength(), color->representations()[i]->startWavelength());
+    }
+    QVariantMap broken = color->propertyList();
+    broken[QStringLiteral("Representations")] = QVariantList{QVariantMap{{QStringLiteral("Model"), 12}}};
+    EXPECT_FALSE(HBColor::colorWithPropertyList(broken, &error));
+    EXPECT_EQ(error.code(), HBErrorInvalidValue);
+}
