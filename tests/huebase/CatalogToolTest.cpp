@@ -261,4 +261,7 @@ TEST(CatalogTool, InspectPrintsColoursThenResourcesAndRejectsBadFiles)
     }
     EXPECT_EQ(runCatalog({QStringLiteral("write"), dir.path(), QStringLiteral("--edition"), QStringLiteral("x")}).exitCode, 2);
     EXPECT_EQ(runCatalog({QStringLiteral("frobnicate"), dir.path()}).exitCode, 2);
+    const ToolRun unwritable = runCatalog({QStringLiteral("write"), deck + QStringLiteral("/catalog")});
+    EXPECT_EQ(unwritable.exitCode, 1);
+    EXPECT_TRUE(unwritable.err.contains("Could not create")) << unwritable.err.constData();
 }

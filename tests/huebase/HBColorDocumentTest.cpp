@@ -3,6 +3,7 @@
 #include <TX350CustomResource.h>
 
 #include <TestSupport.h>
+#include <VLPropertyList.h>
 
 #include <gtest/gtest.h>
 
@@ -129,6 +130,16 @@ TEST(HBColorDocument, PropertyListFormCarriesAColour)
         EXPECT_EQ(copy->representations()[i]->attributes(), color->representations()[i]->attributes());
         EXPECT_EQ(copy->representations()[i]->startWavelength(), color->representations()[i]->startWavelength());
     }
+    // Through the binary property-list coding of the device wire, numbers come back as 64-bit.
+    VLError codingError;
+    const QVariant decoded =
+        VLPropertyList::fromData(VLPropertyList::toBinary(color->propertyList(), &codingError), &codingError);
+    HBColorPtr wired = HBColor::colorWithPropertyList(decoded.toMap(), &error);
+    ASSERT_TRUE(wired) << codingError.description().toStdString();
+    EXPECT_EQ(wired->attributes(), color->attributes());
+    EXPECT_EQ(wired->representations().last()->attributes(), color->representations().last()->attributes());
+    EXPECT_EQ(wired->representations().first()->values(), color->representations().first()->values());
+
     QVariantMap broken = color->propertyList();
     broken[QStringLiteral("Representations")] = QVariantList{QVariantMap{{QStringLiteral("Model"), 12}}};
     EXPECT_FALSE(HBColor::colorWithPropertyList(broken, &error));
