@@ -178,6 +178,15 @@ TEST(HBCxfReader, RejectsWhatIsNotACxF3Document)
     EXPECT_EQ(readError("<Palette xmlns=\"http://colorexchangeformat.com/CxF3-core\"/>").code(), HBErrorNotCxF3);
     EXPECT_EQ(readError("<!DOCTYPE x [<!ENTITY e SYSTEM \"file:///etc/passwd\">]><x>&e;</x>").code(), HBErrorNotCxF3);
 
+    // Nested entities that would expand to gigabytes.
+    QByteArray laughs = "<!DOCTYPE CxF [<!ENTITY l0 \"lollollollollol\">";
+    for (int level = 1; level < 10; ++level)
+        laughs += "<!ENTITY l" + QByteArray::number(level) + " \"" +
+                  QByteArray("&l" + QByteArray::number(level - 1) + ";").repeated(10) + "\">";
+    laughs += "]><CxF xmlns=\"http://colorexchangeformat.com/CxF3-core\"><FileInformation><Creator>&l9;"
+              "</Creator></FileInformation></CxF>";
+    EXPECT_EQ(readError(laughs).code(), HBErrorNotXML);
+
     VLError error;
     EXPECT_FALSE(HBColorDocument::initWithFile(QStringLiteral("/nonexistent/deck.cxf"), nullptr, &error));
     EXPECT_EQ(error.code(), HBErrorFileUnreadable);
