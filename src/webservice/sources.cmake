@@ -1,1 +1,4 @@
-# Files of this subsystem in the tintera_sync library (none yet).
+# Files of this subsystem in the tintera_sync library.
+target_sources(tintera_sync PRIVATE
+  ${CMAKE_CURRENT_LIST_DIR}/VLXMLDictionary.cpp
+)
