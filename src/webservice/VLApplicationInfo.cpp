@@ -1,0 +1,67 @@
+#include "VLApplicationInfo.h"
+
+#include "VLPropertyList.h"
+
+#include <QFile>
+#include <QMutex>
+#include <QMutexLocker>
+
+namespace {
+
+const QString kInfoResource = QStringLiteral(":/tintera/Info.plist");
+
+QMutex &overrideLock()
+{
+    static QMutex lock;
+    return lock;
+}
+
+QString &urlOverride()
+{
+    static QString url;
+    return url;
+}
+
+QString withoutTrailingSlashes(QString url)
+{
+    while (url.endsWith(QLatin1Char('/')))
+        url.chop(1);
+    return url;
+}
+
+} // namespace
+
+QVariantMap vlApplicationInfo()
+{
+    static const QVariantMap info = [] {
+        QFile file(kInfoResource);
+        if (!file.open(QIODevice::ReadOnly))
+            return QVariantMap();
+        return VLPropertyList::fromData(file.readAll()).toMap();
+    }();
+    return info;
+}
+
+QVariant vlApplicationInfoValue(const QString &key)
+{
+    return vlApplicationInfo().value(key);
+}
+
+QString vlSyncProductionURL()
+{
+    {
+        QMutexLocker locker(&overrideLock());
+        if (!urlOverride().isEmpty())
+            return urlOverride();
+    }
+    const QString fromEnvironment = qEnvironmentVariable(VLSyncServiceURLEnvironmentVariable.toLatin1().constData());
+    if (!fromEnvironment.isEmpty())
+        return withoutTrailingSlashes(fromEnvironment);
+    return withoutTrailingSlashes(vlApplicationInfoValue(VLSyncProductionURLKey).toString());
+}
+
+void vlSetSyncProductionURLOverride(const QString &url)
+{
+    QMutexLocker locker(&overrideLock());
+    urlOverride() = withoutTrailingSlashes(url);
+}

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <QString>
+#include <QVariant>
+#include <QVariantMap>
+
+// The application's information dictionary: the "Info.plist" compiled into the program
+// ("CFBundleName", "CFBundleShortVersionString", "CFBundleVersion", "VLSyncProductionURL", ...).
+QVariantMap vlApplicationInfo();
+QVariant vlApplicationInfoValue(const QString &key);
+
+inline const QString VLSyncProductionURLKey = QStringLiteral("VLSyncProductionURL");
+inline const QString VLSyncServiceURLEnvironmentVariable = QStringLiteral("TINTERA_SERVICE_URL");
+
+// Base URL of the sync web service, without a trailing "/": the override set from the command
+// line if any, else TINTERA_SERVICE_URL if set and not empty, else "VLSyncProductionURL".
+QString vlSyncProductionURL();
+// Front ends call this with the URL given on their command line; an empty string removes it.
+void vlSetSyncProductionURLOverride(const QString &url);

@@ -1,0 +1,406 @@
+#include "VLFileDownload.h"
+
+#include "TSLogger.h"
+#include "VLNetworkError.h"
+#include "VLPathComponent.h"
+#include "VLPropertyList.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QRegularExpression>
+
+namespace {
+
+const QString kTokenURLKey = QStringLiteral("URL");
+const QString kTokenValidatorKey = QStringLiteral("ETag");
+
+// Bytes read from the network are written at once; the transfer never holds more than this.
+constexpr qint64 kReadBufferBytes = 1024 * 1024;
+
+QByteArray makeResumeToken(const QUrl &url, const QByteArray &validator)
+{
+    QVariantMap token{{kTokenURLKey, url.toString(QUrl::FullyEncoded)}};
+    if (!validator.isEmpty())
+        token.insert(kTokenValidatorKey, QString::fromLatin1(validator));
+    return VLPropertyList::toXml(token);
+}
+
+// "bytes 100-199/1000" -> 100 (first) and 1000 (total; -1 when "*"); "bytes */1000" -> -1, 1000.
+bool parseContentRange(const QByteArray &header, qint64 *first, qint64 *total)
+{
+    static const QRegularExpression pattern(QStringLiteral("^\\s*bytes\\s+(?:(\\d+)-(\\d+)|\\*)/(\\d+|\\*)\\s*$"));
+    const QRegularExpressionMatch match = pattern.match(QString::fromLatin1(header));
+    if (!match.hasMatch())
+        return false;
+    *first = match.captured(1).isEmpty() ? -1 : match.captured(1).toLongLong();
+    *total = match.captured(3) == QLatin1String("*") ? -1 : match.captured(3).toLongLong();
+    return true;
+}
+
+// The file name of a Content-Disposition header, raw as the server sent it (checked later).
+QString filenameFromContentDisposition(const QByteArray &header)
+{
+    static const QRegularExpression extended(QStringLiteral("filename\\*\\s*=\\s*([^']*)'[^']*'([^;\\s]+)"),
+                                             QRegularExpression::CaseInsensitiveOption);
+    static const QRegularExpression quoted(QStringLiteral("filename\\s*=\\s*\"((?:[^\"\\\\]|\\\\.)*)\""),
+                                           QRegularExpression::CaseInsensitiveOption);
+    static const QRegularExpression plain(QStringLiteral("filename\\s*=\\s*([^;\\s]+)"),
+                                          QRegularExpression::CaseInsensitiveOption);
+    const QString text = QString::fromUtf8(header);
+    QRegularExpressionMatch match = extended.match(text);
+    if (match.hasMatch())
+        return QString::fromUtf8(QByteArray::fromPercentEncoding(match.captured(2).toLatin1()));
+    match = quoted.match(text);
+    if (match.hasMatch()) {
+        QString name = match.captured(1);
+        name.replace(QRegularExpression(QStringLiteral("\\\\(.)")), QStringLiteral("\\1"));
+        return name;
+    }
+    match = plain.match(text);
+    return match.hasMatch() ? match.captured(1) : QString();
+}
+
+} // namespace
+
+QSharedPointer<VLFileDownload> VLFileDownload::initWithURLDestinationFolder(const QUrl &URL,
+                                                                            const QString &destinationFolder)
+{
+    return QSharedPointer<VLFileDownload>::create(URL, destinationFolder);
+}
+
+QSharedPointer<VLFileDownload> VLFileDownload::initWithResumePackageFilename(const QString &packagePath)
+{
+    return QSharedPointer<VLFileDownload>::create(packagePath);
+}
+
+VLFileDownload::VLFileDownload(const QUrl &URL, const QString &destinationFolder)
+    : m_URL(URL)
+    , m_destinationFolder(destinationFolder)
+{
+    // Provisional until the server names the file; nothing is written there before that.
+    const QString name = nameWithoutExtension(URL.fileName(QUrl::FullyDecoded));
+    if (vlIsPlainPathComponent(name))
+        m_downloadPackagePath = QDir(destinationFolder).filePath(name + QLatin1String(kWorkFolderSuffix));
+}
+
+VLFileDownload::VLFileDownload(const QString &resumePackageFilename)
+{
+    const QFileInfo package(QDir::cleanPath(resumePackageFilename));
+    m_destinationFolder = package.absolutePath();
+    m_downloadPackagePath = package.absoluteFilePath();
+    const QVariantMap resume = VLPropertyList::readDictionary(
+        QDir(m_downloadPackagePath).filePath(QLatin1String(kResumePlistName)));
+    const QString suggested = resume.value(QLatin1String(kSuggestedFilenameKey)).toString();
+    QFile token(QDir(m_downloadPackagePath).filePath(QLatin1String(kResumeDataName)));
+    if (!vlIsPlainPathComponent(suggested)) {
+        m_packageError = VLError(VLFileDownloadErrorDomain, VLFileDownloadErrorBadResumePackage,
+                                 tr("The download in \"%1\" cannot be resumed: it names no plain file name.")
+                                     .arg(m_downloadPackagePath));
+    } else if (!token.open(QIODevice::ReadOnly)) {
+        m_packageError = VLError(VLFileDownloadErrorDomain, VLFileDownloadErrorBadResumePackage,
+                                 tr("The download in \"%1\" cannot be resumed: it has no resume data.")
+                                     .arg(m_downloadPackagePath));
+    } else {
+        m_suggestedFilename = suggested;
+        m_destinationFilename = QDir(m_downloadPackagePath).filePath(suggested);
+        m_resumeData = token.readAll();
+    }
+}
+
+VLFileDownload::~VLFileDownload()
+{
+    m_delegate = nullptr;
+    if (m_downloader) {
+        m_downloader->disconnect(this);
+        m_downloader->abort();
+        m_downloader->deleteLater();
+    }
+}
+
+QString VLFileDownload::nameWithoutExtension(const QString &name)
+{
+    const qsizetype dot = name.lastIndexOf(QLatin1Char('.'));
+    return dot > 0 ? name.left(dot) : name;
+}
+
+void VLFileDownload::start()
+{
+    if (m_downloader)
+        return;
+    m_lastError = {};
+    if (!m_URL.isEmpty()) {
+        startTransfer(m_URL, -1, {});
+        return;
+    }
+    const QVariantMap token = VLPropertyList::fromData(m_resumeData).toMap();
+    const QUrl url(token.value(kTokenURLKey).toString());
+    if (m_resumeData.isEmpty() || !url.isValid() || url.isEmpty()) {
+        // Nothing to fetch from: say so once, as any other failure would.
+        const VLError error = !m_packageError.isNull()
+            ? m_packageError
+            : VLError(VLFileDownloadErrorDomain, VLFileDownloadErrorBadResumePackage,
+                      tr("The download has neither a URL nor usable resume data."));
+        const QSharedPointer<VLFileDownload> keepAlive = sharedFromThis();
+        QMetaObject::invokeMethod(this, [this, keepAlive, error] {
+            if (!m_downloader)
+                failWithError(error);
+        }, Qt::QueuedConnection);
+        return;
+    }
+    m_file = std::make_unique<QFile>(m_destinationFilename);
+    if (!m_file->open(QIODevice::ReadWrite)) {
+        const VLError error = vlURLError(VLURLErrorCannotOpenFile,
+                                         tr("The partial file \"%1\" cannot be opened: %2")
+                                             .arg(m_destinationFilename, m_file->errorString()));
+        m_file.reset();
+        failWithError(error);
+        return;
+    }
+    startTransfer(url, m_file->size(), token.value(kTokenValidatorKey).toString().toLatin1());
+}
+
+void VLFileDownload::startTransfer(const QUrl &url, qint64 offset, const QByteArray &validator)
+{
+    QNetworkRequest request(url);
+    // Byte offsets must count bytes of the file itself, never of an encoded body.
+    request.setRawHeader("Accept-Encoding", "identity");
+    request.setTransferTimeout(kVLNetworkIdleTimeoutMilliseconds);
+    if (offset > 0) {
+        request.setRawHeader("Range", "bytes=" + QByteArray::number(offset) + '-');
+        if (!validator.isEmpty())
+            request.setRawHeader("If-Range", validator);
+    }
+    m_requestedOffset = offset;
+    m_responseHandled = false;
+    m_completeOnDisk = false;
+    m_responseStatus = 0;
+
+    QNetworkReply *reply = vlSharedNetworkAccessManager()->get(request);
+    reply->setReadBufferSize(kReadBufferBytes);
+    m_downloader = reply;
+    connect(reply, &QNetworkReply::readyRead, this, &VLFileDownload::handleData);
+    connect(reply, &QNetworkReply::finished, this, &VLFileDownload::handleFinished);
+
+    // Begin is reported from the event loop, like every later event of the transfer.
+    const QSharedPointer<VLFileDownload> keepAlive = sharedFromThis();
+    QMetaObject::invokeMethod(this, [this, keepAlive, reply] {
+        if (m_downloader != reply)
+            return;
+        if (auto *delegate = m_delegate.get())
+            delegate->fileDownloadDidBegin(this);
+    }, Qt::QueuedConnection);
+}
+
+QString VLFileDownload::proposedFilename() const
+{
+    const QString disposition = filenameFromContentDisposition(m_downloader->rawHeader("Content-Disposition"));
+    if (!disposition.isEmpty())
+        return disposition;
+    const QString fromURL = m_downloader->url().fileName(QUrl::FullyDecoded);
+    return fromURL.isEmpty() ? QStringLiteral("Unknown") : fromURL;
+}
+
+bool VLFileDownload::decideDestination(const QString &suggestedFilename)
+{
+    if (!vlIsPlainPathComponent(suggestedFilename)) {
+        failWithError(VLError(VLFileDownloadErrorDomain, VLFileDownloadErrorUnsafeFilename,
+                              tr("The server named the file \"%1\", which is not a plain file name.")
+                                  .arg(suggestedFilename)));
+        return false;
+    }
+    m_suggestedFilename = suggestedFilename;
+    m_downloadPackagePath = QDir(m_destinationFolder)
+                                .filePath(nameWithoutExtension(suggestedFilename) + QLatin1String(kWorkFolderSuffix));
+    m_destinationFilename = QDir(m_downloadPackagePath).filePath(suggestedFilename);
+    QDir().mkpath(m_downloadPackagePath);
+    m_file = std::make_unique<QFile>(m_destinationFilename);
+    if (!m_file->open(QIODevice::WriteOnly | QIODevice::Truncate)) {
+        const VLError error = vlURLError(VLURLErrorCannotCreateFile,
+                                         tr("The file \"%1\" cannot be created: %2")
+                                             .arg(m_destinationFilename, m_file->errorString()),
+                                         m_downloader->url().toString());
+        m_file.reset();
+        failWithError(error);
+        return false;
+    }
+    // The package can be resumed from the moment it exists, even if this process never gets
+    // to record an interruption.
+    m_resumeData = makeResumeToken(m_downloader->url(), m_downloader->rawHeader("ETag"));
+    writeResumeFiles();
+    return true;
+}
+
+void VLFileDownload::handleResponse()
+{
+    m_responseHandled = true;
+    const QSharedPointer<VLFileDownload> keepAlive = sharedFromThis();
+    const QVariant status = m_downloader->attribute(QNetworkRequest::HttpStatusCodeAttribute);
+    if (!status.isValid())
+        return; // no response at all: the transport failure is reported when the reply finishes
+    m_responseStatus = status.toInt();
+    const QVariant length = m_downloader->header(QNetworkRequest::ContentLengthHeader);
+    const qint64 announced = length.isValid() ? length.toLongLong() : 0;
+
+    if (m_requestedOffset >= 0) {
+        qint64 first = -1;
+        qint64 total = -1;
+        const bool hasRange = parseContentRange(m_downloader->rawHeader("Content-Range"), &first, &total);
+        if (m_responseStatus == 206 && hasRange && first == m_requestedOffset) {
+            m_file->seek(m_requestedOffset);
+            m_receivedLength = m_requestedOffset;
+            m_contentLength = announced + m_requestedOffset;
+        } else if (m_responseStatus == 206) {
+            m_file->close();
+            m_file->remove();
+            failWithError(VLError(VLFileDownloadErrorDomain, VLFileDownloadErrorResumeMismatch,
+                                  tr("The server resumed the download at another point than asked; it will start over.")));
+            return;
+        } else if (m_responseStatus == 416 && hasRange && total == m_requestedOffset) {
+            m_completeOnDisk = true;
+            m_receivedLength = m_contentLength = m_requestedOffset;
+        } else if (m_responseStatus == 200) {
+            // The file changed on the server or it ignores ranges: the whole file comes again.
+            m_file->resize(0);
+            m_file->seek(0);
+            m_receivedLength = 0;
+            m_contentLength = announced;
+        } else {
+            if (m_responseStatus == 416) {
+                m_file->close();
+                m_file->remove(); // the partial file does not fit the server's file any more
+            }
+            refuseWithStatus(m_responseStatus);
+            return;
+        }
+    } else {
+        m_receivedLength = 0;
+        m_contentLength = announced;
+        if (m_responseStatus != 200) {
+            refuseWithStatus(m_responseStatus);
+            return;
+        }
+        if (!decideDestination(proposedFilename()))
+            return;
+    }
+    if (auto *delegate = m_delegate.get())
+        delegate->fileDownloadProgressDidUpdate(this);
+}
+
+void VLFileDownload::refuseWithStatus(int statusCode)
+{
+    // The delegate is cleared by cancel() first, so this refusal reaches no one: the caller finds
+    // the download stopped with lastError set.
+    cancel();
+    m_lastError = VLError(VLFileDownloadErrorDomain, statusCode, vlLocalizedStringForHTTPStatusCode(statusCode));
+}
+
+bool VLFileDownload::writeToFile(const QByteArray &bytes)
+{
+    if (m_file && m_file->write(bytes) == bytes.size())
+        return true;
+    failWithError(vlURLError(VLURLErrorCannotWriteToFile,
+                             tr("The file \"%1\" cannot be written: %2")
+                                 .arg(m_destinationFilename, m_file ? m_file->errorString() : QString()),
+                             m_downloader ? m_downloader->url().toString() : QString()));
+    return false;
+}
+
+void VLFileDownload::handleData()
+{
+    const QSharedPointer<VLFileDownload> keepAlive = sharedFromThis();
+    const QPointer<VLFileDownload> self(this);
+    if (!m_responseHandled) {
+        handleResponse();
+        if (!self || !m_downloader)
+            return;
+    }
+    QNetworkReply *reply = m_downloader;
+    if (!reply || !m_file)
+        return;
+    const QByteArray bytes = reply->readAll();
+    if (bytes.isEmpty() || m_completeOnDisk)
+        return;
+    if (!writeToFile(bytes))
+        return;
+    m_receivedLength += bytes.size();
+    if (auto *delegate = m_delegate.get())
+        delegate->fileDownloadProgressDidUpdate(this);
+}
+
+void VLFileDownload::handleFinished()
+{
+    const QSharedPointer<VLFileDownload> keepAlive = sharedFromThis();
+    const QPointer<VLFileDownload> self(this);
+    QNetworkReply *reply = m_downloader;
+    if (!reply)
+        return;
+    if (reply->bytesAvailable() > 0 || !m_responseHandled) {
+        handleData();
+        if (!self || m_downloader != reply)
+            return;
+    }
+    const VLError error = vlTransportErrorForReply(reply, false);
+    if (!error.isNull())
+        failWithError(error);
+    else
+        finishDownload();
+}
+
+void VLFileDownload::dropTransfer()
+{
+    if (QNetworkReply *reply = m_downloader) {
+        m_downloader = nullptr;
+        reply->disconnect(this);
+        if (reply->isRunning())
+            reply->abort();
+        reply->deleteLater();
+    }
+    if (m_file) {
+        m_file->close();
+        m_file.reset();
+    }
+}
+
+void VLFileDownload::finishDownload()
+{
+    m_lastError = {};
+    dropTransfer();
+    const QString finalPath = QDir(m_destinationFolder).filePath(m_suggestedFilename);
+    // An existing file of that name is left alone; the new one goes with the work folder.
+    QFile::rename(m_destinationFilename, finalPath);
+    QDir(m_downloadPackagePath).removeRecursively();
+    if (auto *delegate = m_delegate.get())
+        delegate->fileDownloadDidFinish(this);
+}
+
+void VLFileDownload::failWithError(const VLError &error)
+{
+    m_lastError = error;
+    dropTransfer();
+    writeResumeFiles();
+    if (auto *delegate = m_delegate.get())
+        delegate->fileDownloadDidFailWithError(this, error);
+}
+
+void VLFileDownload::cancel()
+{
+    m_delegate = nullptr;
+    dropTransfer();
+    m_lastError = {};
+    writeResumeFiles();
+}
+
+void VLFileDownload::writeResumeFiles()
+{
+    if (m_downloadPackagePath.isEmpty() || m_resumeData.isEmpty() || !QFileInfo(m_downloadPackagePath).isDir())
+        return;
+    const QDir package(m_downloadPackagePath);
+    QFile token(package.filePath(QLatin1String(kResumeDataName)));
+    if (token.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        token.write(m_resumeData);
+    VLPropertyList::writeXml(package.filePath(QLatin1String(kResumePlistName)),
+                             QVariantMap{{QLatin1String(kSuggestedFilenameKey), m_suggestedFilename}});
+}

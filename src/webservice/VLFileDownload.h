@@ -1,0 +1,117 @@
+#pragma once
+
+#include "VLError.h"
+#include "VLWeakDelegate.h"
+
+#include <QByteArray>
+#include <QEnableSharedFromThis>
+#include <QObject>
+#include <QPointer>
+#include <QSharedPointer>
+#include <QString>
+#include <QUrl>
+
+#include <memory>
+
+class QFile;
+class QNetworkReply;
+class VLFileDownload;
+
+inline const QString VLFileDownloadErrorDomain = QStringLiteral("VLFileDownloadDomain");
+
+// Codes of VLFileDownloadDomain other than HTTP statuses (which are used as they are).
+enum VLFileDownloadErrorCode : qint64 {
+    VLFileDownloadErrorUnsafeFilename = 1,   // the server proposed a name that is not one plain file name
+    VLFileDownloadErrorBadResumePackage = 2, // a work folder that cannot be resumed
+    VLFileDownloadErrorResumeMismatch = 3,   // the server resumed at another offset than asked
+};
+
+// Events of one download, on the main thread. All optional.
+class VLFileDownloadDelegate
+{
+public:
+    virtual ~VLFileDownloadDelegate() = default;
+    virtual void fileDownloadDidBegin(VLFileDownload *) {}
+    virtual void fileDownloadProgressDidUpdate(VLFileDownload *) {}
+    virtual void fileDownloadDidFinish(VLFileDownload *) {}
+    virtual void fileDownloadDidFailWithError(VLFileDownload *, const VLError &) {}
+};
+
+// Fetches one file into a work folder inside `destinationFolder` and moves it into place when
+// complete. The body is streamed to disk. The work folder, "<name without extension>.vldownload",
+// holds the partial file, "resumeData" (this client's resume token) and "resume.plist"
+// ({"suggestedFilename": name}); a download made from such a folder asks the server only for the
+// bytes that are missing from the partial file (HTTP Range).
+//
+// A server that answers with a status other than 200 (206 when resuming) makes the download
+// cancel itself: lastError() carries the status and no callback follows.
+class VLFileDownload : public QObject, public QEnableSharedFromThis<VLFileDownload>
+{
+    Q_OBJECT
+public:
+    static QSharedPointer<VLFileDownload> initWithURLDestinationFolder(const QUrl &URL, const QString &destinationFolder);
+    static QSharedPointer<VLFileDownload> initWithResumePackageFilename(const QString &packagePath);
+
+    VLFileDownload(const QUrl &URL, const QString &destinationFolder);
+    explicit VLFileDownload(const QString &resumePackageFilename);
+    ~VLFileDownload() override;
+
+    QUrl URL() const { return m_URL; }
+    QString destinationFolder() const { return m_destinationFolder; }
+    QString suggestedFilename() const { return m_suggestedFilename; }
+    qint64 receivedLength() const { return m_receivedLength; }
+    qint64 contentLength() const { return m_contentLength; }
+    VLError lastError() const { return m_lastError; }
+    QSharedPointer<QObject> userData() const { return m_userData; }
+    void setUserData(const QSharedPointer<QObject> &userData) { m_userData = userData; }
+    VLFileDownloadDelegate *delegate() const { return m_delegate.get(); }
+    void setDelegate(VLFileDownloadDelegate *delegate) { m_delegate = delegate; }
+
+    void start();
+    // Stops without a callback, keeping the partial file and the resume files.
+    void cancel();
+
+    static constexpr const char *kWorkFolderSuffix = ".vldownload";
+    static constexpr const char *kResumeDataName = "resumeData";
+    static constexpr const char *kResumePlistName = "resume.plist";
+    static constexpr const char *kSuggestedFilenameKey = "suggestedFilename";
+
+    // "name.ext" -> "name"; a leading dot does not start an extension.
+    static QString nameWithoutExtension(const QString &name);
+
+private:
+    void startTransfer(const QUrl &url, qint64 offset, const QByteArray &validator);
+    void handleResponse();
+    void handleData();
+    void handleFinished();
+    bool decideDestination(const QString &suggestedFilename);
+    void finishDownload();
+    void failWithError(const VLError &error);
+    void refuseWithStatus(int statusCode);
+    void dropTransfer();
+    void writeResumeFiles();
+    QString proposedFilename() const;
+    bool writeToFile(const QByteArray &bytes);
+
+    QUrl m_URL;
+    QString m_destinationFolder;
+    QString m_suggestedFilename;
+    qint64 m_receivedLength = 0;
+    qint64 m_contentLength = 0;
+    VLError m_lastError;
+    QSharedPointer<QObject> m_userData;
+    VLWeakDelegate<VLFileDownloadDelegate> m_delegate;
+
+    QString m_downloadPackagePath;
+    QString m_destinationFilename;
+    QByteArray m_resumeData;
+    int m_responseStatus = 0;
+    QPointer<QNetworkReply> m_downloader;
+    std::unique_ptr<QFile> m_file;
+    qint64 m_requestedOffset = -1; // >= 0 while resuming from that many bytes on disk
+    bool m_responseHandled = false;
+    bool m_completeOnDisk = false; // the server says the partial file already holds every byte
+    VLError m_packageError;
+};
+
+using VLFileDownloadPtr = QSharedPointer<VLFileDownload>;

@@ -1,0 +1,64 @@
+#include "VLSyncReply.h"
+
+#include "VLFormat.h"
+#include "VLReplyText.h"
+#include "VLXMLDictionary.h"
+
+#include <QCoreApplication>
+
+#include <limits>
+
+qint64 vlLeadingIntegerValue(const QString &text)
+{
+    qsizetype i = 0;
+    while (i < text.size() && text.at(i).isSpace())
+        ++i;
+    bool negative = false;
+    if (i < text.size() && (text.at(i) == QLatin1Char('-') || text.at(i) == QLatin1Char('+')))
+        negative = text.at(i++) == QLatin1Char('-');
+    qint64 value = 0;
+    for (; i < text.size() && text.at(i) >= QLatin1Char('0') && text.at(i) <= QLatin1Char('9'); ++i) {
+        const int digit = text.at(i).unicode() - '0';
+        if (value > (std::numeric_limits<qint64>::max() - digit) / 10)
+            return negative ? std::numeric_limits<qint64>::min() : std::numeric_limits<qint64>::max();
+        value = value * 10 + digit;
+    }
+    return negative ? -value : value;
+}
+
+VLSyncReplyOutcome vlEvaluateSyncReply(const QByteArray &body, int httpStatus)
+{
+    VLSyncReplyOutcome outcome;
+    const std::optional<QString> text = vlReplyBodyText(body);
+    outcome.isXML = text && text->startsWith(QLatin1String("<?xml"));
+    if (outcome.isXML)
+        outcome.result = VLXMLDictionaryForXMLData(body);
+
+    if (outcome.result) {
+        const QVariant code = outcome.result->value(VLSyncReplyStatusCodeKey);
+        outcome.statusCode = code.typeId() == QMetaType::QString ? vlLeadingIntegerValue(code.toString()) : 0;
+        const QVariant message = outcome.result->value(VLSyncReplyStatusMessageKey);
+        outcome.statusMessage = message.typeId() == QMetaType::QString ? message.toString() : QString();
+    }
+
+    auto fail = [&](qint64 code, const QString &description) {
+        outcome.error = VLError(VLSyncRequestErrorDomain, code, description);
+    };
+    if (!outcome.isXML) {
+        fail(httpStatus, QCoreApplication::translate("VLSyncRequest", "Bad response from Cloud. Data is not XML"));
+    } else if (httpStatus != 200) {
+        fail(httpStatus, vlFormat(QCoreApplication::translate("VLSyncRequest", "NSHTTPURLResponse, status code: %d"),
+                                  httpStatus));
+    } else if (!outcome.result) {
+        fail(httpStatus, QCoreApplication::translate("VLSyncRequest", "Unknown response data from Cloud"));
+    } else if (outcome.statusCode != 0) {
+        QString description = outcome.statusMessage;
+        // The service sends its message for the user; without one, say at least which status it was.
+        if (description.isEmpty())
+            description = vlFormat(QCoreApplication::translate("VLSyncRequest",
+                                                               "The operation couldn't be completed. (%@ error %d.)"),
+                                   VLSyncRequestErrorDomain, outcome.statusCode);
+        fail(outcome.statusCode, description);
+    }
+    return outcome;
+}

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "VLError.h"
+
+#include <QByteArray>
+#include <QString>
+#include <QVariantMap>
+
+#include <optional>
+
+// Fixed error domain of replies the sync web service got wrong or refused (not XML, HTTP status
+// other than 200, a service "StatusCode" other than 0).
+inline const QString VLSyncRequestErrorDomain = QStringLiteral("VLSyncRequestErrorDomain");
+
+inline const QString VLSyncReplyStatusCodeKey = QStringLiteral("StatusCode");
+inline const QString VLSyncReplyStatusMessageKey = QStringLiteral("StatusMessage");
+
+// How the client judges one complete reply of the service.
+struct VLSyncReplyOutcome
+{
+    bool isXML = false;                 // the body text begins with "<?xml"
+    std::optional<QVariantMap> result;  // the decoded body, present exactly when it is XML
+    qint64 statusCode = 0;              // the service's "StatusCode" (0 when missing or not a number)
+    QString statusMessage = QStringLiteral(""); // the service's "StatusMessage"
+    VLError error;                      // null on success
+};
+
+// `body` is null when no body arrived; `httpStatus` is 0 when no response arrived.
+VLSyncReplyOutcome vlEvaluateSyncReply(const QByteArray &body, int httpStatus);
+
+// Integer value of a text as a lenient scanner reads it: leading blanks, an optional sign, then
+// digits up to the first other character; 0 when there are none.
+qint64 vlLeadingIntegerValue(const QString &text);

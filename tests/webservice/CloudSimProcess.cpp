@@ -1,0 +1,131 @@
+#include "CloudSimProcess.h"
+
+#include "TestSupport.h"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonObject>
+#include <QTcpSocket>
+#include <QUrl>
+
+void writeTestCatalog(const QString &folder, const QList<TestCatalogFile> &files, int edition)
+{
+    QDir(folder).mkpath(QStringLiteral("files"));
+    QJsonArray records;
+    int index = 0;
+    for (const TestCatalogFile &file : files) {
+        QFile payload(QDir(folder).filePath(QStringLiteral("files/") + file.name));
+        if (payload.open(QIODevice::WriteOnly))
+            payload.write(file.payload);
+        ++index;
+        records.append(QJsonObject{
+            {QStringLiteral("FileID"), file.fileID.isEmpty() ? file.name : file.fileID},
+            {QStringLiteral("DeviceFileID"), QString::number(1000 + index)},
+            {QStringLiteral("FileType"), file.fileType},
+            {QStringLiteral("FileURL"), QStringLiteral("files/") + file.name},
+            {QStringLiteral("ByteLength"), QString::number(file.payload.size())},
+            {QStringLiteral("Description"), QStringLiteral("Test file ") + file.name},
+            {QStringLiteral("SKU"), QStringLiteral("SKU-%1").arg(index)},
+            {QStringLiteral("VersionString"), file.versionString},
+            {QStringLiteral("VersionDate"), QStringLiteral("3/14/2023 9:26:53 PM")},
+        });
+    }
+    QFile index_(QDir(folder).filePath(QStringLiteral("index.json")));
+    if (index_.open(QIODevice::WriteOnly))
+        index_.write(QJsonDocument(QJsonObject{{QStringLiteral("edition"), edition},
+                                               {QStringLiteral("files"), records}})
+                         .toJson());
+}
+
+CloudSimProcess::CloudSimProcess(const QString &catalogFolder, const QStringList &arguments)
+{
+    m_process.setReadChannel(QProcess::StandardOutput);
+    m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    m_process.start(tinteraBuiltProgram(QStringLiteral("tools/cloudsim/tintera-cloudsim")),
+                    QStringList{catalogFolder, QStringLiteral("--exit-with-parent")} + arguments);
+    if (!m_process.waitForStarted(10000))
+        return;
+    while (!m_process.canReadLine() && m_process.state() == QProcess::Running)
+        m_process.waitForReadyRead(10000);
+    m_baseURL = QString::fromUtf8(m_process.readLine()).trimmed();
+}
+
+CloudSimProcess::~CloudSimProcess()
+{
+    if (m_process.state() != QProcess::NotRunning) {
+        m_process.terminate();
+        if (!m_process.waitForFinished(5000)) {
+            m_process.kill();
+            m_process.waitForFinished(5000);
+        }
+    }
+}
+
+int CloudSimProcess::get(const QString &pathAndQuery, QByteArray *body) const
+{
+    const QUrl base(m_baseURL);
+    QTcpSocket socket;
+    socket.connectToHost(base.host(), quint16(base.port()));
+    if (!socket.waitForConnected(5000))
+        return 0;
+    socket.write("GET " + (base.path() + QLatin1Char('/') + pathAndQuery).toUtf8() + " HTTP/1.0\r\nHost: "
+                 + base.host().toUtf8() + "\r\nConnection: close\r\n\r\n");
+    QByteArray reply;
+    while (socket.state() == QAbstractSocket::ConnectedState && socket.waitForReadyRead(10000))
+        reply += socket.readAll();
+    reply += socket.readAll();
+    const qsizetype split = reply.indexOf("\r\n\r\n");
+    if (body)
+        *body = split < 0 ? QByteArray() : reply.mid(split + 4);
+    const QList<QByteArray> statusLine = reply.left(reply.indexOf("\r\n")).split(' ');
+    return statusLine.size() > 1 ? statusLine.at(1).toInt() : 0;
+}
+
+bool CloudSimProcess::setFault(const QString &target, const QMap<QString, QString> &items) const
+{
+    QString query = QStringLiteral("control/fault?target=") + QString::fromLatin1(QUrl::toPercentEncoding(target));
+    for (auto it = items.constBegin(); it != items.constEnd(); ++it)
+        query += QLatin1Char('&') + it.key() + QLatin1Char('=') + QString::fromLatin1(QUrl::toPercentEncoding(it.value()));
+    return get(query) == 200;
+}
+
+QJsonDocument CloudSimProcess::control(const QString &command) const
+{
+    QByteArray body;
+    get(QStringLiteral("control/") + command, &body);
+    return QJsonDocument::fromJson(body);
+}
+
+qint64 CloudSimProcess::bytesServed(const QString &fileName) const
+{
+    return control(QStringLiteral("stats"))[QStringLiteral("files")][fileName][QStringLiteral("bytesServed")].toInteger();
+}
+
+qint64 CloudSimProcess::fileRequests(const QString &fileName) const
+{
+    return control(QStringLiteral("stats"))[QStringLiteral("files")][fileName][QStringLiteral("requests")].toInteger();
+}
+
+QJsonArray CloudSimProcess::requests() const
+{
+    return control(QStringLiteral("requests")).array();
+}
+
+QStringList CloudSimProcess::endpointsRequested() const
+{
+    const QString basePath = QUrl(m_baseURL).path();
+    QStringList paths;
+    for (const QJsonValue &entry : requests()) {
+        const QString path = entry[QStringLiteral("path")].toString().mid(basePath.size() + 1);
+        if (!path.startsWith(QLatin1String("control/")))
+            paths << path;
+    }
+    return paths;
+}
+
+CloudSimFixture::CloudSimFixture(const QList<TestCatalogFile> &files, const QStringList &arguments)
+    : catalogFolder(folder.filePath(QStringLiteral("catalog")))
+{
+    writeTestCatalog(catalogFolder, files);
+    server = std::make_unique<CloudSimProcess>(catalogFolder, arguments);
+}

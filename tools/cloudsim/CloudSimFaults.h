@@ -1,0 +1,47 @@
+#pragma once
+
+#include <QMap>
+#include <QString>
+
+#include <mutex>
+#include <optional>
+
+// One misbehaviour of the emulated service, for an endpoint or for files.
+struct CloudSimFault
+{
+    int httpStatus = 0;                 // "http": answer with this HTTP status
+    QString body;                       // "body": "html", "notxml" or "empty" instead of the reply
+    std::optional<qint64> statusCode;   // "statuscode": a reply carrying only this "StatusCode"...
+    QString message;                    // "message": ...and this "StatusMessage"
+    int delayMilliseconds = 0;          // "delay": wait before answering
+    std::optional<qint64> cutAfter;     // "cut": send the headers and this many body bytes, then close
+    bool drop = false;                  // "drop": send the headers, then close without a body
+    QString filename;                   // "filename": propose this name (Content-Disposition)
+    bool noLength = false;              // "nolength": send the body without Content-Length
+    int times = -1;                     // "times": how many requests it applies to (-1: all)
+
+    QString description() const;
+};
+
+// Parses "key=value,key=value" (values percent-decoded) or a list of query items. Unknown keys
+// and bad numbers give an error text.
+std::optional<CloudSimFault> cloudSimFaultFromItems(const QMap<QString, QString> &items, QString *error);
+std::optional<CloudSimFault> cloudSimFaultFromSpec(const QString &spec, QString *error);
+
+// The faults in force, by target: "OpenDeviceSession", "CloseDeviceSession", "GetAvailableFiles",
+// "files" (every file) or "files/<name>" (one file). Shared by the server's worker threads.
+class CloudSimFaultTable
+{
+public:
+    void set(const QString &target, const CloudSimFault &fault);
+    void clear(const QString &target = QString());
+    // The fault for the first of the targets that has one, counted as used once.
+    std::optional<CloudSimFault> take(std::initializer_list<QString> targets);
+    QMap<QString, CloudSimFault> all() const;
+
+private:
+    mutable std::mutex m_lock;
+    QMap<QString, CloudSimFault> m_faults;
+};
+
+bool cloudSimIsKnownFaultTarget(const QString &target);

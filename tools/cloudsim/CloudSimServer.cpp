@@ -1,0 +1,456 @@
+#include "CloudSimServer.h"
+
+#include "CloudSimCatalog.h"
+#include "CloudSimReplies.h"
+
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QRandomGenerator>
+#include <QRegularExpression>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <iostream>
+#include <memory>
+#include <thread>
+
+namespace {
+
+constexpr qsizetype kRequestsKept = 1000;
+constexpr size_t kChunkBytes = 256 * 1024;
+
+const QString kOpenDeviceSession = QStringLiteral("OpenDeviceSession");
+const QString kCloseDeviceSession = QStringLiteral("CloseDeviceSession");
+const QString kGetAvailableFiles = QStringLiteral("GetAvailableFiles");
+
+QString fromStd(const std::string &text)
+{
+    return QString::fromStdString(text);
+}
+
+std::string toStd(const QString &text)
+{
+    return text.toStdString();
+}
+
+QMap<QString, QString> parametersOf(const httplib::Request &request)
+{
+    QMap<QString, QString> parameters;
+    for (const auto &[name, value] : request.params)
+        parameters.insert(fromStd(name), fromStd(value));
+    return parameters;
+}
+
+std::string regexEscaped(const QString &text)
+{
+    return toStd(QRegularExpression::escape(text));
+}
+
+void sendJSON(httplib::Response &response, const QJsonDocument &document, int status = 200)
+{
+    response.status = status;
+    response.set_content(document.toJson(QJsonDocument::Indented).toStdString(), "application/json");
+}
+
+void sendError(httplib::Response &response, int status, const QString &message)
+{
+    sendJSON(response, QJsonDocument(QJsonObject{{QStringLiteral("error"), message}}), status);
+}
+
+// Sends `body` as the reply, or only its first `cutAfter` bytes over a connection that then
+// closes (a Content-Length of the whole body announced), or no body at all (`drop`).
+void sendBody(httplib::Response &response, const QByteArray &body, const char *contentType,
+              std::optional<qint64> cutAfter, bool drop)
+{
+    if (!cutAfter && !drop) {
+        response.set_content(body.constData(), size_t(body.size()), contentType);
+        return;
+    }
+    const qint64 limit = drop ? 0 : std::min<qint64>(*cutAfter, body.size());
+    auto bytes = std::make_shared<QByteArray>(body);
+    response.set_content_provider(size_t(body.size()), contentType,
+                                  [bytes, limit](size_t offset, size_t length, httplib::DataSink &sink) {
+                                      if (qint64(offset) >= limit)
+                                          return false;
+                                      const size_t n = std::min<size_t>(length, size_t(limit - qint64(offset)));
+                                      return sink.write(bytes->constData() + offset, n);
+                                  });
+}
+
+struct ByteRange
+{
+    qint64 first = 0;
+    qint64 last = -1;
+};
+
+enum class RangeRequest { None, Satisfiable, Unsatisfiable };
+
+// One "bytes=" range, normalised against the file size. Anything else (several ranges, other
+// units, malformed text) is ignored and the whole file is sent, as HTTP allows.
+RangeRequest parseRange(const std::string &header, qint64 size, ByteRange *range)
+{
+    static const QRegularExpression pattern(QStringLiteral("^\\s*bytes\\s*=\\s*(\\d*)\\s*-\\s*(\\d*)\\s*$"));
+    const QRegularExpressionMatch match = pattern.match(fromStd(header));
+    if (!match.hasMatch())
+        return RangeRequest::None;
+    const QString first = match.captured(1);
+    const QString last = match.captured(2);
+    if (first.isEmpty() && last.isEmpty())
+        return RangeRequest::None;
+    bool ok = true;
+    if (first.isEmpty()) {
+        const qint64 suffix = last.toLongLong(&ok);
+        if (!ok)
+            return RangeRequest::None;
+        if (suffix == 0 || size == 0)
+            return RangeRequest::Unsatisfiable;
+        range->first = std::max<qint64>(0, size - suffix);
+        range->last = size - 1;
+        return RangeRequest::Satisfiable;
+    }
+    range->first = first.toLongLong(&ok);
+    if (!ok)
+        return RangeRequest::None;
+    range->last = last.isEmpty() ? std::max<qint64>(range->first, size - 1) : last.toLongLong(&ok);
+    if (!ok || range->last < range->first)
+        return RangeRequest::None;
+    if (range->first >= size)
+        return RangeRequest::Unsatisfiable;
+    range->last = std::min(range->last, size - 1);
+    return RangeRequest::Satisfiable;
+}
+
+} // namespace
+
+CloudSimServer::CloudSimServer(Options options)
+    : m_options(std::move(options))
+{
+    while (m_options.prefix.endsWith(QLatin1Char('/')))
+        m_options.prefix.chop(1);
+    if (!m_options.prefix.isEmpty() && !m_options.prefix.startsWith(QLatin1Char('/')))
+        m_options.prefix.prepend(QLatin1Char('/'));
+
+    // Ranges are applied by the file handler alone, after normalising them: cpp-httplib 0.11.4
+    // mishandles ranges past the end and would apply them to the XML replies too.
+    m_server.set_pre_routing_handler([](const httplib::Request &request, httplib::Response &) {
+        const_cast<httplib::Request &>(request).ranges.clear();
+        return httplib::Server::HandlerResponse::Unhandled;
+    });
+    if (m_options.verbose) {
+        m_server.set_logger([](const httplib::Request &request, const httplib::Response &response) {
+            std::cerr << "tintera-cloudsim: " << request.method << ' ' << request.target << " -> " << response.status
+                      << std::endl;
+        });
+    }
+    installRoutes();
+}
+
+bool CloudSimServer::bind(QString *error)
+{
+    const std::string host = toStd(m_options.host);
+    if (m_options.port == 0) {
+        m_port = m_server.bind_to_any_port(host);
+    } else {
+        m_port = m_server.bind_to_port(host, m_options.port) ? m_options.port : -1;
+    }
+    if (m_port <= 0) {
+        if (error)
+            *error = QStringLiteral("cannot listen on %1:%2").arg(m_options.host).arg(m_options.port);
+        return false;
+    }
+    return true;
+}
+
+QString CloudSimServer::baseURL() const
+{
+    return QStringLiteral("http://%1:%2%3").arg(m_options.host).arg(m_port).arg(m_options.prefix);
+}
+
+void CloudSimServer::run()
+{
+    m_server.listen_after_bind();
+}
+
+void CloudSimServer::stop()
+{
+    m_server.stop();
+}
+
+void CloudSimServer::installRoutes()
+{
+    const std::string prefix = regexEscaped(m_options.prefix);
+    for (const QString &endpoint : {kOpenDeviceSession, kCloseDeviceSession, kGetAvailableFiles}) {
+        m_server.Get(prefix + "/" + toStd(endpoint), [this, endpoint](const httplib::Request &request,
+                                                                     httplib::Response &response) {
+            handleEndpoint(endpoint, request, response);
+        });
+    }
+    m_server.Get(prefix + "/files/(.+)", [this](const httplib::Request &request, httplib::Response &response) {
+        handleFile(fromStd(request.matches[1].str()), request, response);
+    });
+    m_server.Get(prefix + "/control/([a-z]+)", [this](const httplib::Request &request, httplib::Response &response) {
+        handleControl(fromStd(request.matches[1].str()), request, response);
+    });
+}
+
+void CloudSimServer::record(const httplib::Request &request)
+{
+    RequestRecord entry{fromStd(request.path), parametersOf(request),
+                        request.has_header("Range") ? fromStd(request.get_header_value("Range")) : QString()};
+    std::lock_guard locker(m_stateLock);
+    m_requests.append(entry);
+    if (m_requests.size() > kRequestsKept)
+        m_requests.removeFirst();
+}
+
+void CloudSimServer::countServed(const QString &name, qint64 bytes)
+{
+    std::lock_guard locker(m_stateLock);
+    m_fileStats[name].bytesServed += bytes;
+}
+
+QByteArray CloudSimServer::endpointReply(const QString &endpoint, const httplib::Request &request)
+{
+    const QMap<QString, QString> parameters = parametersOf(request);
+    if (endpoint == kOpenDeviceSession) {
+        if (parameters.value(QStringLiteral("deviceID")).isEmpty())
+            return CloudSimReplies::status(endpoint, 1, QStringLiteral("The request names no device (deviceID)."));
+        if (parameters.value(QStringLiteral("securityKey")).isEmpty())
+            return CloudSimReplies::status(endpoint, 2, QStringLiteral("The request carries no security key (securityKey)."));
+        QString sessionId;
+        {
+            std::lock_guard locker(m_stateLock);
+            sessionId = QStringLiteral("S%1-%2")
+                            .arg(++m_sessionCounter)
+                            .arg(QRandomGenerator::global()->generate64(), 16, 16, QLatin1Char('0'));
+            m_sessions.insert(sessionId);
+        }
+        return CloudSimReplies::openSession(sessionId);
+    }
+
+    const QString sessionId = parameters.value(QStringLiteral("SessionId"));
+    bool known = false;
+    {
+        std::lock_guard locker(m_stateLock);
+        known = m_sessions.contains(sessionId);
+        if (known && endpoint == kCloseDeviceSession)
+            m_sessions.remove(sessionId);
+    }
+    if (!known)
+        return CloudSimReplies::status(endpoint, 4, QStringLiteral("The session is not open."));
+    if (endpoint == kCloseDeviceSession)
+        return CloudSimReplies::closeSession();
+
+    QString error;
+    const CloudSimCatalog catalog = CloudSimCatalog::load(m_options.catalogFolder, &error);
+    if (!error.isEmpty()) {
+        std::cerr << "tintera-cloudsim: " << toStd(error) << std::endl;
+        return CloudSimReplies::status(endpoint, 5, QStringLiteral("The file catalog is not available."));
+    }
+    for (const QString &problem : catalog.problems)
+        std::cerr << "tintera-cloudsim: " << toStd(problem) << std::endl;
+    const QString fileType = parameters.value(QStringLiteral("FileType"));
+    QList<CloudSimCatalog::Record> records;
+    for (const CloudSimCatalog::Record &record : catalog.records) {
+        bool matches = fileType.isEmpty() || fileType == QLatin1String("Any");
+        for (const auto &[key, value] : record)
+            matches = matches || (key == QLatin1String("FileType") && value == fileType);
+        if (matches)
+            records.append(record);
+    }
+    return CloudSimReplies::availableFiles(records, baseURL());
+}
+
+void CloudSimServer::handleEndpoint(const QString &endpoint, const httplib::Request &request,
+                                    httplib::Response &response)
+{
+    record(request);
+    {
+        std::lock_guard locker(m_stateLock);
+        ++m_endpointCalls[endpoint];
+    }
+    const std::optional<CloudSimFault> fault = m_faults.take({endpoint});
+    if (fault && fault->delayMilliseconds > 0)
+        std::this_thread::sleep_for(std::chrono::milliseconds(fault->delayMilliseconds));
+
+    QByteArray body;
+    const char *contentType = "application/xml; charset=utf-8";
+    if (fault && fault->body == QLatin1String("html")) {
+        body = CloudSimReplies::htmlPage();
+        contentType = "text/html; charset=utf-8";
+    } else if (fault && fault->body == QLatin1String("notxml")) {
+        body = CloudSimReplies::notXML();
+        contentType = "text/plain; charset=utf-8";
+    } else if (fault && fault->body == QLatin1String("empty")) {
+        body = QByteArray("");
+    } else if (fault && fault->statusCode) {
+        body = CloudSimReplies::status(endpoint, *fault->statusCode, fault->message);
+    } else {
+        body = endpointReply(endpoint, request);
+    }
+    response.status = fault && fault->httpStatus ? fault->httpStatus : 200;
+    sendBody(response, body, contentType, fault ? fault->cutAfter : std::nullopt, fault && fault->drop);
+}
+
+void CloudSimServer::handleFile(const QString &name, const httplib::Request &request, httplib::Response &response)
+{
+    record(request);
+    const QString path = CloudSimCatalog::payloadPath(m_options.catalogFolder, name);
+    {
+        std::lock_guard locker(m_stateLock);
+        if (!path.isEmpty())
+            ++m_fileStats[name].requests;
+    }
+    const std::optional<CloudSimFault> fault = m_faults.take({QStringLiteral("files/") + name, QStringLiteral("files")});
+    if (fault && fault->delayMilliseconds > 0)
+        std::this_thread::sleep_for(std::chrono::milliseconds(fault->delayMilliseconds));
+
+    const QFileInfo info(path);
+    if (path.isEmpty() || !info.isFile()) {
+        response.status = 404;
+        response.set_content("Not Found\n", "text/plain");
+        return;
+    }
+    if (fault && fault->httpStatus) {
+        response.status = fault->httpStatus;
+        response.set_content(toStd(QStringLiteral("HTTP %1\n").arg(fault->httpStatus)), "text/plain");
+        return;
+    }
+    if (fault && (fault->body == QLatin1String("html") || fault->body == QLatin1String("notxml"))) {
+        const QByteArray body = fault->body == QLatin1String("html") ? CloudSimReplies::htmlPage() : CloudSimReplies::notXML();
+        response.set_content(body.constData(), size_t(body.size()), "text/html");
+        return;
+    }
+
+    const int descriptor = ::open(path.toLocal8Bit().constData(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0) {
+        response.status = 403;
+        response.set_content("Forbidden\n", "text/plain");
+        return;
+    }
+    auto file = std::shared_ptr<int>(new int(descriptor), [](int *fd) {
+        ::close(*fd);
+        delete fd;
+    });
+    const qint64 size = ::lseek(descriptor, 0, SEEK_END);
+    const QString etag = QStringLiteral("\"%1-%2\"").arg(size).arg(info.lastModified().toMSecsSinceEpoch());
+
+    ByteRange range{0, size - 1};
+    RangeRequest ranged = RangeRequest::None;
+    const bool validatorMatches = !request.has_header("If-Range") || fromStd(request.get_header_value("If-Range")) == etag;
+    if (request.has_header("Range") && validatorMatches)
+        ranged = parseRange(request.get_header_value("Range"), size, &range);
+    if (ranged == RangeRequest::Unsatisfiable) {
+        response.status = 416;
+        response.set_header("Content-Range", toStd(QStringLiteral("bytes */%1").arg(size)));
+        response.set_content("Requested Range Not Satisfiable\n", "text/plain");
+        return;
+    }
+    response.set_header("Accept-Ranges", "bytes");
+    response.set_header("ETag", toStd(etag));
+    if (fault && !fault->filename.isEmpty())
+        response.set_header("Content-Disposition", toStd(QStringLiteral("attachment; filename=\"%1\"").arg(fault->filename)));
+    if (ranged == RangeRequest::Satisfiable) {
+        response.status = 206;
+        response.set_header("Content-Range",
+                            toStd(QStringLiteral("bytes %1-%2/%3").arg(range.first).arg(range.last).arg(size)));
+    }
+
+    const qint64 length = range.last - range.first + 1;
+    const qint64 limit = fault && fault->drop ? 0 : (fault && fault->cutAfter ? std::min(*fault->cutAfter, length) : length);
+    const qint64 start = range.first;
+    auto provide = [this, file, name, start, limit](size_t offset, size_t wanted, httplib::DataSink &sink) {
+        if (qint64(offset) >= limit)
+            return false; // the fault: close the connection here
+        std::string buffer(std::min<size_t>({wanted, kChunkBytes, size_t(limit - qint64(offset))}), '\0');
+        const ssize_t got = ::pread(*file, buffer.data(), buffer.size(), off_t(start + qint64(offset)));
+        // Never report success without bytes: cpp-httplib would ask again forever.
+        if (got <= 0 || !sink.write(buffer.data(), size_t(got)))
+            return false;
+        countServed(name, got);
+        return true;
+    };
+    if (fault && fault->noLength) {
+        response.set_chunked_content_provider("application/octet-stream",
+                                              [provide, length](size_t offset, httplib::DataSink &sink) {
+                                                  if (qint64(offset) >= length) {
+                                                      sink.done();
+                                                      return true;
+                                                  }
+                                                  return provide(offset, size_t(length - qint64(offset)), sink);
+                                              });
+    } else {
+        response.set_content_provider(size_t(length), "application/octet-stream", provide);
+    }
+}
+
+void CloudSimServer::handleControl(const QString &command, const httplib::Request &request, httplib::Response &response)
+{
+    const QMap<QString, QString> parameters = parametersOf(request);
+    if (command == QLatin1String("fault")) {
+        const QString target = parameters.value(QStringLiteral("target"));
+        if (!cloudSimIsKnownFaultTarget(target))
+            return sendError(response, 400, QStringLiteral("unknown target \"%1\"").arg(target));
+        QString error;
+        const std::optional<CloudSimFault> fault = cloudSimFaultFromItems(parameters, &error);
+        if (!fault)
+            return sendError(response, 400, error);
+        m_faults.set(target, *fault);
+        return sendJSON(response, QJsonDocument(QJsonObject{{QStringLiteral("target"), target},
+                                                            {QStringLiteral("fault"), fault->description()}}));
+    }
+    if (command == QLatin1String("clear")) {
+        m_faults.clear(parameters.value(QStringLiteral("target")));
+        return sendJSON(response, QJsonDocument(QJsonObject{{QStringLiteral("cleared"), true}}));
+    }
+    if (command == QLatin1String("reset")) {
+        m_faults.clear();
+        std::lock_guard locker(m_stateLock);
+        m_fileStats.clear();
+        m_endpointCalls.clear();
+        m_requests.clear();
+        m_sessions.clear();
+        return sendJSON(response, QJsonDocument(QJsonObject{{QStringLiteral("reset"), true}}));
+    }
+    if (command == QLatin1String("stats")) {
+        QJsonObject files;
+        QJsonObject endpoints;
+        QJsonObject faults;
+        qint64 openSessions = 0;
+        {
+            std::lock_guard locker(m_stateLock);
+            for (auto it = m_fileStats.constBegin(); it != m_fileStats.constEnd(); ++it)
+                files.insert(it.key(), QJsonObject{{QStringLiteral("bytesServed"), it->bytesServed},
+                                                   {QStringLiteral("requests"), it->requests}});
+            for (auto it = m_endpointCalls.constBegin(); it != m_endpointCalls.constEnd(); ++it)
+                endpoints.insert(it.key(), it.value());
+            openSessions = m_sessions.size();
+        }
+        const QMap<QString, CloudSimFault> active = m_faults.all();
+        for (auto it = active.constBegin(); it != active.constEnd(); ++it)
+            faults.insert(it.key(), it->description());
+        return sendJSON(response, QJsonDocument(QJsonObject{{QStringLiteral("files"), files},
+                                                            {QStringLiteral("endpoints"), endpoints},
+                                                            {QStringLiteral("faults"), faults},
+                                                            {QStringLiteral("openSessions"), openSessions}}));
+    }
+    if (command == QLatin1String("requests")) {
+        QJsonArray list;
+        std::lock_guard locker(m_stateLock);
+        for (const RequestRecord &entry : m_requests) {
+            QJsonObject params;
+            for (auto it = entry.parameters.constBegin(); it != entry.parameters.constEnd(); ++it)
+                params.insert(it.key(), it.value());
+            QJsonObject item{{QStringLiteral("path"), entry.path}, {QStringLiteral("parameters"), params}};
+            if (!entry.range.isEmpty())
+                item.insert(QStringLiteral("range"), entry.range);
+            list.append(item);
+        }
+        return sendJSON(response, QJsonDocument(list));
+    }
+    sendError(response, 404, QStringLiteral("unknown control command \"%1\"").arg(command));
+}

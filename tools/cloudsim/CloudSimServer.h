@@ -1,0 +1,78 @@
+#pragma once
+
+#include "CloudSimFaults.h"
+
+#include <QList>
+#include <QMap>
+#include <QSet>
+#include <QString>
+
+#include <httplib.h>
+
+#include <mutex>
+
+// The sync web service on cpp-httplib: the three XML endpoints, the catalog's files (with
+// Content-Length, Range/206/416 and If-Range) and a control endpoint, all under one base URL.
+//
+//   <base>/OpenDeviceSession?deviceID&securityKey&securityType&language
+//   <base>/CloseDeviceSession?SessionId
+//   <base>/GetAvailableFiles?SessionId&FileType
+//   <base>/files/<name>
+//   <base>/control/fault?target=T&<fault items>    set a fault (see CloudSimFault)
+//   <base>/control/clear[?target=T]                clear one fault or all
+//   <base>/control/stats                           JSON: served bytes per file, calls per endpoint
+//   <base>/control/requests                        JSON: the latest requests with their parameters
+//   <base>/control/reset                           clear faults, counters, requests and sessions
+class CloudSimServer
+{
+public:
+    struct Options
+    {
+        QString catalogFolder;
+        QString host = QStringLiteral("127.0.0.1");
+        int port = 0; // 0: an ephemeral port
+        QString prefix; // path of the base URL, "" or "/a/b"
+        bool verbose = false;
+    };
+
+    explicit CloudSimServer(Options options);
+
+    bool bind(QString *error);
+    QString baseURL() const;
+    void run(); // serves until stop()
+    void stop();
+    CloudSimFaultTable &faults() { return m_faults; }
+
+private:
+    struct FileStats
+    {
+        qint64 bytesServed = 0;
+        qint64 requests = 0;
+    };
+    struct RequestRecord
+    {
+        QString path;
+        QMap<QString, QString> parameters;
+        QString range;
+    };
+
+    void installRoutes();
+    void handleEndpoint(const QString &endpoint, const httplib::Request &request, httplib::Response &response);
+    void handleFile(const QString &name, const httplib::Request &request, httplib::Response &response);
+    void handleControl(const QString &command, const httplib::Request &request, httplib::Response &response);
+    QByteArray endpointReply(const QString &endpoint, const httplib::Request &request);
+    void record(const httplib::Request &request);
+    void countServed(const QString &name, qint64 bytes);
+
+    Options m_options;
+    int m_port = 0;
+    httplib::Server m_server;
+    CloudSimFaultTable m_faults;
+
+    std::mutex m_stateLock;
+    QMap<QString, FileStats> m_fileStats;
+    QMap<QString, qint64> m_endpointCalls;
+    QList<RequestRecord> m_requests;
+    QSet<QString> m_sessions;
+    quint64 m_sessionCounter = 0;
+};
