@@ -1,0 +1,128 @@
+#include "VLFandeckTableModel.h"
+
+#include <QColor>
+
+#include <algorithm>
+
+VLFandeckTableModel::VLFandeckTableModel(QObject *parent)
+    : QAbstractTableModel(parent)
+{
+}
+
+void VLFandeckTableModel::setChoices(VLFandeckChoices *choices)
+{
+    m_choices = choices;
+    reload();
+}
+
+void VLFandeckTableModel::setFandecks(const VLSyncFileList &fandecks)
+{
+    beginResetModel();
+    m_fandecks = sortedByDescription(fandecks);
+    endResetModel();
+}
+
+void VLFandeckTableModel::reload()
+{
+    beginResetModel();
+    endResetModel();
+}
+
+QString VLFandeckTableModel::columnIdentifier(int column)
+{
+    return column == CheckColumn ? QStringLiteral("check") : QStringLiteral("name");
+}
+
+VLSyncFileList VLFandeckTableModel::sortedByDescription(const VLSyncFileList &fandecks)
+{
+    VLSyncFileList sorted;
+    for (const VLSyncFileInfoPtr &fandeck : fandecks) {
+        if (fandeck)
+            sorted.append(fandeck);
+    }
+    // An absent description sorts before every present one, as an absent value does in an
+    // ascending sort; present ones compare as plain text.
+    std::stable_sort(sorted.begin(), sorted.end(), [](const VLSyncFileInfoPtr &a, const VLSyncFileInfoPtr &b) {
+        const QString left = a->fileDescription();
+        const QString right = b->fileDescription();
+        if (left.isNull() || right.isNull())
+            return left.isNull() && !right.isNull();
+        return QString::compare(left, right, Qt::CaseSensitive) < 0;
+    });
+    return sorted;
+}
+
+QString VLFandeckTableModel::nameForFandeck(const VLSyncFileInfoPtr &fandeck)
+{
+    if (!fandeck)
+        return QString(QLatin1String(""));
+    if (!fandeck->fileDescription().isNull())
+        return fandeck->fileDescription();
+    if (!fandeck->fileID().isNull())
+        return fandeck->fileID();
+    return QString(QLatin1String(""));
+}
+
+bool VLFandeckTableModel::choicesAreEditable() const
+{
+    return m_choices && m_choices->syncSelectedFandecksOnly() && !m_choices->isInSync();
+}
+
+int VLFandeckTableModel::rowCount(const QModelIndex &parent) const
+{
+    return parent.isValid() ? 0 : int(m_fandecks.size());
+}
+
+int VLFandeckTableModel::columnCount(const QModelIndex &parent) const
+{
+    return parent.isValid() ? 0 : 2;
+}
+
+QVariant VLFandeckTableModel::data(const QModelIndex &index, int role) const
+{
+    if (!index.isValid() || index.row() >= m_fandecks.size())
+        return {};
+    const VLSyncFileInfoPtr &fandeck = m_fandecks.at(index.row());
+    if (index.column() == CheckColumn) {
+        if (role != Qt::CheckStateRole)
+            return {};
+        const bool wanted = m_choices && m_choices->userWantsSyncForFandeckWithID(fandeck->fileID());
+        return wanted ? Qt::Checked : Qt::Unchecked;
+    }
+    switch (role) {
+    case Qt::DisplayRole:
+    case Qt::ToolTipRole:
+        return nameForFandeck(fandeck);
+    case Qt::ForegroundRole:
+        return choicesAreEditable() ? QColor(Qt::black) : QColor(Qt::lightGray);
+    case Qt::TextAlignmentRole:
+        return QVariant::fromValue(Qt::Alignment(Qt::AlignLeft | Qt::AlignVCenter));
+    default:
+        return {};
+    }
+}
+
+bool VLFandeckTableModel::setData(const QModelIndex &index, const QVariant &value, int role)
+{
+    if (!index.isValid() || index.row() >= m_fandecks.size() || index.column() != CheckColumn
+        || role != Qt::CheckStateRole || !m_choices)
+        return false;
+    const bool wanted = value.toInt() == Qt::Checked;
+    m_choices->setUserWantsSyncForFandeckWithID(wanted, m_fandecks.at(index.row())->fileID());
+    emit dataChanged(index, index, {Qt::CheckStateRole});
+    return true;
+}
+
+Qt::ItemFlags VLFandeckTableModel::flags(const QModelIndex &index) const
+{
+    if (!index.isValid())
+        return Qt::NoItemFlags;
+    if (index.column() == CheckColumn) {
+        // A disabled box still shows its tick.
+        Qt::ItemFlags flags = Qt::ItemIsSelectable | Qt::ItemIsUserCheckable;
+        if (choicesAreEditable())
+            flags |= Qt::ItemIsEnabled;
+        return flags;
+    }
+    return Qt::ItemIsSelectable | Qt::ItemIsEnabled;
+}

@@ -1,0 +1,6 @@
+#include "VLSyncWindow.h"
+
+VLSyncWindow::VLSyncWindow(QWidget *parent)
+    : QWidget(parent, Qt::Window)
+{
+}

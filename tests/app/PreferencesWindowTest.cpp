@@ -1,0 +1,228 @@
+#include "TSLogger.h"
+#include "VLFandeckTableModel.h"
+#include "VLPreferencesInfo.h"
+#include "VLSyncWindow.h"
+#include "VelmoraSyncPreferencesWindowController.h"
+#include "ui_VelmoraSyncPreferencesWindowController.h"
+
+#include <QDesktopServices>
+#include <QSignalSpy>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+VLSyncFileInfoPtr fandeck(const QString &id, const QString &description)
+{
+    QVariantMap info{{VLSyncFileInfoFileType, QStringLiteral("Fandeck")}};
+    if (!id.isNull())
+        info.insert(VLSyncFileInfoFileID, id);
+    if (!description.isNull())
+        info.insert(VLSyncFileInfoDescription, description);
+    return VLSyncFileInfoPtr::create(info);
+}
+
+struct FakeChoices : VLFandeckChoices
+{
+    QStringList wanted;
+    bool selectedOnly = false;
+    bool inSync = false;
+    bool userWantsSyncForFandeckWithID(const QString &id) override { return wanted.contains(id); }
+    void setUserWantsSyncForFandeckWithID(bool want, const QString &id) override
+    {
+        wanted.removeAll(id);
+        if (want)
+            wanted.append(id);
+    }
+    bool syncSelectedFandecksOnly() const override { return selectedOnly; }
+    bool isInSync() const override { return inSync; }
+};
+
+// Catches the help document the window asks the desktop to open.
+class OpenedURLs : public QObject
+{
+    Q_OBJECT
+public:
+    QList<QUrl> urls;
+public slots:
+    void open(const QUrl &url) { urls.append(url); }
+};
+
+} // namespace
+
+TEST(PreferencesInfo, StorageIsWholeMebibytesRoundedToTheNearest)
+{
+    EXPECT_EQ(vlPreferencesStorageText(QStringLiteral("5242880")), QStringLiteral("5 Mb Available"));
+    EXPECT_EQ(vlPreferencesStorageText(QStringLiteral("1700000")), QStringLiteral("2 Mb Available"));
+    EXPECT_EQ(vlPreferencesStorageText(QStringLiteral("1500000")), QStringLiteral("1 Mb Available"));
+    EXPECT_EQ(vlPreferencesStorageText(QStringLiteral("0")), QStringLiteral("0 Mb Available"));
+    EXPECT_EQ(vlPreferencesStorageText(QStringLiteral("lots")), QStringLiteral("0 Mb Available"));
+}
+
+TEST(PreferencesInfo, FieldsAndStatusFollowTheDeviceAndTheSync)
+{
+    VLPreferencesDevice device{true, QStringLiteral("SN123"), QStringLiteral("CHIP"), QStringLiteral("2.1.0"),
+                               QStringLiteral("5242880")};
+    VLPreferencesSyncState state;
+    state.managerDeviceLive = true;
+    state.lastSyncDateString = QStringLiteral("Never");
+    state.autoSyncOnDeviceConnection = true;
+
+    VLPreferencesInfoTexts texts = vlPreferencesInfoTexts(device, state);
+    EXPECT_EQ(texts.serialNumber, QStringLiteral("SN123"));
+    EXPECT_EQ(texts.chipId, QStringLiteral("CHIP"));
+    EXPECT_EQ(texts.firmware, QStringLiteral("2.1.0"));
+    EXPECT_EQ(texts.storage, QStringLiteral("5 Mb Available"));
+    EXPECT_EQ(texts.status, QStringLiteral("Last Sync: Never"));
+    EXPECT_TRUE(texts.autoSyncChecked);
+    EXPECT_FALSE(texts.syncSelectedOnlyChecked);
+
+    state.isInSync = true;
+    state.statusMessage = QStringLiteral("Downloading fandecks...");
+    EXPECT_EQ(vlPreferencesStatusText(state), QStringLiteral("Status: Downloading fandecks..."));
+    state.isJustGatheringPreliminaryInfo = true;
+    EXPECT_EQ(vlPreferencesStatusText(state), QStringLiteral("Status: Gathering fandeck information..."));
+
+    // No live device: every device field is "--"; the status depends on the manager's own device.
+    device.live = false;
+    state = {};
+    texts = vlPreferencesInfoTexts(device, state);
+    EXPECT_EQ(texts.serialNumber, QStringLiteral("--"));
+    EXPECT_EQ(texts.chipId, QStringLiteral("--"));
+    EXPECT_EQ(texts.firmware, QStringLiteral("--"));
+    EXPECT_EQ(texts.storage, QStringLiteral("--"));
+    EXPECT_EQ(texts.status, QStringLiteral("Status: No device connected"));
+
+    EXPECT_EQ(vlPreferencesVersionText("TINTERA Sync", "1.0.0", "100"), QStringLiteral("TINTERA Sync v1.0.0 (100)"));
+}
+
+TEST(FandeckTable, SortedByDescriptionWithNamesFallingBackToTheIdentifier)
+{
+    VLFandeckTableModel model;
+    model.setFandecks({fandeck("F3", "Gamma"), fandeck("F1", "Alpha"), fandeck("F9", QString()),
+                       fandeck(QString(), QString()), fandeck("F2", "Beta")});
+    ASSERT_EQ(model.rowCount(), 5);
+    QStringList names;
+    for (int row = 0; row < model.rowCount(); ++row)
+        names.append(model.data(model.index(row, VLFandeckTableModel::NameColumn), Qt::DisplayRole).toString());
+    // Fandecks without a description come first, in their original order.
+    EXPECT_EQ(names, (QStringList{"F9", "", "Alpha", "Beta", "Gamma"}));
+    EXPECT_EQ(VLFandeckTableModel::columnIdentifier(0), QStringLiteral("check"));
+    EXPECT_EQ(VLFandeckTableModel::columnIdentifier(1), QStringLiteral("name"));
+}
+
+TEST(FandeckTable, BoxesAndNamesAreLiveOnlyForSelectedOnlyOutsideASync)
+{
+    FakeChoices choices;
+    choices.wanted = {QStringLiteral("F1")};
+    VLFandeckTableModel model;
+    model.setChoices(&choices);
+    model.setFandecks({fandeck("F1", "Alpha"), fandeck("F2", "Beta")});
+    const auto check = [&](int row) { return model.index(row, VLFandeckTableModel::CheckColumn); };
+    const auto name = [&](int row) { return model.index(row, VLFandeckTableModel::NameColumn); };
+
+    EXPECT_EQ(model.data(check(0), Qt::CheckStateRole).toInt(), Qt::Checked);
+    EXPECT_EQ(model.data(check(1), Qt::CheckStateRole).toInt(), Qt::Unchecked);
+
+    // Selected-only off: every box disabled, every name grey.
+    for (int row = 0; row < 2; ++row) {
+        EXPECT_FALSE(model.flags(check(row)) & Qt::ItemIsEnabled);
+        EXPECT_EQ(model.data(name(row), Qt::ForegroundRole).value<QColor>(), QColor(Qt::lightGray));
+        EXPECT_TRUE(model.flags(name(row)) & Qt::ItemIsEnabled);
+        EXPECT_TRUE(model.data(name(row), Qt::TextAlignmentRole).value<Qt::Alignment>() & Qt::AlignVCenter);
+    }
+    // On, no sync: boxes enabled, names black.
+    choices.selectedOnly = true;
+    QSignalSpy resets(&model, &QAbstractItemModel::modelReset);
+    model.reload();
+    EXPECT_EQ(resets.size(), 1);
+    EXPECT_TRUE(model.flags(check(1)) & Qt::ItemIsEnabled);
+    EXPECT_EQ(model.data(name(1), Qt::ForegroundRole).value<QColor>(), QColor(Qt::black));
+    // During a sync: disabled and grey again.
+    choices.inSync = true;
+    EXPECT_FALSE(model.flags(check(1)) & Qt::ItemIsEnabled);
+    EXPECT_EQ(model.data(name(1), Qt::ForegroundRole).value<QColor>(), QColor(Qt::lightGray));
+
+    // Ticking goes to the choices with the row's identifier.
+    choices.inSync = false;
+    EXPECT_TRUE(model.setData(check(1), Qt::Checked, Qt::CheckStateRole));
+    EXPECT_EQ(choices.wanted, (QStringList{"F1", "F2"}));
+    EXPECT_TRUE(model.setData(check(0), Qt::Unchecked, Qt::CheckStateRole));
+    EXPECT_EQ(choices.wanted, (QStringList{"F2"}));
+    EXPECT_FALSE(model.setData(name(0), QStringLiteral("renamed"), Qt::EditRole));
+}
+
+TEST(PreferencesWindow, LoadedStateProgressAndDebugView)
+{
+    VelmoraSyncPreferencesWindowController controller;
+    Ui::VelmoraSyncPreferencesWindowController *ui = controller.ui();
+    EXPECT_TRUE(ui->chipIDLabel->isHidden());
+    EXPECT_TRUE(ui->chipdIDField->isHidden());
+    EXPECT_TRUE(ui->debugButton->isHidden());
+    EXPECT_FALSE(ui->imageView->pixmap().isNull());
+    EXPECT_FALSE(controller.validateUserInterfaceItem());
+
+    controller.startProgress();
+    EXPECT_EQ(ui->progressIndicator->maximum(), 0) << "indeterminate while downloads begin";
+    controller.setProgressValue(42.4);
+    EXPECT_DOUBLE_EQ(controller.progressValue(), 42.0);
+    controller.stopProgress();
+    EXPECT_EQ(ui->progressIndicator->maximum(), 100);
+
+    TSLogger::defaultLogger()->logAddText(QStringLiteral("a line for the debug view"));
+    controller.showWindow();
+    controller.debugAction();
+    ASSERT_TRUE(controller.debugWindow());
+    EXPECT_TRUE(controller.debugWindow()->isVisible());
+    EXPECT_EQ(controller.debugWindow()->parentWidget(), controller.window());
+    EXPECT_EQ(controller.debugTextView()->toPlainText(), TSLogger::defaultLogger()->logText());
+    EXPECT_TRUE(controller.debugTextView()->toPlainText().contains(QStringLiteral("a line for the debug view")));
+    controller.window()->close();
+}
+
+TEST(PreferencesWindow, ClickingABoxNeverMovesTheSelection)
+{
+    VelmoraSyncPreferencesWindowController controller;
+    FakeChoices choices;
+    choices.selectedOnly = true;
+    controller.fandeckModel()->setChoices(&choices);
+    controller.fandeckModel()->setFandecks({fandeck("F1", "Alpha"), fandeck("F2", "Beta")});
+    controller.showWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(controller.window()));
+    QTableView *table = controller.ui()->fandeckTableView;
+    const auto click = [&](int row, int column) {
+        QTest::mouseClick(table->viewport(), Qt::LeftButton, {}, table->visualRect(table->model()->index(row, column)).center());
+    };
+    click(0, VLFandeckTableModel::NameColumn);
+    ASSERT_EQ(table->selectionModel()->selectedRows().value(0).row(), 0);
+    click(1, VLFandeckTableModel::CheckColumn);
+    EXPECT_EQ(table->selectionModel()->selectedRows().value(0).row(), 0) << "the box click moved the selection";
+    click(1, VLFandeckTableModel::NameColumn);
+    EXPECT_EQ(table->selectionModel()->selectedRows().value(0).row(), 1);
+    controller.fandeckModel()->setChoices(nullptr);
+    controller.window()->close();
+}
+
+TEST(PreferencesWindow, HelpOpensTheDocumentOrFallsBackToStandardHelp)
+{
+    VelmoraSyncPreferencesWindowController controller;
+    OpenedURLs opened;
+    QDesktopServices::setUrlHandler(QStringLiteral("file"), &opened, "open");
+    QSignalSpy fallback(&controller, &VelmoraSyncPreferencesWindowController::standardHelpShown);
+    controller.showHelp();
+    QDesktopServices::unsetUrlHandler(QStringLiteral("file"));
+
+    const QString path = VelmoraSyncPreferencesWindowController::helpDocumentPath();
+    if (path.isEmpty()) {
+        // The test program does not sit beside the document: the standard help shows instead.
+        EXPECT_EQ(fallback.size(), 1);
+        EXPECT_TRUE(opened.urls.isEmpty());
+    } else {
+        ASSERT_EQ(opened.urls.size(), 1);
+        EXPECT_EQ(opened.urls.first(), QUrl::fromLocalFile(path));
+        EXPECT_EQ(fallback.size(), 0);
+    }
+}
+
+#include "PreferencesWindowTest.moc"

@@ -1,0 +1,182 @@
+#include "RecordingStatusItem.h"
+#include "VLProgressStatusItem.h"
+#include "VLStatusMenu.h"
+#include "VLTrayStatusItem.h"
+
+#include <QAction>
+#include <QMenu>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+int frameIndexOf(const VLProgressStatusItem &item, qint64 cacheKey)
+{
+    const QList<QIcon> &frames = item.templateSyncImages();
+    for (int i = 0; i < frames.size(); ++i) {
+        if (frames.at(i).cacheKey() == cacheKey)
+            return i;
+    }
+    return -1;
+}
+
+} // namespace
+
+TEST(ProgressStatusItem, LoadsFiveDistinctFramesAndRestsOnTheFirst)
+{
+    auto recorder = std::make_shared<RecordingStatusItem>();
+    VLProgressStatusItem item(recorder);
+    ASSERT_EQ(item.templateSyncImages().size(), 5);
+    QList<QImage> pictures;
+    for (const QIcon &frame : item.templateSyncImages()) {
+        ASSERT_FALSE(frame.isNull());
+        const QImage picture = frame.pixmap(QSize(22, 22)).toImage();
+        EXPECT_EQ(picture.size(), QSize(22, 22));
+        EXPECT_FALSE(pictures.contains(picture)) << "two frames are the same picture";
+        pictures.append(picture);
+    }
+    EXPECT_EQ(item.mainImage().cacheKey(), item.templateSyncImages().first().cacheKey());
+    ASSERT_EQ(recorder->images.size(), 1);
+    EXPECT_EQ(recorder->images.first(), item.mainImage().cacheKey());
+}
+
+TEST(ProgressStatusItem, StepsThroughTheFramesAndWrapsAfterTheLast)
+{
+    auto recorder = std::make_shared<RecordingStatusItem>();
+    VLProgressStatusItem item(recorder);
+    recorder->images.clear();
+    for (int i = 0; i < 7; ++i)
+        item.animateOnce();
+    QList<int> shown;
+    for (qint64 key : recorder->images)
+        shown.append(frameIndexOf(item, key));
+    EXPECT_EQ(shown, (QList<int>{0, 1, 2, 3, 4, 0, 1}));
+    EXPECT_EQ(item.animateIndex(), 2u);
+}
+
+TEST(ProgressStatusItem, StartAndStopGuardsAndThreads)
+{
+    auto recorder = std::make_shared<RecordingStatusItem>();
+    VLProgressStatusItem item(recorder);
+    item.setFrameInterval(10ms);
+
+    // A stop without a start shows nothing new.
+    recorder->images.clear();
+    item.stopAnimating();
+    EXPECT_TRUE(recorder->images.isEmpty());
+    EXPECT_FALSE(item.isAnimating());
+
+    // A second start while running starts no second thread.
+    item.startAnimating();
+    item.startAnimating();
+    EXPECT_TRUE(item.isAnimating());
+    EXPECT_EQ(item.runningAnimationThreads(), 1);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return recorder->images.size() >= 3; }, 5000));
+    EXPECT_EQ(recorder->imagesSetOffMainThread.load(), 0) << "the image changed outside the main thread";
+
+    // The stop shows the resting image at once; the thread ends and shows it once more.
+    item.stopAnimating();
+    EXPECT_EQ(recorder->images.last(), item.mainImage().cacheKey());
+    ASSERT_TRUE(QTest::qWaitFor([&] { return item.runningAnimationThreads() == 0; }, 5000));
+    EXPECT_EQ(recorder->images.last(), item.mainImage().cacheKey());
+}
+
+TEST(ProgressStatusItem, EachStartContinuesFromTheFrameWhereTheLastStopped)
+{
+    auto recorder = std::make_shared<RecordingStatusItem>();
+    VLProgressStatusItem item(recorder);
+    // Long enough that each run shows exactly one frame before it is stopped.
+    item.setFrameInterval(200ms);
+    QList<int> firstFrames;
+    for (int run = 0; run < 6; ++run) {
+        recorder->images.clear();
+        item.startAnimating();
+        ASSERT_TRUE(QTest::qWaitFor([&] { return !recorder->images.isEmpty(); }, 5000));
+        firstFrames.append(frameIndexOf(item, recorder->images.first()));
+        item.stopAnimating();
+        ASSERT_TRUE(QTest::qWaitFor([&] { return item.runningAnimationThreads() == 0; }, 5000));
+    }
+    EXPECT_EQ(firstFrames, (QList<int>{0, 1, 2, 3, 4, 0}));
+}
+
+TEST(ProgressStatusItem, ThreeFramesThenStopAndStartShowsTheFourth)
+{
+    auto recorder = std::make_shared<RecordingStatusItem>();
+    VLProgressStatusItem item(recorder);
+    // Frames 0, 1 and 2 shown, then a stop and a start: the animation goes on with frame 3.
+    item.animateOnce();
+    item.animateOnce();
+    item.animateOnce();
+    item.setFrameInterval(1000ms);
+    recorder->images.clear();
+    item.startAnimating();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !recorder->images.isEmpty(); }, 5000));
+    EXPECT_EQ(frameIndexOf(item, recorder->images.first()), 3);
+    item.stopAnimating();
+}
+
+TEST(ProgressStatusItem, DestroyingItWhileAnimatingEndsTheThread)
+{
+    auto recorder = std::make_shared<RecordingStatusItem>();
+    {
+        VLProgressStatusItem item(recorder);
+        item.setFrameInterval(std::chrono::milliseconds(60'000));
+        item.startAnimating();
+        ASSERT_TRUE(QTest::qWaitFor([&] { return recorder->images.size() >= 2; }, 5000));
+    } // must neither hang for the long interval nor touch the destroyed item
+    SUCCEED();
+}
+
+TEST(TrayStatusItem, TitleGoesToTheTooltipAndADisabledFirstMenuLine)
+{
+    VLTrayStatusItem item(QStringLiteral("TINTERA Sync"));
+    std::unique_ptr<QMenu> menu(vlCreateStatusMenu());
+    const QString firstTitle = menu->actions().first()->text();
+    item.setMenu(menu.get());
+
+    EXPECT_EQ(menu->actions().first(), item.titleLine());
+    EXPECT_FALSE(item.titleLine()->isVisible()) << "no title, no line";
+    EXPECT_EQ(item.trayIcon()->toolTip(), QStringLiteral("TINTERA Sync"));
+
+    item.setTitle(QStringLiteral(" Downloading fandecks..."));
+    EXPECT_EQ(item.title(), QStringLiteral(" Downloading fandecks..."));
+    EXPECT_TRUE(item.titleLine()->isVisible());
+    EXPECT_FALSE(item.titleLine()->isEnabled());
+    EXPECT_EQ(item.titleLine()->text(), QStringLiteral("Downloading fandecks..."));
+    EXPECT_EQ(item.trayIcon()->toolTip(), QStringLiteral("TINTERA Sync\nDownloading fandecks..."));
+    // The menu's own items follow the title line and its separator.
+    EXPECT_EQ(menu->actions().at(2)->text(), firstTitle);
+
+    item.setTitle(QString());
+    EXPECT_FALSE(item.titleLine()->isVisible());
+    EXPECT_EQ(item.trayIcon()->toolTip(), QStringLiteral("TINTERA Sync"));
+}
+
+TEST(TrayStatusItem, LeftClickOpensTheMenu)
+{
+    VLTrayStatusItem item(QStringLiteral("TINTERA Sync"));
+    std::unique_ptr<QMenu> menu(vlCreateStatusMenu());
+    item.setMenu(menu.get());
+    ASSERT_FALSE(menu->isVisible());
+    item.handleActivation(QSystemTrayIcon::Trigger);
+    EXPECT_TRUE(menu->isVisible());
+    menu->hide();
+}
+
+TEST(StatusMenu, ItemsAreFoundAndRemovedByTag)
+{
+    std::unique_ptr<QMenu> menu(vlCreateStatusMenu());
+    for (int tag : {1037, 1040, 1041, 1042, 1045})
+        EXPECT_NE(vlMenuItemWithTag(menu.get(), tag), nullptr) << tag;
+    EXPECT_EQ(vlMenuItemAction(vlMenuItemWithTag(menu.get(), 1041)), VLStatusMenuAction::CleanDevice);
+    EXPECT_EQ(vlMenuItemAction(vlMenuItemWithTag(menu.get(), 1045)), VLStatusMenuAction::SwitchRunAtStartFromMenu);
+    ASSERT_NE(vlMenuItemWithAction(menu.get(), VLStatusMenuAction::SyncNow), nullptr);
+    EXPECT_EQ(vlMenuItemWithAction(menu.get(), VLStatusMenuAction::SyncNow)->text(), QStringLiteral("Sync Now"));
+
+    EXPECT_TRUE(vlRemoveMenuItemWithTag(menu.get(), 1037));
+    EXPECT_EQ(vlMenuItemWithTag(menu.get(), 1037), nullptr);
+    EXPECT_FALSE(vlRemoveMenuItemWithTag(menu.get(), 1037));
+}

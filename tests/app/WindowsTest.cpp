@@ -1,0 +1,126 @@
+#include "VLDebugWindowController.h"
+#include "VLErrorWindowController.h"
+#include "VLSyncInfo.h"
+#include "VLSyncWindow.h"
+
+#include <QDialog>
+#include <QSignalSpy>
+#include <QTableView>
+#include <QTest>
+#include <QTimer>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+VLSyncFileInfoPtr entry(const QString &id, const QString &description, const QString &type = QStringLiteral("Fandeck"))
+{
+    QVariantMap info{{VLSyncFileInfoFileID, id}, {VLSyncFileInfoFileType, type}};
+    if (!description.isNull())
+        info.insert(VLSyncFileInfoDescription, description);
+    return VLSyncFileInfoPtr::create(info);
+}
+
+QStringList titles(const VLDebugWindowController &controller)
+{
+    return controller.sourceTableRowTitles();
+}
+
+// Clicks the middle of a row of a table view, as a user would.
+void clickRow(QTableView *table, int row, int column = 0)
+{
+    const QRect cell = table->visualRect(table->model()->index(row, column));
+    QTest::mouseClick(table->viewport(), Qt::LeftButton, {}, cell.center());
+}
+
+} // namespace
+
+TEST(ErrorWindow, RowsReloadsAndClose)
+{
+    VLErrorWindowController controller;
+    QSignalSpy reloads(controller.tableModel(), &QAbstractItemModel::modelReset);
+    const QList<VLError> errors{VLError(QStringLiteral("SyncManager"), -1024, QStringLiteral("The device did not answer.")),
+                                VLError(QStringLiteral("VLFileDownloadDomain"), 404, QStringLiteral("Not found"))};
+    controller.setErrors(errors);
+    controller.setErrors(errors); // the very same list: no second reload
+    EXPECT_EQ(reloads.size(), 1);
+    controller.setErrors(QList<VLError>(errors)); // still the same shared list
+    EXPECT_EQ(reloads.size(), 1);
+    QList<VLError> other = errors;
+    other.append(VLError(QStringLiteral("X"), 1, QStringLiteral("y")));
+    controller.setErrors(other);
+    EXPECT_EQ(reloads.size(), 2);
+
+    EXPECT_EQ(controller.numberOfRowsInTableView(), 3);
+    EXPECT_EQ(controller.objectValueForRow(0), QStringLiteral("Error code -1024, The device did not answer."));
+    EXPECT_EQ(controller.tableModel()->data(controller.tableModel()->index(1, 0), Qt::DisplayRole).toString(),
+              QStringLiteral("Error code 404, Not found"));
+
+    // The window is modal; close ends its session with code 1.
+    QTimer::singleShot(0, &controller, [&] {
+        EXPECT_TRUE(controller.window()->isVisible());
+        EXPECT_TRUE(controller.window()->isModal());
+        controller.close();
+    });
+    EXPECT_EQ(controller.showWindow(), 1);
+    EXPECT_FALSE(controller.window()->isVisible());
+}
+
+TEST(DebugWindow, GroupsFromTheInventoryAndFollowsItsChanges)
+{
+    VLDebugWindowController controller;
+    EXPECT_EQ(titles(controller), (QStringList{"WebService Files", "Device Files", "Local Files"}))
+        << "without an inventory only the three group titles show";
+
+    VLSyncInfo info;
+    info.setWebServiceFiles({entry("F1", "Alpha"), entry("F2", "Beta")});
+    info.setDeviceFiles({entry("F1", "Alpha on device")});
+    controller.setSyncInfo(&info);
+    EXPECT_EQ(titles(controller),
+              (QStringList{"WebService Files", "Alpha", "Beta", "Device Files", "Alpha on device", "Local Files"}));
+    EXPECT_TRUE(controller.isGroupRow(VLDebugWindowController::Table::Source, 0));
+    EXPECT_FALSE(controller.isGroupRow(VLDebugWindowController::Table::Source, 1));
+    EXPECT_TRUE(controller.isGroupRow(VLDebugWindowController::Table::Source, 3));
+    EXPECT_FALSE(controller.isGroupRow(VLDebugWindowController::Table::Data, 0));
+    EXPECT_EQ(controller.sourceTable()->model()->rowCount(), 6);
+
+    // A change of the inventory's fandecks rebuilds the rows.
+    info.setLocalFiles({entry("F3", "Gamma")});
+    EXPECT_EQ(titles(controller).last(), QStringLiteral("Gamma"));
+}
+
+TEST(DebugWindow, SelectingAnEntryShowsItsKeysAndGroupLinesAreRefused)
+{
+    VLDebugWindowController controller;
+    VLSyncInfo info;
+    info.setWebServiceFiles({entry("F1", "Alpha")});
+    info.setDeviceFiles({entry("D1", "Device deck")});
+    controller.setSyncInfo(&info);
+    controller.showWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(controller.window()));
+
+    clickRow(controller.sourceTable(), 1);
+    ASSERT_TRUE(controller.selectedInfo());
+    EXPECT_EQ(controller.selectedInfo()->fileID(), QStringLiteral("F1"));
+    // The entry's info has three keys: three rows, keys and values aligned.
+    EXPECT_EQ(controller.numberOfRowsInTableView(VLDebugWindowController::Table::Data), 3);
+    const VLSyncFileInfoPtr selected = controller.selectedInfo();
+    for (int row = 0; row < 3; ++row) {
+        const QString key =
+            controller.objectValueForTableColumnRow(VLDebugWindowController::Table::Data, "key", row).toString();
+        const QVariant value = controller.objectValueForTableColumnRow(VLDebugWindowController::Table::Data, "value", row);
+        EXPECT_EQ(selected->info().value(key), value) << key.toStdString();
+    }
+    EXPECT_EQ(controller.dataTable()->model()->rowCount(), 3);
+
+    // Clicking the "Device Files" group line leaves the selection where it was.
+    clickRow(controller.sourceTable(), 2);
+    ASSERT_TRUE(controller.selectedInfo());
+    EXPECT_EQ(controller.selectedInfo()->fileID(), QStringLiteral("F1"));
+    EXPECT_EQ(controller.sourceTable()->selectionModel()->selectedRows().value(0).row(), 1);
+
+    clickRow(controller.sourceTable(), 3);
+    ASSERT_TRUE(controller.selectedInfo());
+    EXPECT_EQ(controller.selectedInfo()->fileID(), QStringLiteral("D1"));
+    controller.window()->close();
+}
