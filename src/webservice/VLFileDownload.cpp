@@ -354,9 +354,17 @@ void VLFileDownload::dropTransfer()
     if (QNetworkReply *reply = m_downloader) {
         m_downloader = nullptr;
         reply->disconnect(this);
-        if (reply->isRunning())
-            reply->abort();
-        reply->deleteLater();
+        const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+        if (reply->isRunning() && status >= 400) {
+            // Qt has the error of such a reply already on its way; aborting it now makes Qt
+            // report a second one. The small error page is left to end by itself.
+            connect(reply, &QNetworkReply::readyRead, reply, [reply] { reply->skip(reply->bytesAvailable()); });
+            connect(reply, &QNetworkReply::finished, reply, &QObject::deleteLater);
+        } else {
+            if (reply->isRunning())
+                reply->abort();
+            reply->deleteLater();
+        }
     }
     if (m_file) {
         m_file->close();
