@@ -184,14 +184,23 @@ void VLFileDownload::startTransfer(const QUrl &url, qint64 offset, const QByteAr
     connect(reply, &QNetworkReply::readyRead, this, &VLFileDownload::handleData);
     connect(reply, &QNetworkReply::finished, this, &VLFileDownload::handleFinished);
 
-    // Begin is reported from the event loop, like every later event of the transfer.
+    // Begin is reported from the event loop, like every later event of the transfer, and in any
+    // case before the first of them.
+    m_beginReported = false;
     const QSharedPointer<VLFileDownload> keepAlive = sharedFromThis();
     QMetaObject::invokeMethod(this, [this, keepAlive, reply] {
-        if (m_downloader != reply)
-            return;
-        if (auto *delegate = m_delegate.get())
-            delegate->fileDownloadDidBegin(this);
+        if (m_downloader == reply)
+            reportBegin();
     }, Qt::QueuedConnection);
+}
+
+void VLFileDownload::reportBegin()
+{
+    if (m_beginReported)
+        return;
+    m_beginReported = true;
+    if (auto *delegate = m_delegate.get())
+        delegate->fileDownloadDidBegin(this);
 }
 
 QString VLFileDownload::proposedFilename() const
@@ -237,6 +246,11 @@ void VLFileDownload::handleResponse()
 {
     m_responseHandled = true;
     const QSharedPointer<VLFileDownload> keepAlive = sharedFromThis();
+    const QPointer<VLFileDownload> self(this);
+    QNetworkReply *reply = m_downloader;
+    reportBegin();
+    if (!self || m_downloader != reply)
+        return;
     const QVariant status = m_downloader->attribute(QNetworkRequest::HttpStatusCodeAttribute);
     if (!status.isValid())
         return; // no response at all: the transport failure is reported when the reply finishes
@@ -342,7 +356,15 @@ void VLFileDownload::handleFinished()
         if (!self || m_downloader != reply)
             return;
     }
-    const VLError error = vlTransportErrorForReply(reply, false);
+    VLError error = vlTransportErrorForReply(reply, false);
+    // Qt does not always notice a server that closes the connection before the announced
+    // length has arrived; a short body must never pass for a complete file.
+    if (error.isNull() && m_contentLength > 0 && m_receivedLength < m_contentLength)
+        error = vlURLError(VLURLErrorNetworkConnectionLost,
+                           tr("The network connection was lost after %1 of %2 bytes.")
+                               .arg(m_receivedLength)
+                               .arg(m_contentLength),
+                           reply->url().toString());
     if (!error.isNull())
         failWithError(error);
     else
@@ -386,6 +408,13 @@ void VLFileDownload::finishDownload()
 
 void VLFileDownload::failWithError(const VLError &error)
 {
+    if (m_downloader) {
+        const QPointer<VLFileDownload> self(this);
+        QNetworkReply *reply = m_downloader;
+        reportBegin();
+        if (!self || m_downloader != reply)
+            return;
+    }
     m_lastError = error;
     dropTransfer();
     writeResumeFiles();

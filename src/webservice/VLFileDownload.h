@@ -81,6 +81,7 @@ public:
 
 private:
     void startTransfer(const QUrl &url, qint64 offset, const QByteArray &validator);
+    void reportBegin();
     void handleResponse();
     void handleData();
     void handleFinished();
@@ -111,6 +112,7 @@ private:
     qint64 m_requestedOffset = -1; // >= 0 while resuming from that many bytes on disk
     bool m_responseHandled = false;
     bool m_completeOnDisk = false; // the server says the partial file already holds every byte
+    bool m_beginReported = false;
     VLError m_packageError;
 };
 

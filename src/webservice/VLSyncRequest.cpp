@@ -108,6 +108,16 @@ bool VLSyncRequest::start()
                                reply->url().toString());
         else
             error = vlTransportErrorForReply(reply, reply->property(kCancelledByCallerProperty).toBool());
+        // Qt does not always notice a connection closed before the announced length; the length
+        // of a compressed body counts encoded bytes, so only plain bodies can be checked.
+        const QVariant announced = reply->header(QNetworkRequest::ContentLengthHeader);
+        if (error.isNull() && announced.isValid() && !reply->hasRawHeader("Content-Encoding")
+            && body.size() < announced.toLongLong())
+            error = vlURLError(VLURLErrorNetworkConnectionLost,
+                               tr("The network connection was lost after %1 of %2 bytes.")
+                                   .arg(body.size())
+                                   .arg(announced.toLongLong()),
+                               reply->url().toString());
         reply->disconnect(this);
         reply->deleteLater();
         // Completion reaches the request through the event loop, as a reply that arrived from
