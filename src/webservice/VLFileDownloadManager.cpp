@@ -19,6 +19,9 @@ void VLFileDownloadManager::addDownload(const VLFileDownloadPtr &download)
 {
     if (!download)
         return;
+    // Its transfer events must arrive on the manager's thread, whoever made it.
+    if (download->thread() != thread() && download->thread() == QThread::currentThread())
+        download->moveToThread(thread());
     {
         QMutexLocker locker(&m_lock);
         _filesToDownload.append(download);

@@ -10,6 +10,7 @@
 #include <QRegularExpression>
 #include <QTcpServer>
 #include <QTest>
+#include <QThread>
 
 #include <gtest/gtest.h>
 
@@ -314,6 +315,33 @@ TEST_F(SyncSessionTest, ADelegateMayDropTheSessionInsideACallback)
     ASSERT_TRUE(waitFor([&] { return delegate.outcomes().size() == 1; }));
     QTest::qWait(300);
     EXPECT_EQ(delegate.outcomes().size(), 1);
+}
+
+TEST_F(SyncSessionTest, BlockingRequestRunsOnAWorkerAndKeepsOnlyTheError)
+{
+    serve({"--fault", "CloseDeviceSession:http=500"});
+    VLSyncSession session("SN-1", "CHIP-1");
+    const QString base = cloud->server->baseURL();
+    VLError onMainThread;
+    EXPECT_TRUE(session.dictionaryFromWebServiceRequestWithPathQueries(base + "/OpenDeviceSession", {}, &onMainThread)
+                    .isEmpty());
+    EXPECT_FALSE(onMainThread.isNull());
+    EXPECT_TRUE(cloud->server->endpointsRequested().isEmpty()); // refused before sending
+
+    QVariantMap opened{{"unset", true}};
+    VLError openError;
+    VLError closeError;
+    std::unique_ptr<QThread> worker(QThread::create([&] {
+        opened = session.dictionaryFromWebServiceRequestWithPathQueries(
+            base + "/OpenDeviceSession", {{"deviceID", "SN-1"}, {"securityKey", "CHIP-1"}}, &openError);
+        session.dictionaryFromWebServiceRequestWithPathQueries(base + "/CloseDeviceSession", {}, &closeError);
+    }));
+    worker->start();
+    ASSERT_TRUE(waitFor([&] { return worker->isFinished(); }));
+    EXPECT_TRUE(opened.isEmpty()); // the body is never kept on this path
+    EXPECT_TRUE(openError.isNull());
+    EXPECT_EQ(closeError, VLError(base, 500, "NSHTTPURLResponse, status code: 500"));
+    EXPECT_EQ(cloud->server->endpointsRequested(), (QStringList{"OpenDeviceSession", "CloseDeviceSession"}));
 }
 
 TEST(ApplicationInfo, ServiceURLComesFromInfoPlistUnlessOverridden)
