@@ -61,7 +61,8 @@ CloudSimProcess::~CloudSimProcess()
     }
 }
 
-int CloudSimProcess::get(const QString &pathAndQuery, QByteArray *body) const
+int CloudSimProcess::get(const QString &pathAndQuery, QByteArray *body, const QByteArray &extraHeaders,
+                         QByteArray *headers) const
 {
     const QUrl base(m_baseURL);
     QTcpSocket socket;
@@ -69,7 +70,7 @@ int CloudSimProcess::get(const QString &pathAndQuery, QByteArray *body) const
     if (!socket.waitForConnected(5000))
         return 0;
     socket.write("GET " + (base.path() + QLatin1Char('/') + pathAndQuery).toUtf8() + " HTTP/1.0\r\nHost: "
-                 + base.host().toUtf8() + "\r\nConnection: close\r\n\r\n");
+                 + base.host().toUtf8() + "\r\nConnection: close\r\n" + extraHeaders + "\r\n");
     QByteArray reply;
     while (socket.state() == QAbstractSocket::ConnectedState && socket.waitForReadyRead(10000))
         reply += socket.readAll();
@@ -77,6 +78,8 @@ int CloudSimProcess::get(const QString &pathAndQuery, QByteArray *body) const
     const qsizetype split = reply.indexOf("\r\n\r\n");
     if (body)
         *body = split < 0 ? QByteArray() : reply.mid(split + 4);
+    if (headers)
+        *headers = reply.left(split);
     const QList<QByteArray> statusLine = reply.left(reply.indexOf("\r\n")).split(' ');
     return statusLine.size() > 1 ? statusLine.at(1).toInt() : 0;
 }

@@ -36,8 +36,9 @@ public:
     QString baseURL() const { return m_baseURL; }
     QString fileURL(const QString &name) const { return m_baseURL + QStringLiteral("/files/") + name; }
 
-    // GET <base>/<path>: the HTTP status and the body.
-    int get(const QString &pathAndQuery, QByteArray *body = nullptr) const;
+    // GET <base>/<path> with extra header lines: the HTTP status, the body and the headers.
+    int get(const QString &pathAndQuery, QByteArray *body = nullptr, const QByteArray &extraHeaders = {},
+            QByteArray *headers = nullptr) const;
     bool setFault(const QString &target, const QMap<QString, QString> &items) const;
     QJsonDocument control(const QString &command) const;
     qint64 bytesServed(const QString &fileName) const;
