@@ -33,7 +33,8 @@ public:
     QVariant *find(const QString &key)
     {
         for (auto &entry : m_entries) {
-            if (entry.first == key)
+            // Keys are mostly the shared strings of the name cache: same data, same key.
+            if ((entry.first.constData() == key.constData() && entry.first.size() == key.size()) || entry.first == key)
                 return &entry.second;
         }
         return nullptr;
@@ -126,23 +127,38 @@ bool isDocumentNode(xmlElementType type)
 bool DictionaryForNode(xmlNode *node, NodeDictionary *parentDictionary, NodeDictionary &result,
                        Reduction &reduction, int depth)
 {
+    const bool hasContent = node->content != nullptr
+        && node->content != reinterpret_cast<xmlChar *>(~std::uintptr_t(0))
+        && !isDocumentNode(node->type) && node->type != XML_HTML_DOCUMENT_NODE;
+    // Text nodes (most nodes of a reply) only feed their parent; their own dictionary is never
+    // looked at, so it is not built.
+    if (hasContent && parentDictionary && node->name
+        && std::strcmp(reinterpret_cast<const char *>(node->name), "text") == 0) {
+        QString text = trimmedText(node->content);
+        if (QVariant *existing = parentDictionary->find(kContentKey))
+            *existing = existing->toString() + text;
+        else
+            parentDictionary->set(kContentKey, std::move(text));
+        return false;
+    }
+
+    // A leaf element holding only text, the bulk of every reply, reduces to one entry of its
+    // parent and to an empty dictionary of its own; the general steps below give the same.
+    xmlNode *only = node->children;
+    if (node->type == XML_ELEMENT_NODE && node->name && parentDictionary && only && !only->next
+        && only->type == XML_TEXT_NODE && only->name
+        && std::strcmp(reinterpret_cast<const char *>(only->name), "text") == 0 && only->content
+        && only->content != reinterpret_cast<xmlChar *>(~std::uintptr_t(0))) {
+        QString text = trimmedText(only->content);
+        if (!text.isEmpty())
+            parentDictionary->set(reduction.names.name(node->name), std::move(text));
+        return true;
+    }
+
     if (node->name && !isDocumentNode(node->type))
         result.set(kNameKey, reduction.names.name(node->name));
-
-    const bool hasContent = node->content != nullptr
-        && node->content != reinterpret_cast<xmlChar *>(~std::uintptr_t(0));
-    if (hasContent && !isDocumentNode(node->type) && node->type != XML_HTML_DOCUMENT_NODE) {
-        if (node->name && std::strcmp(reinterpret_cast<const char *>(node->name), "text") == 0
-            && parentDictionary) {
-            QString text = trimmedText(node->content);
-            if (QVariant *existing = parentDictionary->find(kContentKey))
-                *existing = existing->toString() + text;
-            else
-                parentDictionary->set(kContentKey, std::move(text));
-            return false;
-        }
+    if (hasContent)
         result.set(kContentKey, QString::fromUtf8(reinterpret_cast<const char *>(node->content)));
-    }
 
     // An entity reference's children are the entity's shared declaration, not content of this
     // element: following them would walk the document type and expand nested entities without
