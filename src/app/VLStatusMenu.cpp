@@ -41,6 +41,11 @@ QMenu *vlCreateStatusMenu(QObject *owner)
     return menu;
 }
 
+bool vlIsStatusMenuItem(const QAction *item)
+{
+    return item && !item->isSeparator() && item->property(kActionProperty).isValid();
+}
+
 int vlMenuItemTag(const QAction *item)
 {
     return item ? item->property(kTagProperty).toInt() : VLStatusMenuTagNone;
@@ -67,7 +72,7 @@ QAction *vlMenuItemWithAction(const QMenu *menu, VLStatusMenuAction action)
     if (!menu)
         return nullptr;
     for (QAction *item : menu->actions()) {
-        if (item->property(kActionProperty).isValid() && vlMenuItemAction(item) == action)
+        if (vlIsStatusMenuItem(item) && vlMenuItemAction(item) == action)
             return item;
     }
     return nullptr;

@@ -32,6 +32,8 @@ enum class VLStatusMenuAction {
 // The status item's menu as the application defines it: titles, order, tags and actions.
 QMenu *vlCreateStatusMenu(QObject *owner = nullptr);
 
+// Whether the item is one of the menu's own (not a separator or a line added by the status item).
+bool vlIsStatusMenuItem(const QAction *item);
 int vlMenuItemTag(const QAction *item);
 VLStatusMenuAction vlMenuItemAction(const QAction *item);
 QAction *vlMenuItemWithTag(const QMenu *menu, int tag);
