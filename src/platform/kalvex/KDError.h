@@ -1,0 +1,20 @@
+#pragma once
+
+#include "VLError.h"
+
+#include <QString>
+
+// Errors made by the framework itself (the device's own errors keep the device's domain and code).
+inline const QString KDErrorDomain = QStringLiteral("KDErrorDomain");
+
+enum KDErrorCode : qint64 {
+    KDErrorDeviceNotAvailable = 1, // not connected, removed, or rebooting
+    KDErrorDeviceDisconnected = 2, // the link went away while the command was outstanding
+    KDErrorCommandTimedOut = 3,    // the device did not answer within the framework's time limit
+    KDErrorBadFrame = 4,           // the device sent something that is not a valid frame
+    KDErrorRebootTimedOut = 5,     // the device did not come back from "Reboot" in time
+    KDErrorPayloadUnreadable = 6,  // the command's payload file could not be mapped
+    KDErrorBadCommand = 7,         // no command, or a command without a name
+};
+
+VLError kdError(KDErrorCode code, const QString &detail = {});

@@ -1,0 +1,119 @@
+#include "KDFrameReader.h"
+
+#include "KDError.h"
+#include "KDWireProtocol.h"
+#include "VLPropertyList.h"
+
+#include <QtEndian>
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+constexpr qint64 kReadChunk = 1024 * 1024;
+}
+
+KDFrameReader::KDFrameReader(quint64 maxPayloadInMemory)
+    : m_maxPayloadInMemory(maxPayloadInMemory)
+{
+}
+
+KDFrameReader::Result KDFrameReader::fail(const QString &detail)
+{
+    m_state = State::Failed;
+    m_error = kdError(KDErrorBadFrame, detail);
+    return Result::Failed;
+}
+
+bool KDFrameReader::startPayload()
+{
+    m_payloadRead = 0;
+    m_payload.clear();
+    m_payloadDevice = m_sink ? m_sink(m_frame.header, m_payloadLength) : nullptr;
+    if (!m_payloadDevice) {
+        if (m_payloadLength > m_maxPayloadInMemory)
+            return false;
+        // Grows as bytes arrive: a claimed length alone never reserves a huge block.
+        m_payload.reserve(qsizetype(std::min<quint64>(m_payloadLength, quint64(64) * 1024 * 1024)));
+    }
+    m_state = State::Payload;
+    return true;
+}
+
+KDFrameReader::Result KDFrameReader::readFrom(QIODevice *stream)
+{
+    for (;;) {
+        switch (m_state) {
+        case State::Failed:
+            return Result::Failed;
+        case State::Done:
+            return Result::FrameComplete;
+        case State::Prefix: {
+            const qint64 want = KDWire::kPrefixLength - m_buffer.size();
+            m_buffer.append(stream->read(want));
+            if (m_buffer.size() < KDWire::kPrefixLength)
+                return Result::NeedMoreData;
+            if (std::memcmp(m_buffer.constData(), KDWire::kMagic, sizeof KDWire::kMagic) != 0)
+                return fail(QStringLiteral("(no frame marker)"));
+            m_headerLength = qFromBigEndian<quint32>(m_buffer.constData() + 4);
+            m_payloadLength = qFromBigEndian<quint64>(m_buffer.constData() + 8);
+            m_buffer.clear();
+            if (m_headerLength == 0 || m_headerLength > KDWire::kMaxHeaderLength)
+                return fail(QStringLiteral("(header length %1)").arg(m_headerLength));
+            m_state = State::Header;
+            break;
+        }
+        case State::Header: {
+            const qint64 want = qint64(m_headerLength) - m_buffer.size();
+            m_buffer.append(stream->read(want));
+            if (m_buffer.size() < qsizetype(m_headerLength))
+                return Result::NeedMoreData;
+            VLError decodeError;
+            const QVariant header = VLPropertyList::fromData(m_buffer, &decodeError);
+            m_buffer.clear();
+            if (!decodeError.isNull() || header.typeId() != QMetaType::QVariantMap)
+                return fail(QStringLiteral("(the header is not a dictionary)"));
+            m_frame = KDFrame{header.toMap(), KDPayload()};
+            if (!startPayload())
+                return fail(QStringLiteral("(payload of %1 bytes is too large)").arg(m_payloadLength));
+            break;
+        }
+        case State::Payload: {
+            while (m_payloadRead < m_payloadLength) {
+                const qint64 want = qint64(std::min<quint64>(m_payloadLength - m_payloadRead, quint64(kReadChunk)));
+                if (m_payloadDevice) {
+                    const QByteArray piece = stream->read(want);
+                    if (piece.isEmpty())
+                        return Result::NeedMoreData;
+                    if (m_payloadDevice->write(piece) != piece.size())
+                        return fail(QStringLiteral("(the payload could not be stored)"));
+                    m_payloadRead += quint64(piece.size());
+                } else {
+                    const qsizetype offset = m_payload.size();
+                    m_payload.resize(offset + qsizetype(want));
+                    const qint64 got = stream->read(m_payload.data() + offset, want);
+                    m_payload.resize(offset + qsizetype(std::max<qint64>(got, 0)));
+                    if (got <= 0)
+                        return Result::NeedMoreData;
+                    m_payloadRead += quint64(got);
+                }
+            }
+            if (!m_payloadDevice)
+                m_frame.payload = KDPayload(m_payload);
+            m_payload = QByteArray();
+            m_payloadDevice = nullptr;
+            m_state = State::Done;
+            return Result::FrameComplete;
+        }
+        }
+    }
+}
+
+KDFrame KDFrameReader::takeFrame()
+{
+    KDFrame frame = std::move(m_frame);
+    m_frame = KDFrame();
+    if (m_state == State::Done)
+        m_state = State::Prefix;
+    return frame;
+}

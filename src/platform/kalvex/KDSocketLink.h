@@ -1,0 +1,39 @@
+#pragma once
+
+#include "KDDeviceLink.h"
+#include "KDFrameReader.h"
+
+#include <QLocalSocket>
+
+class KDFrameWriter;
+
+// A link over a local stream socket, as the emulator offers one per device in the device folder.
+class KDSocketLink final : public KDDeviceLink
+{
+    Q_OBJECT
+public:
+    // Largest payload accepted from a device: answers are held in memory.
+    static constexpr quint64 kMaxPayloadInMemory = quint64(2) * 1024 * 1024 * 1024;
+
+    explicit KDSocketLink(const QString &socketPath, QObject *parent = nullptr);
+    ~KDSocketLink() override;
+
+    void send(const KDFrame &frame) override;
+    // Closes the connection and reports the link lost with the reason (once).
+    void close(const VLError &reason);
+
+    const QString &socketPath() const { return m_path; }
+    // Why the socket closed (ConnectionRefusedError for a socket file nobody listens on).
+    QLocalSocket::LocalSocketError socketError() const { return m_socketError; }
+
+private:
+    void readFrames();
+    void socketFailed();
+
+    const QString m_path;
+    QLocalSocket *m_socket;
+    KDFrameWriter *m_writer;
+    KDFrameReader m_reader{kMaxPayloadInMemory};
+    QLocalSocket::LocalSocketError m_socketError = QLocalSocket::UnknownSocketError;
+    bool m_lost = false;
+};

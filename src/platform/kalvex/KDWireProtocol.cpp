@@ -1,0 +1,44 @@
+#include "KDWireProtocol.h"
+
+#include "KDError.h"
+#include "VLPropertyList.h"
+
+#include <QtEndian>
+
+namespace KDWire {
+
+QVariantMap dictionaryFromError(const VLError &error)
+{
+    return {{ErrorDomainKey, error.domain()},
+            {ErrorCodeKey, error.code()},
+            {ErrorDescriptionKey, error.localizedDescription()}};
+}
+
+VLError errorFromDictionary(const QVariant &value)
+{
+    if (value.typeId() != QMetaType::QVariantMap)
+        return {};
+    const QVariantMap map = value.toMap();
+    const QString domain = map.value(ErrorDomainKey).toString();
+    if (domain.isEmpty())
+        return {};
+    return VLError(domain, map.value(ErrorCodeKey).toLongLong(), map.value(ErrorDescriptionKey).toString());
+}
+
+QByteArray encodeFrameStart(const QVariantMap &header, quint64 payloadLength, VLError *error)
+{
+    const QByteArray encoded = VLPropertyList::toBinary(header, error);
+    if (encoded.isEmpty() || encoded.size() > qsizetype(kMaxHeaderLength)) {
+        if (error && error->isNull())
+            *error = kdError(KDErrorBadFrame, QStringLiteral("The frame header is too large."));
+        return {};
+    }
+    QByteArray frame(kPrefixLength, Qt::Uninitialized);
+    std::copy(std::begin(kMagic), std::end(kMagic), frame.data());
+    qToBigEndian<quint32>(quint32(encoded.size()), frame.data() + 4);
+    qToBigEndian<quint64>(payloadLength, frame.data() + 8);
+    frame.append(encoded);
+    return frame;
+}
+
+} // namespace KDWire

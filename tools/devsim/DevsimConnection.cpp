@@ -1,0 +1,213 @@
+#include "DevsimConnection.h"
+
+#include "DevsimDevice.h"
+#include "DevsimErrors.h"
+#include "KDFrameWriter.h"
+#include "KDWireProtocol.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QRandomGenerator>
+#include <QTextStream>
+#include <QTimer>
+
+namespace {
+qint64 s_incomingCounter = 0;
+}
+
+DevsimConnection::DevsimConnection(QLocalSocket *socket, DevsimDevice *device)
+    : QObject(device)
+    , m_socket(socket)
+    , m_device(device)
+    , m_writer(new KDFrameWriter(socket, this))
+    , m_reader(std::numeric_limits<quint64>::max())
+{
+    socket->setParent(this);
+    m_reader.setPayloadSink([this](const QVariantMap &header, quint64 length) { return payloadSink(header, length); });
+    connect(socket, &QLocalSocket::readyRead, this, &DevsimConnection::readFrames);
+    connect(socket, &QLocalSocket::disconnected, this, [this] {
+        if (!m_closed) {
+            m_closed = true;
+            emit closed(this);
+        }
+    });
+}
+
+DevsimConnection::~DevsimConnection()
+{
+    if (m_incomingFile)
+        m_incomingFile->remove();
+    for (const Incoming &incoming : std::as_const(m_queue)) {
+        if (!incoming.request.dataFile.isEmpty())
+            QFile::remove(incoming.request.dataFile);
+    }
+}
+
+void DevsimConnection::sendHello()
+{
+    m_writer->enqueue(m_device->hello(), KDPayload());
+}
+
+void DevsimConnection::abort()
+{
+    if (m_closed)
+        return;
+    m_closed = true;
+    m_socket->disconnect(this);
+    m_socket->abort();
+    emit closed(this);
+}
+
+QIODevice *DevsimConnection::payloadSink(const QVariantMap &header, quint64 length)
+{
+    // The moment a command's header is in: the time to act on a fault for it.
+    m_pendingFault = DevsimFaults::take(m_device->model().store().faultsPath(), header.value(KDWire::CommandKey).toString());
+    if (m_pendingFault && m_pendingFault->kind == DevsimFault::Kind::Disconnect)
+        m_disconnectRequested = true;
+    if (length <= kPayloadInMemory || m_disconnectRequested)
+        return nullptr;
+    const QString folder = m_device->model().store().incomingFolder();
+    QDir().mkpath(folder);
+    m_incomingFile = std::make_unique<QFile>(
+        QDir(folder).filePath(QStringLiteral(".payload-%1-%2").arg(QCoreApplication::applicationPid()).arg(++s_incomingCounter)));
+    if (!m_incomingFile->open(QIODevice::WriteOnly | QIODevice::Truncate)) {
+        m_incomingFile.reset();
+        return nullptr; // received in memory after all
+    }
+    return m_incomingFile.get();
+}
+
+void DevsimConnection::readFrames()
+{
+    while (!m_closed) {
+        const KDFrameReader::Result result = m_reader.readFrom(m_socket);
+        if (m_disconnectRequested) {
+            QTextStream(stdout) << "tintera-devsim: " << m_device->serialNumber() << ": dropping a connection (fault)\n";
+            abort();
+            return;
+        }
+        if (result == KDFrameReader::Result::NeedMoreData)
+            return;
+        if (result == KDFrameReader::Result::Failed) {
+            protocolError(m_reader.error().localizedDescription());
+            return;
+        }
+        if (!accept(m_reader.takeFrame()))
+            return;
+    }
+}
+
+bool DevsimConnection::accept(KDFrame frame)
+{
+    const QVariantMap &header = frame.header;
+    const qint64 id = header.value(KDWire::IdKey).toLongLong();
+    const QString name = header.value(KDWire::CommandKey).toString();
+    if (header.value(KDWire::KindKey).toString() != KDWire::KindCommand || id <= 0 || name.isEmpty()) {
+        protocolError(QStringLiteral("not a command"));
+        return false;
+    }
+    Incoming incoming;
+    incoming.id = id;
+    incoming.fault = std::exchange(m_pendingFault, std::nullopt);
+    incoming.request.name = name;
+    const QVariantMap arguments = header.value(KDWire::ArgumentsKey).toMap();
+    for (auto it = arguments.constBegin(); it != arguments.constEnd(); ++it)
+        incoming.request.arguments.insert(it.key(), it.value().toString());
+    incoming.request.hasData = header.value(KDWire::HasDataKey).toBool();
+    if (m_incomingFile) {
+        m_incomingFile->close();
+        incoming.request.dataFile = m_incomingFile->fileName();
+        incoming.request.dataLength = m_incomingFile->size();
+        m_incomingFile.reset();
+    } else {
+        incoming.request.data = frame.payload.toByteArray();
+        incoming.request.dataLength = incoming.request.data.size();
+    }
+    m_queue.enqueue(incoming);
+    processNext();
+    return true;
+}
+
+void DevsimConnection::processNext()
+{
+    if (m_busy || m_closed || m_queue.isEmpty())
+        return;
+    m_busy = true;
+    const Incoming incoming = m_queue.dequeue();
+    if (!incoming.fault) {
+        carryOut(incoming);
+        return;
+    }
+    const DevsimFault &fault = *incoming.fault;
+    QTextStream(stdout) << "tintera-devsim: " << m_device->serialNumber() << ": " << DevsimFault::kindName(fault.kind)
+                        << " fault for " << incoming.request.name << "\n";
+    switch (fault.kind) {
+    case DevsimFault::Kind::Error: {
+        DevsimAnswer answer;
+        answer.error = VLError(DevsimErrorDomain, fault.code,
+                               fault.message.isEmpty() ? QStringLiteral("Injected failure") : fault.message);
+        respond(incoming.id, answer);
+        finish(incoming);
+        return;
+    }
+    case DevsimFault::Kind::Delay:
+        QTimer::singleShot(fault.milliseconds, this, [this, incoming] { carryOut(incoming); });
+        return;
+    case DevsimFault::Kind::NoAnswer:
+        finish(incoming);
+        return;
+    case DevsimFault::Kind::Garbage: {
+        QByteArray garbage("this is not a frame\n");
+        for (int i = 0; i < 64; ++i)
+            garbage.append(char(QRandomGenerator::global()->bounded(256)));
+        m_writer->enqueueRaw(garbage);
+        finish(incoming);
+        return;
+    }
+    case DevsimFault::Kind::Disconnect:
+        abort();
+        return;
+    }
+}
+
+void DevsimConnection::carryOut(const Incoming &incoming)
+{
+    if (m_closed)
+        return;
+    const DevsimAnswer answer = m_device->model().execute(incoming.request);
+    if (answer.reboot) {
+        finish(incoming);
+        m_device->reboot(); // closes this connection too: "Reboot" is answered by coming back
+        return;
+    }
+    respond(incoming.id, answer);
+    finish(incoming);
+}
+
+void DevsimConnection::respond(qint64 id, const DevsimAnswer &answer)
+{
+    QVariantMap header{{KDWire::KindKey, KDWire::KindResponse},
+                       {KDWire::IdKey, id},
+                       {KDWire::HasDataKey, answer.hasData},
+                       {KDWire::AttributesKey, m_device->model().attributes()}};
+    if (!answer.error.isNull())
+        header.insert(KDWire::ErrorKey, KDWire::dictionaryFromError(answer.error));
+    if (!answer.measurements.isEmpty())
+        header.insert(KDWire::MeasurementsKey, answer.measurements);
+    m_writer->enqueue(header, answer.hasData ? answer.payload : KDPayload());
+}
+
+void DevsimConnection::finish(const Incoming &incoming)
+{
+    // A payload the command did not keep is not kept either.
+    if (!incoming.request.dataFile.isEmpty())
+        QFile::remove(incoming.request.dataFile);
+    m_busy = false;
+    QMetaObject::invokeMethod(this, &DevsimConnection::processNext, Qt::QueuedConnection);
+}
+
+void DevsimConnection::protocolError(const QString &detail)
+{
+    QTextStream(stderr) << "tintera-devsim: " << m_device->serialNumber() << ": closing a connection: " << detail << "\n";
+    abort();
+}

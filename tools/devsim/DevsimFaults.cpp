@@ -1,0 +1,111 @@
+#include "DevsimFaults.h"
+
+#include "VLPropertyList.h"
+
+#include <QFile>
+
+namespace {
+
+const QString kCommand = QStringLiteral("Command");
+const QString kKind = QStringLiteral("Kind");
+const QString kCode = QStringLiteral("Code");
+const QString kMessage = QStringLiteral("Message");
+const QString kMilliseconds = QStringLiteral("Milliseconds");
+const QString kTimes = QStringLiteral("Times");
+
+} // namespace
+
+QString DevsimFault::kindName(Kind kind)
+{
+    switch (kind) {
+    case Kind::Error:
+        return QStringLiteral("error");
+    case Kind::Delay:
+        return QStringLiteral("delay");
+    case Kind::Disconnect:
+        return QStringLiteral("disconnect");
+    case Kind::NoAnswer:
+        return QStringLiteral("no-answer");
+    case Kind::Garbage:
+        return QStringLiteral("garbage");
+    }
+    return {};
+}
+
+std::optional<DevsimFault::Kind> DevsimFault::kindFromName(const QString &name)
+{
+    for (Kind kind : {Kind::Error, Kind::Delay, Kind::Disconnect, Kind::NoAnswer, Kind::Garbage}) {
+        if (kindName(kind) == name)
+            return kind;
+    }
+    return std::nullopt;
+}
+
+namespace DevsimFaults {
+
+QList<DevsimFault> load(const QString &path)
+{
+    QList<DevsimFault> faults;
+    if (!QFile::exists(path))
+        return faults;
+    const QVariantList list = VLPropertyList::readFile(path).toList();
+    for (const QVariant &item : list) {
+        const QVariantMap map = item.toMap();
+        const std::optional<DevsimFault::Kind> kind = DevsimFault::kindFromName(map.value(kKind).toString());
+        if (!kind || map.value(kCommand).toString().isEmpty())
+            continue;
+        DevsimFault fault;
+        fault.command = map.value(kCommand).toString();
+        fault.kind = *kind;
+        fault.code = map.value(kCode).toLongLong();
+        fault.message = map.value(kMessage).toString();
+        fault.milliseconds = map.value(kMilliseconds).toInt();
+        fault.times = map.value(kTimes, 1).toInt();
+        faults.append(fault);
+    }
+    return faults;
+}
+
+bool save(const QString &path, const QList<DevsimFault> &faults, VLError *error)
+{
+    if (faults.isEmpty())
+        return !QFile::exists(path) || QFile::remove(path);
+    QVariantList list;
+    for (const DevsimFault &fault : faults) {
+        list.append(QVariantMap{{kCommand, fault.command},
+                                {kKind, DevsimFault::kindName(fault.kind)},
+                                {kCode, fault.code},
+                                {kMessage, fault.message},
+                                {kMilliseconds, fault.milliseconds},
+                                {kTimes, fault.times}});
+    }
+    return VLPropertyList::writeXml(path, list, error);
+}
+
+bool add(const QString &path, const DevsimFault &fault, VLError *error)
+{
+    QList<DevsimFault> faults = load(path);
+    faults.append(fault);
+    return save(path, faults, error);
+}
+
+std::optional<DevsimFault> take(const QString &path, const QString &command)
+{
+    QList<DevsimFault> faults = load(path);
+    for (qsizetype i = 0; i < faults.size(); ++i) {
+        if (faults.at(i).command != command)
+            continue;
+        const DevsimFault fault = faults.at(i);
+        if (fault.times > 0) {
+            if (fault.times == 1)
+                faults.removeAt(i);
+            else
+                --faults[i].times;
+            save(path, faults);
+        }
+        return fault;
+    }
+    return std::nullopt;
+}
+
+} // namespace DevsimFaults

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "VLError.h"
+
+#include <QList>
+#include <QString>
+
+#include <optional>
+
+// Faults injected for tests: for a chosen command, an error answer, a delayed answer, a dropped
+// connection while the command arrives, no answer at all, or bytes that are no frame.
+struct DevsimFault
+{
+    enum class Kind { Error, Delay, Disconnect, NoAnswer, Garbage };
+
+    QString command;
+    Kind kind = Kind::Error;
+    qint64 code = 0;
+    QString message;
+    int milliseconds = 0;
+    int times = 1; // how many commands it hits; 0: every one
+
+    static QString kindName(Kind kind);
+    static std::optional<Kind> kindFromName(const QString &name);
+};
+
+// faults.plist: an array of dictionaries with the keys "Command", "Kind" ("error", "delay",
+// "disconnect", "no-answer", "garbage"), "Code", "Message", "Milliseconds", "Times".
+namespace DevsimFaults {
+
+QList<DevsimFault> load(const QString &path);
+bool save(const QString &path, const QList<DevsimFault> &faults, VLError *error = nullptr);
+bool add(const QString &path, const DevsimFault &fault, VLError *error = nullptr);
+// The first fault for the command, counted as used once (a used-up fault is removed).
+std::optional<DevsimFault> take(const QString &path, const QString &command);
+
+} // namespace DevsimFaults
