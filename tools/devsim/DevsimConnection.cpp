@@ -79,7 +79,7 @@ QIODevice *DevsimConnection::payloadSink(const QVariantMap &header, quint64 leng
 
 void DevsimConnection::readFrames()
 {
-    while (!m_closed) {
+    while (!m_closed && m_socket->isOpen()) {
         const KDFrameReader::Result result = m_reader.readFrom(m_socket);
         if (m_disconnectRequested) {
             QTextStream(stdout) << "tintera-devsim: " << m_device->serialNumber() << ": dropping a connection (fault)\n";

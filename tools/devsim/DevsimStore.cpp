@@ -24,7 +24,7 @@ QStringList DevsimStore::serialNumbers(const QString &stateFolder)
     QStringList serials;
     const QStringList names = QDir(devicesFolder(stateFolder)).entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name);
     for (const QString &name : names) {
-        if (vlIsPlainPathComponent(name) && QFileInfo::exists(DevsimStore(stateFolder, name).devicePlistPath()))
+        if (vlIsPlainPathComponent(name) && !name.startsWith(QLatin1Char('.')) && QFileInfo::exists(DevsimStore(stateFolder, name).devicePlistPath()))
             serials.append(name);
     }
     return serials;

@@ -123,10 +123,12 @@ QStringList KDScriptedDevice::receivedCommandNames() const
 
 QVariantMap KDScriptedDevice::measurementRecord(const QVariantMap &attributes, const QList<double> &lab)
 {
-    QVariantMap color{{KDMeasurementColorAttributesKey, attributes}};
+    HBColorPtr color = HBColor::color();
+    for (auto it = attributes.constBegin(); it != attributes.constEnd(); ++it)
+        color->setAttribute(it.value(), it.key());
     if (lab.size() == 3)
-        color.insert(KDMeasurementColorLabKey, QVariantList{lab.at(0), lab.at(1), lab.at(2)});
-    return {{KDMeasurementColorSpaceColorInfo, color}};
+        color->addRepresentation(HBColorRepresentation::labRepresentation(lab.at(0), lab.at(1), lab.at(2)));
+    return {{KDMeasurementColorSpaceColorInfo, color->propertyList()}};
 }
 
 void KDScriptedDevice::handle(KDLoopbackLink *link, const QVariantMap &header, const QByteArray &data)

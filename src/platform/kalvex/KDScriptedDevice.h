@@ -65,7 +65,7 @@ public:
     const QList<Received> &receivedCommands() const { return m_received; }
     QStringList receivedCommandNames() const;
 
-    // A measurement record with a "ColorInfo" colour.
+    // A measurement record with a "ColorInfo" colour: the attributes and, when given, CIELAB values.
     static QVariantMap measurementRecord(const QVariantMap &attributes, const QList<double> &lab = {});
 
 signals:

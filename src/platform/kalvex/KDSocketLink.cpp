@@ -46,7 +46,7 @@ void KDSocketLink::close(const VLError &reason)
 
 void KDSocketLink::readFrames()
 {
-    if (m_lost)
+    if (m_lost || !m_socket->isOpen())
         return;
     if (m_socket->bytesAvailable() > 0)
         emit activity();

@@ -1,0 +1,87 @@
+#pragma once
+
+#include "KalvexDevice.h"
+
+#include <QProcess>
+#include <QStringList>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+// KALVEX_DEVICE_DIR points at a fresh folder while the object lives.
+class ScopedDeviceFolder
+{
+public:
+    ScopedDeviceFolder();
+    ~ScopedDeviceFolder();
+    ScopedDeviceFolder(const ScopedDeviceFolder &) = delete;
+    ScopedDeviceFolder &operator=(const ScopedDeviceFolder &) = delete;
+    QString path() const { return m_dir.path(); }
+
+private:
+    QTemporaryDir m_dir;
+    QByteArray m_previous;
+    bool m_hadPrevious = false;
+};
+
+// A real tintera-devsim process over a fresh state folder and device folder (KALVEX_DEVICE_DIR
+// points at it while the object lives).
+class DevsimProcess
+{
+public:
+    DevsimProcess();
+    ~DevsimProcess();
+    DevsimProcess(const DevsimProcess &) = delete;
+    DevsimProcess &operator=(const DevsimProcess &) = delete;
+
+    QString stateFolder() const { return m_root.filePath(QStringLiteral("state")); }
+    QString deviceFolder() const { return m_root.filePath(QStringLiteral("dev")); }
+    QString filePath(const QString &name) const { return m_root.filePath(name); }
+
+    // Runs "tintera-devsim VERB --state ... ARGS" to the end; the exit code, stdout in *output.
+    int run(const QString &verb, const QStringList &arguments, QByteArray *output = nullptr) const;
+    int addDevice(const QString &serial, const QStringList &extra = {}) const;
+    void fault(const QString &serial, const QStringList &arguments) const;
+
+    // Starts "serve" and waits until it is ready.
+    void start(const QStringList &extra = {});
+    void kill();
+    void stop();
+    qint64 pid() const { return m_process.processId(); }
+
+private:
+    QTemporaryDir m_root;
+    QProcess m_process;
+    QByteArray m_previousDeviceDir;
+    bool m_hadDeviceDir = false;
+};
+
+// Counts what an observer reports.
+struct ObservedDevices
+{
+    explicit ObservedDevices(const QString &name = QStringLiteral("Velmora"));
+
+    KDDeviceObserver observer;
+    QList<KDDevicePtr> arrived;
+    QList<KDDevicePtr> updated;
+    QList<KDDevicePtr> removed;
+    // (available, connected) at each update
+    QList<std::pair<bool, bool>> updateStates;
+
+    KDDevicePtr waitForDevice(const QString &serial, int milliseconds = 10000);
+};
+
+// Sends a command and waits for its one answer (counting answers until the wait ends).
+struct CommandResult
+{
+    KDCommandResponsePtr response;
+    int answers = 0;
+};
+CommandResult sendAndWait(const KDDevicePtr &device, const KDCommandPtr &command, int milliseconds = 15000);
+
+// Decodes the device's file inventory the way the sync engine does, through the KX functions.
+QList<QVariantMap> decodeFileInventory(const QByteArray &data);
+
+bool waitUntil(const std::function<bool()> &condition, int milliseconds = 10000);

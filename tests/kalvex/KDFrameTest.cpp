@@ -1,0 +1,134 @@
+#include "KDError.h"
+#include "KDFrameReader.h"
+#include "KDFrameWriter.h"
+#include "KDWireProtocol.h"
+
+#include <QBuffer>
+#include <QtEndian>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+QByteArray frameBytes(const QVariantMap &header, const QByteArray &payload)
+{
+    QByteArray bytes = KDWire::encodeFrameStart(header, quint64(payload.size()));
+    return bytes + payload;
+}
+
+// Feeds the bytes in pieces of the given size and collects the frames.
+QList<KDFrame> readAll(KDFrameReader &reader, const QByteArray &bytes, int piece, bool *failed)
+{
+    QList<KDFrame> frames;
+    QBuffer buffer;
+    buffer.open(QIODevice::ReadWrite);
+    *failed = false;
+    for (qsizetype offset = 0; offset < bytes.size(); offset += piece) {
+        const qint64 position = buffer.pos();
+        buffer.seek(buffer.size());
+        buffer.write(bytes.mid(offset, piece));
+        buffer.seek(position);
+        for (;;) {
+            const KDFrameReader::Result result = reader.readFrom(&buffer);
+            if (result == KDFrameReader::Result::Failed) {
+                *failed = true;
+                return frames;
+            }
+            if (result == KDFrameReader::Result::NeedMoreData)
+                break;
+            frames.append(reader.takeFrame());
+        }
+    }
+    return frames;
+}
+
+} // namespace
+
+TEST(KDFrames, FramesSurviveAnySplitOfTheStream)
+{
+    const QVariantMap first{{KDWire::KindKey, KDWire::KindCommand}, {KDWire::IdKey, 1}, {KDWire::CommandKey, QStringLiteral("Upload")}};
+    const QVariantMap second{{KDWire::KindKey, KDWire::KindResponse}, {KDWire::IdKey, 1}};
+    const QByteArray payload(3000, 'p');
+    const QByteArray stream = frameBytes(first, payload) + frameBytes(second, {});
+    for (int piece : {1, 7, 16, 4096}) {
+        KDFrameReader reader(1 << 20);
+        bool failed = false;
+        const QList<KDFrame> frames = readAll(reader, stream, piece, &failed);
+        ASSERT_FALSE(failed) << piece;
+        ASSERT_EQ(frames.size(), 2) << piece;
+        EXPECT_EQ(frames[0].header.value(KDWire::CommandKey), QStringLiteral("Upload"));
+        EXPECT_EQ(frames[0].payload.toByteArray(), payload);
+        EXPECT_EQ(frames[1].header, second);
+        EXPECT_EQ(frames[1].payload.size(), 0);
+    }
+}
+
+TEST(KDFrames, BrokenFramesAreRefused)
+{
+    const QVariantMap header{{KDWire::KindKey, KDWire::KindHello}};
+    QByteArray wrongMarker = frameBytes(header, {});
+    wrongMarker[0] = 'X';
+    QByteArray hugeHeader = frameBytes(header, {});
+    qToBigEndian<quint32>(KDWire::kMaxHeaderLength + 1, hugeHeader.data() + 4);
+    QByteArray hugePayload = frameBytes(header, {});
+    qToBigEndian<quint64>(quint64(1) << 40, hugePayload.data() + 8);
+    QByteArray notADictionary = KDWire::encodeFrameStart(header, 0);
+    notADictionary.truncate(KDWire::kPrefixLength);
+    const QByteArray list("<plist><array/></plist>");
+    qToBigEndian<quint32>(quint32(list.size()), notADictionary.data() + 4);
+    notADictionary += list;
+    QByteArray zeroHeader = frameBytes(header, {});
+    qToBigEndian<quint32>(0, zeroHeader.data() + 4);
+
+    for (const QByteArray &bytes : {wrongMarker, hugeHeader, hugePayload, notADictionary, zeroHeader}) {
+        KDFrameReader reader(1 << 20);
+        bool failed = false;
+        EXPECT_TRUE(readAll(reader, bytes, 5, &failed).isEmpty());
+        EXPECT_TRUE(failed);
+        EXPECT_EQ(reader.error().code(), KDErrorBadFrame);
+    }
+}
+
+TEST(KDFrames, PayloadsGoToTheSinkChosenByTheHeader)
+{
+    QBuffer sink;
+    sink.open(QIODevice::WriteOnly);
+    KDFrameReader reader(16); // anything larger than this must not be held in memory
+    QList<quint64> announced;
+    reader.setPayloadSink([&](const QVariantMap &, quint64 length) -> QIODevice * {
+        announced.append(length);
+        return length > 16 ? &sink : nullptr;
+    });
+    const QByteArray large(5000, 'L');
+    bool failed = false;
+    const QList<KDFrame> frames =
+        readAll(reader, frameBytes({{KDWire::KindKey, KDWire::KindCommand}}, large) + frameBytes({{KDWire::KindKey, KDWire::KindCommand}}, "small"),
+                333, &failed);
+    ASSERT_FALSE(failed);
+    ASSERT_EQ(frames.size(), 2);
+    EXPECT_EQ(announced, (QList<quint64>{5000, 5}));
+    EXPECT_EQ(sink.data(), large);
+    EXPECT_TRUE(frames[0].payload.isNull());
+    EXPECT_EQ(frames[1].payload.toByteArray(), QByteArray("small"));
+}
+
+TEST(KDFrames, WriterOutputReadsBack)
+{
+    QBuffer stream;
+    stream.open(QIODevice::ReadWrite);
+    KDFrameWriter writer(&stream);
+    const QByteArray payload(3 * KDFrameWriter::kPieceLength + 17, 'w');
+    ASSERT_TRUE(writer.enqueue({{KDWire::KindKey, KDWire::KindCommand}, {KDWire::IdKey, 9}}, KDPayload(payload)));
+    writer.enqueueRaw("");
+    ASSERT_TRUE(writer.enqueue({{KDWire::KindKey, KDWire::KindResponse}}, KDPayload()));
+    EXPECT_TRUE(writer.isIdle());
+    stream.seek(0);
+    KDFrameReader reader(quint64(1) << 30);
+    ASSERT_EQ(reader.readFrom(&stream), KDFrameReader::Result::FrameComplete);
+    const KDFrame frame = reader.takeFrame();
+    EXPECT_EQ(frame.header.value(KDWire::IdKey).toLongLong(), 9);
+    EXPECT_EQ(frame.payload.toByteArray(), payload);
+    ASSERT_EQ(reader.readFrom(&stream), KDFrameReader::Result::FrameComplete);
+    EXPECT_EQ(reader.takeFrame().header.value(KDWire::KindKey), KDWire::KindResponse);
+    EXPECT_EQ(reader.readFrom(&stream), KDFrameReader::Result::NeedMoreData);
+}

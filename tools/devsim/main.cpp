@@ -1,0 +1,366 @@
+// tintera-devsim: emulated TINTERA devices for the demo and the tests.
+//
+//   tintera-devsim serve      --state DIR [--device-dir DIR] [--devices N]
+//   tintera-devsim add-device --state DIR --serial SERIAL [--name NAME] [--chip-id ID] [--firmware VERSION]
+//                             [--capacity BYTES] [--reboot-ms MS]
+//   tintera-devsim capture    --state DIR --serial SERIAL (--lab L,a,b | --spectrum START,STEP,v1,v2,...)
+//                             [--tag TEXT] [--audio FILE.wav] [--date SECONDS]
+//   tintera-devsim fault      --state DIR --serial SERIAL --command NAME
+//                             (--error CODE [--message TEXT] | --delay MS | --disconnect | --no-answer | --garbage)
+//                             [--times N]
+//   tintera-devsim fault      --state DIR --serial SERIAL --clear
+//   tintera-devsim unplug|plug --state DIR --serial SERIAL
+//   tintera-devsim show       --state DIR [--serial SERIAL]
+
+#include "DevsimCapture.h"
+#include "DevsimFaults.h"
+#include "DevsimServer.h"
+#include "DevsimStore.h"
+#include "KDDeviceDirectory.h"
+#include "VLPropertyList.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QCryptographicHash>
+#include <QFile>
+#include <QSocketNotifier>
+#include <QTextStream>
+
+#include <csignal>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr int kUsage = 2;
+constexpr qint64 kDefaultCapacity = qint64(1) << 30;
+
+QTextStream &out()
+{
+    static QTextStream stream(stdout);
+    return stream;
+}
+
+QTextStream &err()
+{
+    static QTextStream stream(stderr);
+    return stream;
+}
+
+int fail(const QString &message, int code = 1)
+{
+    err() << "tintera-devsim: " << message << Qt::endl;
+    return code;
+}
+
+QString defaultSerial(int index)
+{
+    return QStringLiteral("VL%1").arg(index, 6, 10, QLatin1Char('0'));
+}
+
+QVariantMap defaultIdentity(const QString &serial)
+{
+    const QByteArray hash = QCryptographicHash::hash(serial.toUtf8(), QCryptographicHash::Sha1).toHex().left(8).toUpper();
+    return {{DevsimKey::SerialNumber, serial},
+            {DevsimKey::Name, QStringLiteral("Velmora")},
+            {DevsimKey::ChipId, QStringLiteral("0x") + QString::fromLatin1(hash)},
+            {DevsimKey::Firmware, QStringLiteral("1.0")},
+            {DevsimKey::Capacity, kDefaultCapacity},
+            {DevsimKey::RebootMilliseconds, 500},
+            {DevsimKey::NextDeviceFileID, 1},
+            {DevsimKey::SyncMode, false},
+            {DevsimKey::ClockOffset, 0.0},
+            {DevsimKey::Files, QVariantList()}};
+}
+
+// SIGINT and SIGTERM end the event loop cleanly, so that sockets are taken away.
+int s_signalPipe[2] = {-1, -1};
+
+void onSignal(int)
+{
+    const char byte = 1;
+    [[maybe_unused]] const ssize_t ignored = ::write(s_signalPipe[1], &byte, 1);
+}
+
+void quitOnSignals(QCoreApplication *application)
+{
+    if (::socketpair(AF_UNIX, SOCK_STREAM, 0, s_signalPipe) != 0)
+        return;
+    auto *notifier = new QSocketNotifier(s_signalPipe[0], QSocketNotifier::Read, application);
+    QObject::connect(notifier, &QSocketNotifier::activated, application, &QCoreApplication::quit);
+    std::signal(SIGINT, onSignal);
+    std::signal(SIGTERM, onSignal);
+}
+
+struct Command
+{
+    QCommandLineParser parser;
+    QCommandLineOption state{QStringLiteral("state"), QStringLiteral("Emulator state folder."), QStringLiteral("DIR")};
+    QCommandLineOption serial{QStringLiteral("serial"), QStringLiteral("Device serial number."), QStringLiteral("SERIAL")};
+
+    explicit Command(const QString &description)
+    {
+        parser.setApplicationDescription(description);
+        parser.addHelpOption();
+        parser.addOption(state);
+    }
+    bool parse(const QStringList &arguments, bool needsSerial)
+    {
+        if (!parser.parse(arguments)) {
+            fail(parser.errorText(), kUsage);
+            return false;
+        }
+        if (parser.isSet(QStringLiteral("help"))) {
+            out() << parser.helpText();
+            return false;
+        }
+        if (!parser.isSet(state) || (needsSerial && !parser.isSet(serial))) {
+            fail(QStringLiteral("--state%1 is required").arg(needsSerial ? QStringLiteral(" and --serial are") : QStringLiteral(" is")),
+                 kUsage);
+            return false;
+        }
+        return true;
+    }
+    QString stateFolder() const { return parser.value(state); }
+    DevsimStore store() const { return DevsimStore(parser.value(state), parser.value(serial)); }
+};
+
+bool requireDevice(const DevsimStore &store)
+{
+    if (store.exists())
+        return true;
+    fail(QStringLiteral("no device %1 in the state folder").arg(store.serialNumber()));
+    return false;
+}
+
+int serve(const QStringList &arguments)
+{
+    Command command(QStringLiteral("Serves the emulated devices of the state folder."));
+    QCommandLineOption deviceDir(QStringLiteral("device-dir"), QStringLiteral("Device socket folder."), QStringLiteral("DIR"));
+    QCommandLineOption devices(QStringLiteral("devices"), QStringLiteral("Create devices up to this number."), QStringLiteral("N"));
+    command.parser.addOptions({deviceDir, devices});
+    if (!command.parse(arguments, false))
+        return kUsage;
+    const QString stateFolder = command.stateFolder();
+    const int wanted = std::max(command.parser.isSet(devices) ? command.parser.value(devices).toInt() : 1,
+                                DevsimStore::serialNumbers(stateFolder).isEmpty() ? 1 : 0);
+    for (int index = 1; DevsimStore::serialNumbers(stateFolder).size() < wanted; ++index) {
+        DevsimStore store(stateFolder, defaultSerial(index));
+        VLError error;
+        if (!store.exists() && !store.create(defaultIdentity(store.serialNumber()), &error))
+            return fail(error.localizedDescription());
+    }
+    const QString directory = command.parser.isSet(deviceDir) ? command.parser.value(deviceDir) : kdDeviceDirectory();
+    DevsimServer server(stateFolder, directory);
+    QObject::connect(&server, &DevsimServer::announcement, [](const QString &line) {
+        out() << "tintera-devsim: " << line << Qt::endl;
+    });
+    VLError error;
+    if (!server.start(&error))
+        return fail(error.localizedDescription());
+    out() << "tintera-devsim: ready" << Qt::endl;
+    quitOnSignals(QCoreApplication::instance());
+    const int status = QCoreApplication::exec();
+    server.stop();
+    return status;
+}
+
+int addDevice(const QStringList &arguments)
+{
+    Command command(QStringLiteral("Adds an emulated device."));
+    QCommandLineOption name(QStringLiteral("name"), QStringLiteral("Device name."), QStringLiteral("NAME"));
+    QCommandLineOption chipId(QStringLiteral("chip-id"), QStringLiteral("\"ChipId\" attribute."), QStringLiteral("ID"));
+    QCommandLineOption firmware(QStringLiteral("firmware"), QStringLiteral("\"Firmware\" attribute."), QStringLiteral("VERSION"));
+    QCommandLineOption capacity(QStringLiteral("capacity"), QStringLiteral("Storage in bytes."), QStringLiteral("BYTES"));
+    QCommandLineOption reboot(QStringLiteral("reboot-ms"), QStringLiteral("Time a reboot takes."), QStringLiteral("MS"));
+    command.parser.addOptions({command.serial, name, chipId, firmware, capacity, reboot});
+    if (!command.parse(arguments, true))
+        return kUsage;
+    QVariantMap identity = defaultIdentity(command.parser.value(command.serial));
+    if (command.parser.isSet(name))
+        identity.insert(DevsimKey::Name, command.parser.value(name));
+    if (command.parser.isSet(chipId))
+        identity.insert(DevsimKey::ChipId, command.parser.value(chipId));
+    if (command.parser.isSet(firmware))
+        identity.insert(DevsimKey::Firmware, command.parser.value(firmware));
+    bool ok = true;
+    if (command.parser.isSet(capacity))
+        identity.insert(DevsimKey::Capacity, command.parser.value(capacity).toLongLong(&ok));
+    if (ok && command.parser.isSet(reboot))
+        identity.insert(DevsimKey::RebootMilliseconds, command.parser.value(reboot).toInt(&ok));
+    if (!ok)
+        return fail(QStringLiteral("--capacity and --reboot-ms take numbers"), kUsage);
+    VLError error;
+    if (!command.store().create(identity, &error))
+        return fail(error.localizedDescription());
+    out() << "tintera-devsim: added " << command.parser.value(command.serial) << Qt::endl;
+    return 0;
+}
+
+bool parseNumbers(const QString &text, QList<double> *numbers)
+{
+    const QStringList parts = text.split(QLatin1Char(','));
+    for (const QString &part : parts) {
+        bool ok = false;
+        numbers->append(part.trimmed().toDouble(&ok));
+        if (!ok)
+            return false;
+    }
+    return true;
+}
+
+int capture(const QStringList &arguments)
+{
+    Command command(QStringLiteral("Captures a colour on an emulated device and prints the measurement record."));
+    QCommandLineOption lab(QStringLiteral("lab"), QStringLiteral("CIELAB values (D65, 10 degree)."), QStringLiteral("L,a,b"));
+    QCommandLineOption spectrum(QStringLiteral("spectrum"), QStringLiteral("Start and step in nm, then reflectances (1.0 = 100 %)."),
+                                QStringLiteral("START,STEP,v1,..."));
+    QCommandLineOption tag(QStringLiteral("tag"), QStringLiteral("Text tag."), QStringLiteral("TEXT"));
+    QCommandLineOption audio(QStringLiteral("audio"), QStringLiteral("Audio note (WAV)."), QStringLiteral("FILE"));
+    QCommandLineOption date(QStringLiteral("date"), QStringLiteral("Capture time, seconds since 1970."), QStringLiteral("SECONDS"));
+    command.parser.addOptions({command.serial, lab, spectrum, tag, audio, date});
+    if (!command.parse(arguments, true))
+        return kUsage;
+    const DevsimStore store = command.store();
+    if (!requireDevice(store))
+        return 1;
+    DevsimCaptureRequest request;
+    QList<double> numbers;
+    if (command.parser.isSet(lab)) {
+        if (!parseNumbers(command.parser.value(lab), &numbers) || numbers.size() != 3)
+            return fail(QStringLiteral("--lab takes three numbers"), kUsage);
+        request.lab = DevsimLab{numbers[0], numbers[1], numbers[2]};
+    } else if (command.parser.isSet(spectrum)) {
+        if (!parseNumbers(command.parser.value(spectrum), &numbers) || numbers.size() < 3)
+            return fail(QStringLiteral("--spectrum takes a start, a step and at least one value"), kUsage);
+        request.spectrumStart = int(numbers[0]);
+        request.spectrumIncrement = int(numbers[1]);
+        request.spectrum = numbers.mid(2);
+    } else {
+        return fail(QStringLiteral("--lab or --spectrum is required"), kUsage);
+    }
+    request.textTag = command.parser.value(tag);
+    request.audioFile = command.parser.value(audio);
+    if (command.parser.isSet(date)) {
+        bool ok = false;
+        request.dateSince1970 = command.parser.value(date).toDouble(&ok);
+        if (!ok)
+            return fail(QStringLiteral("--date takes a number"), kUsage);
+    }
+    VLError error;
+    const QVariantMap record = devsimCapture(store, request, &error);
+    if (record.isEmpty())
+        return fail(error.localizedDescription());
+    out() << VLPropertyList::toXml(record);
+    return 0;
+}
+
+int fault(const QStringList &arguments)
+{
+    Command command(QStringLiteral("Injects a fault for a command of an emulated device."));
+    QCommandLineOption name(QStringLiteral("command"), QStringLiteral("Command name."), QStringLiteral("NAME"));
+    QCommandLineOption error(QStringLiteral("error"), QStringLiteral("Answer with this error code."), QStringLiteral("CODE"));
+    QCommandLineOption message(QStringLiteral("message"), QStringLiteral("Error text."), QStringLiteral("TEXT"));
+    QCommandLineOption delay(QStringLiteral("delay"), QStringLiteral("Answer this much later."), QStringLiteral("MS"));
+    QCommandLineOption disconnect(QStringLiteral("disconnect"), QStringLiteral("Drop the connection when the command arrives."));
+    QCommandLineOption noAnswer(QStringLiteral("no-answer"), QStringLiteral("Never answer."));
+    QCommandLineOption garbage(QStringLiteral("garbage"), QStringLiteral("Answer with bytes that are no frame."));
+    QCommandLineOption times(QStringLiteral("times"), QStringLiteral("Commands hit (0: all; default 1)."), QStringLiteral("N"));
+    QCommandLineOption clear(QStringLiteral("clear"), QStringLiteral("Remove every fault."));
+    command.parser.addOptions({command.serial, name, error, message, delay, disconnect, noAnswer, garbage, times, clear});
+    if (!command.parse(arguments, true))
+        return kUsage;
+    const DevsimStore store = command.store();
+    if (!requireDevice(store))
+        return 1;
+    if (command.parser.isSet(clear))
+        return DevsimFaults::save(store.faultsPath(), {}) ? 0 : fail(QStringLiteral("cannot clear the faults"));
+    DevsimFault injected;
+    injected.command = command.parser.value(name);
+    bool ok = true;
+    const int kinds = int(command.parser.isSet(error)) + int(command.parser.isSet(delay)) + int(command.parser.isSet(disconnect))
+                    + int(command.parser.isSet(noAnswer)) + int(command.parser.isSet(garbage));
+    if (injected.command.isEmpty() || kinds != 1)
+        return fail(QStringLiteral("--command and exactly one kind of fault are required"), kUsage);
+    if (command.parser.isSet(error)) {
+        injected.kind = DevsimFault::Kind::Error;
+        injected.code = command.parser.value(error).toLongLong(&ok);
+        injected.message = command.parser.value(message);
+    } else if (command.parser.isSet(delay)) {
+        injected.kind = DevsimFault::Kind::Delay;
+        injected.milliseconds = command.parser.value(delay).toInt(&ok);
+    } else if (command.parser.isSet(disconnect)) {
+        injected.kind = DevsimFault::Kind::Disconnect;
+    } else if (command.parser.isSet(noAnswer)) {
+        injected.kind = DevsimFault::Kind::NoAnswer;
+    } else {
+        injected.kind = DevsimFault::Kind::Garbage;
+    }
+    if (ok && command.parser.isSet(times))
+        injected.times = command.parser.value(times).toInt(&ok);
+    if (!ok || injected.times < 0)
+        return fail(QStringLiteral("--error, --delay and --times take numbers"), kUsage);
+    VLError saveError;
+    if (!DevsimFaults::add(store.faultsPath(), injected, &saveError))
+        return fail(saveError.localizedDescription());
+    return 0;
+}
+
+int plug(const QStringList &arguments, bool plugIn)
+{
+    Command command(plugIn ? QStringLiteral("Plugs an emulated device back in.") : QStringLiteral("Unplugs an emulated device."));
+    command.parser.addOption(command.serial);
+    if (!command.parse(arguments, true))
+        return kUsage;
+    const DevsimStore store = command.store();
+    if (!requireDevice(store))
+        return 1;
+    if (plugIn)
+        return QFile::remove(store.unpluggedMarkerPath()) || !QFile::exists(store.unpluggedMarkerPath()) ? 0 : 1;
+    QFile marker(store.unpluggedMarkerPath());
+    return marker.open(QIODevice::WriteOnly) ? 0 : fail(marker.errorString());
+}
+
+int show(const QStringList &arguments)
+{
+    Command command(QStringLiteral("Prints the state of emulated devices."));
+    command.parser.addOption(command.serial);
+    if (!command.parse(arguments, false))
+        return kUsage;
+    const QStringList serials = command.parser.isSet(command.serial) ? QStringList{command.parser.value(command.serial)}
+                                                                     : DevsimStore::serialNumbers(command.stateFolder());
+    for (const QString &serial : serials) {
+        const DevsimStore store(command.stateFolder(), serial);
+        if (!requireDevice(store))
+            return 1;
+        QVariantMap state = store.load();
+        state.insert(QStringLiteral("Measurements"), store.measurementRecords());
+        state.insert(QStringLiteral("Unplugged"), QFile::exists(store.unpluggedMarkerPath()));
+        out() << VLPropertyList::toXml(state);
+    }
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QCoreApplication application(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("tintera-devsim"));
+    QStringList arguments = QCoreApplication::arguments();
+    const QString verb = arguments.value(1);
+    arguments.removeAt(1 < arguments.size() ? 1 : 0);
+    if (verb == QStringLiteral("serve"))
+        return serve(arguments);
+    if (verb == QStringLiteral("add-device"))
+        return addDevice(arguments);
+    if (verb == QStringLiteral("capture"))
+        return capture(arguments);
+    if (verb == QStringLiteral("fault"))
+        return fault(arguments);
+    if (verb == QStringLiteral("plug") || verb == QStringLiteral("unplug"))
+        return plug(arguments, verb == QStringLiteral("plug"));
+    if (verb == QStringLiteral("show"))
+        return show(arguments);
+    return fail(QStringLiteral("usage: tintera-devsim serve|add-device|capture|fault|plug|unplug|show --state DIR ..."), kUsage);
+}
