@@ -70,7 +70,7 @@ QIODevice *DevsimConnection::payloadSink(const QVariantMap &header, quint64 leng
     QDir().mkpath(folder);
     m_incomingFile = std::make_unique<QFile>(
         QDir(folder).filePath(QStringLiteral(".payload-%1-%2").arg(QCoreApplication::applicationPid()).arg(++s_incomingCounter)));
-    if (!m_incomingFile->open(QIODevice::WriteOnly | QIODevice::Truncate)) {
+    if (!m_incomingFile->open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Unbuffered)) {
         m_incomingFile.reset();
         return nullptr; // received in memory after all
     }

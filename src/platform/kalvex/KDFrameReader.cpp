@@ -82,12 +82,15 @@ KDFrameReader::Result KDFrameReader::readFrom(QIODevice *stream)
             while (m_payloadRead < m_payloadLength) {
                 const qint64 want = qint64(std::min<quint64>(m_payloadLength - m_payloadRead, quint64(kReadChunk)));
                 if (m_payloadDevice) {
-                    const QByteArray piece = stream->read(want);
-                    if (piece.isEmpty())
+                    // One buffer for all pieces: a payload on its way to disk is copied once here.
+                    if (m_piece.size() < want)
+                        m_piece.resize(kReadChunk);
+                    const qint64 got = stream->read(m_piece.data(), want);
+                    if (got <= 0)
                         return Result::NeedMoreData;
-                    if (m_payloadDevice->write(piece) != piece.size())
+                    if (m_payloadDevice->write(m_piece.constData(), got) != got)
                         return fail(QStringLiteral("(the payload could not be stored)"));
-                    m_payloadRead += quint64(piece.size());
+                    m_payloadRead += quint64(got);
                 } else {
                     const qsizetype offset = m_payload.size();
                     m_payload.resize(offset + qsizetype(want));

@@ -43,6 +43,7 @@ private:
     quint64 m_payloadRead = 0;
     QIODevice *m_payloadDevice = nullptr;
     QByteArray m_payload;
+    QByteArray m_piece;
     KDFrame m_frame;
     VLError m_error;
 };

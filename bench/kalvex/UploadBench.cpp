@@ -1,0 +1,284 @@
+// A 256 MB "Upload" to the device emulator (framed, from the mapped file, stored by the emulator)
+// against the same bytes copied through a bare local socket to a reader that drops them, in the
+// same run. Goal: the upload reaches at least 80% of the bare throughput. Also reports
+// rss_growth_MB: the client's peak resident size during the upload minus the size before it.
+
+#include "KalvexDevice.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QEventLoop>
+#include <QFile>
+#include <QLocalServer>
+#include <QLocalSocket>
+#include <QProcess>
+#include <QSemaphore>
+#include <QTemporaryDir>
+#include <QThread>
+#include <QTimer>
+
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <fstream>
+#include <map>
+#include <string>
+#include <unistd.h>
+
+namespace {
+
+constexpr qint64 kFileBytes = 256LL * 1024 * 1024;
+constexpr qint64 kPiece = 1024 * 1024;
+constexpr qint64 kHighWater = 4 * kPiece;
+
+qint64 residentBytes(const char *field)
+{
+    std::ifstream status("/proc/self/status");
+    std::string line;
+    const std::string prefix = std::string(field) + ":";
+    while (std::getline(status, line)) {
+        if (line.rfind(prefix, 0) == 0)
+            return std::stoll(line.substr(prefix.size())) * 1024;
+    }
+    return 0;
+}
+
+void resetPeakResident()
+{
+    std::ofstream("/proc/self/clear_refs") << "5";
+}
+
+bool runDevsim(const QStringList &arguments)
+{
+    QProcess process;
+    process.start(QStringLiteral(TINTERA_BINARY_DIR "/tools/devsim/tintera-devsim"), arguments);
+    return process.waitForFinished(30000) && process.exitCode() == 0;
+}
+
+// The emulator with one roomy device, and the file to upload.
+struct Setup
+{
+    Setup()
+    {
+        qputenv("KALVEX_DEVICE_DIR", deviceFolder().toUtf8());
+        QFile file(payloadPath());
+        if (!file.open(QIODevice::WriteOnly))
+            return;
+        QByteArray block(kPiece, Qt::Uninitialized);
+        for (qsizetype i = 0; i < block.size(); ++i)
+            block[i] = char((i * 7919) >> 3);
+        for (qint64 written = 0; written < kFileBytes; written += block.size())
+            file.write(block);
+        file.close();
+        const QString state = folder.filePath(QStringLiteral("state"));
+        if (!runDevsim({QStringLiteral("add-device"), QStringLiteral("--state"), state, QStringLiteral("--serial"),
+                        QStringLiteral("VL000001"), QStringLiteral("--capacity"), QString::number(4 * kFileBytes)}))
+            return;
+        devsim.start(QStringLiteral(TINTERA_BINARY_DIR "/tools/devsim/tintera-devsim"),
+                     {QStringLiteral("serve"), QStringLiteral("--state"), state, QStringLiteral("--device-dir"), deviceFolder()});
+        devsim.waitForStarted();
+        observer = new KDDeviceObserver(QStringLiteral("Velmora"), deviceFolder());
+        QEventLoop loop;
+        observer->setDeviceArrivalBlock([&](const KDDevicePtr &arrived) {
+            device = arrived;
+            loop.quit();
+        });
+        QTimer::singleShot(10000, &loop, &QEventLoop::quit);
+        loop.exec();
+    }
+    ~Setup()
+    {
+        delete observer;
+        devsim.terminate();
+        devsim.waitForFinished();
+    }
+    QString deviceFolder() const { return folder.filePath(QStringLiteral("dev")); }
+    QString payloadPath() const { return folder.filePath(QStringLiteral("payload.bin")); }
+
+    QTemporaryDir folder;
+    QProcess devsim;
+    KDDeviceObserver *observer = nullptr;
+    KDDevicePtr device;
+};
+
+Setup &setup()
+{
+    static Setup instance;
+    return instance;
+}
+
+void BM_DeviceUpload(benchmark::State &state)
+{
+    Setup &s = setup();
+    if (!s.device) {
+        state.SkipWithError("the emulated device did not arrive");
+        return;
+    }
+    const QVariantMap arguments{{QStringLiteral("FileType"), QStringLiteral("Firmware")},
+                                {QStringLiteral("FileID"), QStringLiteral("bench")},
+                                {QStringLiteral("ByteLength"), QString::number(kFileBytes)}};
+    qint64 growth = 0;
+    for (auto _ : state) {
+        const KDCommandPtr upload =
+            KDCommand::initWithNameArgumentsDataURL(QStringLiteral("Upload"), arguments, QUrl::fromLocalFile(s.payloadPath()));
+        resetPeakResident();
+        const qint64 before = residentBytes("VmRSS");
+        QEventLoop loop;
+        VLError error;
+        s.device->sendCommand(upload, [&](const KDCommandResponsePtr &response) {
+            error = response->error();
+            loop.quit();
+        });
+        loop.exec();
+        growth = std::max(growth, residentBytes("VmHWM") - before);
+        if (!error.isNull()) {
+            state.SkipWithError(error.description().toStdString().c_str());
+            return;
+        }
+    }
+    state.SetBytesProcessed(state.iterations() * kFileBytes);
+    state.counters["rss_growth_MB"] = double(growth) / (1024 * 1024);
+}
+BENCHMARK(BM_DeviceUpload)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(6);
+
+// A reader on its own thread that writes what it reads to a file (as the device stores an
+// upload) or drops it, as fast as its event loop lets it.
+class BareReader : public QThread
+{
+public:
+    BareReader(const QString &path, const QString &target) : m_path(path), m_target(target) {}
+    void run() override
+    {
+        QLocalServer server;
+        QLocalServer::removeServer(m_path);
+        server.listen(m_path);
+        QFile file(m_target);
+        if (!m_target.isEmpty())
+            file.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Unbuffered);
+        ready.release();
+        QLocalSocket *socket = nullptr;
+        QByteArray buffer(kPiece, Qt::Uninitialized);
+        QObject::connect(&server, &QLocalServer::newConnection, [&] {
+            socket = server.nextPendingConnection();
+            QObject::connect(socket, &QLocalSocket::readyRead, [&] {
+                qint64 n = 0;
+                while ((n = socket->read(buffer.data(), buffer.size())) > 0) {
+                    if (file.isOpen())
+                        file.write(buffer.constData(), n);
+                }
+            });
+            QObject::connect(socket, &QLocalSocket::disconnected, [this] { quit(); });
+        });
+        exec();
+    }
+    QSemaphore ready;
+
+private:
+    QString m_path;
+    QString m_target;
+};
+
+// The same bytes through a bare local socket, into a file beside the emulator's store
+// (the same job as the upload, without the framework) or dropped.
+void bareCopy(benchmark::State &state, bool toFile)
+{
+    Setup &s = setup();
+    QFile file(s.payloadPath());
+    if (!file.open(QIODevice::ReadOnly)) {
+        state.SkipWithError("no payload");
+        return;
+    }
+    const uchar *bytes = file.map(0, kFileBytes);
+    const QString path = s.folder.filePath(QStringLiteral("bare.sock"));
+    for (auto _ : state) {
+        const QString target = toFile ? s.folder.filePath(QStringLiteral("state/copy.bin")) : QString();
+        BareReader reader(path, target);
+        reader.start();
+        reader.ready.acquire();
+        QLocalSocket socket;
+        socket.connectToServer(path);
+        socket.waitForConnected();
+        qint64 sent = 0;
+        QEventLoop loop;
+        auto pump = [&] {
+            while (sent < kFileBytes && socket.bytesToWrite() < kHighWater) {
+                const qint64 n = socket.write(reinterpret_cast<const char *>(bytes) + sent, std::min(kPiece, kFileBytes - sent));
+                if (n <= 0)
+                    break;
+                sent += n;
+            }
+            if (sent == kFileBytes && socket.bytesToWrite() == 0)
+                loop.quit();
+        };
+        QObject::connect(&socket, &QLocalSocket::bytesWritten, &loop, pump);
+        QTimer::singleShot(0, &loop, pump);
+        loop.exec();
+        socket.disconnectFromServer();
+        reader.wait();
+        if (toFile)
+            QFile::remove(target);
+    }
+    state.SetBytesProcessed(state.iterations() * kFileBytes);
+}
+
+void BM_BareLocalSocketCopy(benchmark::State &state)
+{
+    bareCopy(state, true);
+}
+BENCHMARK(BM_BareLocalSocketCopy)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(6);
+
+void BM_BareLocalSocketDrop(benchmark::State &state)
+{
+    bareCopy(state, false);
+}
+BENCHMARK(BM_BareLocalSocketDrop)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(6);
+
+class RatioReporter : public benchmark::ConsoleReporter
+{
+public:
+    RatioReporter()
+        : ConsoleReporter(isatty(fileno(stdout)) ? OO_Defaults : OO_Tabular)
+    {
+    }
+
+    void ReportRuns(const std::vector<Run> &runs) override
+    {
+        for (const Run &run : runs) {
+            if (run.run_type == Run::RT_Iteration && !run.error_occurred)
+                m_times[run.run_name.function_name] = run.GetAdjustedRealTime();
+        }
+        ConsoleReporter::ReportRuns(runs);
+    }
+
+    void Finalize() override
+    {
+        ConsoleReporter::Finalize();
+        const auto upload = m_times.find("BM_DeviceUpload");
+        const auto copy = m_times.find("BM_BareLocalSocketCopy");
+        const auto drop = m_times.find("BM_BareLocalSocketDrop");
+        if (upload == m_times.end() || upload->second <= 0)
+            return;
+        if (copy != m_times.end()) {
+            const double ratio = copy->second / upload->second;
+            std::printf("upload throughput / bare socket copy into a file: %.0f%% (goal >= 80%%): %s\n", ratio * 100,
+                        ratio >= 0.8 ? "met" : "NOT MET");
+        }
+        if (drop != m_times.end())
+            std::printf("upload throughput / bare socket into nothing: %.0f%%\n", drop->second / upload->second * 100);
+    }
+
+private:
+    std::map<std::string, double> m_times;
+};
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QCoreApplication application(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    RatioReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    benchmark::Shutdown();
+    return 0;
+}
