@@ -19,6 +19,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+
 namespace {
 
 const QString kSerial = QStringLiteral("VL000001");
@@ -321,7 +323,12 @@ TEST(DevsimDevices, LargeUploadStreamsFromTheMappedFile)
     sampler.stop();
     ASSERT_EQ(result.answers, 1);
     EXPECT_TRUE(result.response->error().isNull()) << result.response->error().description().toStdString();
+#if defined(__SANITIZE_ADDRESS__)
+    // The sanitizer keeps freed socket buffers in quarantine, so resident size says nothing here.
+    std::printf("resident memory grew by %lld KiB (not checked under AddressSanitizer)\n", static_cast<long long>((peak - before) / 1024));
+#else
     EXPECT_LT(peak - before, 24 * 1024 * 1024) << "resident memory grew by " << (peak - before) / 1024 << " KiB";
+#endif
 
     const QList<QVariantMap> files = deviceFiles(device);
     ASSERT_EQ(files.size(), 1);

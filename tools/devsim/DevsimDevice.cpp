@@ -49,6 +49,11 @@ bool DevsimDevice::start(VLError *error)
 {
     if (!m_model.load(error))
         return false;
+    // Payloads that were still arriving when an earlier run ended are of no use.
+    QDir incoming(m_model.store().incomingFolder());
+    const QStringList leftovers = incoming.entryList(QDir::Files | QDir::Hidden);
+    for (const QString &name : leftovers)
+        incoming.remove(name);
     m_started = true;
     if (QFile::exists(m_model.store().unpluggedMarkerPath()))
         return true;

@@ -152,8 +152,18 @@ void KDDevice::dropLink()
 void KDDevice::sendCommand(const KDCommandPtr &command, KDCommandResponseHandler handler)
 {
     if (thread() != QThread::currentThread()) {
-        QMetaObject::invokeMethod(this, [this, command, handler] { sendCommand(command, handler); },
-                                  Qt::QueuedConnection);
+        // Hop to the device's thread; a device gone by then still answers, with an error.
+        QPointer<KDDevice> self(this);
+        QObject *home = QCoreApplication::instance() ? static_cast<QObject *>(QCoreApplication::instance()) : this;
+        QMetaObject::invokeMethod(
+            home,
+            [self, command, handler] {
+                if (self)
+                    self->sendCommand(command, handler);
+                else
+                    kdDeliverResponse(handler, KDCommandResponsePtr::create(command, kdError(KDErrorDeviceNotAvailable)));
+            },
+            Qt::QueuedConnection);
         return;
     }
     auto fail = [&](const VLError &error) {
