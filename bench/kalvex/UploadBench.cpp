@@ -183,14 +183,15 @@ private:
 void bareCopy(benchmark::State &state, bool toFile)
 {
     Setup &s = setup();
-    QFile file(s.payloadPath());
-    if (!file.open(QIODevice::ReadOnly)) {
-        state.SkipWithError("no payload");
-        return;
-    }
-    const uchar *bytes = file.map(0, kFileBytes);
     const QString path = s.folder.filePath(QStringLiteral("bare.sock"));
     for (auto _ : state) {
+        // Mapped afresh each time, as each upload maps its file.
+        QFile file(s.payloadPath());
+        const uchar *bytes = file.open(QIODevice::ReadOnly) ? file.map(0, kFileBytes) : nullptr;
+        if (!bytes) {
+            state.SkipWithError("no payload");
+            return;
+        }
         const QString target = toFile ? s.folder.filePath(QStringLiteral("state/copy.bin")) : QString();
         BareReader reader(path, target);
         reader.start();

@@ -26,8 +26,6 @@ public:
     Result readFrom(QIODevice *stream);
     KDFrame takeFrame();
     const VLError &error() const { return m_error; }
-    // Whether part of a frame has been read.
-    bool isInsideFrame() const { return m_state != State::Prefix || !m_buffer.isEmpty(); }
 
 private:
     enum class State { Prefix, Header, Payload, Done, Failed };

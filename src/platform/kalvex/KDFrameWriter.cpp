@@ -61,9 +61,14 @@ void KDFrameWriter::pump()
                 emit failed(kdError(KDErrorDeviceDisconnected, m_stream->errorString()));
                 return;
             }
-            // The stream has its own copy now; the mapped pages behind it are not needed again.
-            kxDataReleaseResidentPages(head.payload.kxData(), head.payloadWritten, n);
             head.payloadWritten += n;
+            // The stream has its own copy now; the mapped pages behind it are not needed again.
+            // Released in batches: each release costs a flush of the address translations.
+            if (head.payloadWritten - head.payloadReleased >= kReleaseBatch || head.payloadWritten == total) {
+                kxDataReleaseResidentPages(head.payload.kxData(), head.payloadReleased,
+                                           head.payloadWritten - head.payloadReleased);
+                head.payloadReleased = head.payloadWritten;
+            }
             if (n == 0)
                 break;
             moved = true;

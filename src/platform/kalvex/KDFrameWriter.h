@@ -25,6 +25,7 @@ public:
 
     static constexpr qint64 kPieceLength = 1024 * 1024;
     static constexpr qint64 kHighWater = 4 * kPieceLength;
+    static constexpr qint64 kReleaseBatch = 8 * kPieceLength;
 
 signals:
     void progressed();
@@ -40,6 +41,7 @@ private:
         KDPayload payload;
         qint64 startWritten = 0;
         qint64 payloadWritten = 0;
+        qint64 payloadReleased = 0;
     };
 
     QPointer<QIODevice> m_stream;
