@@ -1,0 +1,393 @@
+#include "VLSyncManager.h"
+
+#include "KDCommandArgumentForKey.h"
+#include "KDDeviceCommandSendTinteraSync.h"
+#include "KXTypes.h"
+#include "KDType.h"
+
+#include "KDError.h"
+#include "TSLogger.h"
+#include "VLPathComponent.h"
+#include "VLSyncInfo.h"
+
+#include <QDate>
+#include <QFile>
+#include <QFileInfo>
+#include <QSaveFile>
+#include <QTime>
+
+using namespace KDCommandArgumentForKey;
+
+namespace {
+
+const QString kColorInfo = QStringLiteral("ColorInfo");
+
+QString argument(const KDCommandPtr &command, const char *key)
+{
+    return command ? argumentForKey(command, QString::fromLatin1(key)) : QString();
+}
+
+} // namespace
+
+void VLSyncManager::sendDeviceCommand(const QString &name, ResponseMethod method)
+{
+    sendDeviceCommand(KDCommand::initWithName(name), method);
+}
+
+void VLSyncManager::sendDeviceCommand(const KDCommandPtr &command, ResponseMethod method)
+{
+    if (!m_device) {
+        // Only a run that is being wound down after the device left gets here; it ends elsewhere.
+        VL_LOG("no device for '%@'", command->name());
+        return;
+    }
+    m_outstandingCommands.append(command);
+    KDDeviceCommandSendTinteraSync::sendCommandDelegateResponseSelector(m_device, command, this, method);
+}
+
+// An answer counts only while the run that sent its command is still under way: after a cancel,
+// a device loss or the end of the run, a late answer must not start the steps again.
+bool VLSyncManager::acceptDeviceAnswer(const KDCommandResponsePtr &response)
+{
+    if (m_outstandingCommands.removeOne(response->command()))
+        return true;
+    VL_LOG("ignoring the answer to '%@' from a run that has ended", response->command() ? response->command()->name() : QString());
+    return false;
+}
+
+void VLSyncManager::reportResponseError(const KDCommandResponsePtr &response, bool runNextStep)
+{
+    VL_LOG("%@", response->error());
+    syncDidReceiveErrorRunNextStep(response->error(), runNextStep);
+}
+
+void VLSyncManager::beginSyncDidReceiveResponse(const KDDevicePtr &, const KDCommandResponsePtr &response)
+{
+    if (!acceptDeviceAnswer(response))
+        return;
+    VL_LOG("[VLSyncManager beginSync:didReceiveResponse:]");
+    if (!response->error().isNull())
+        reportResponseError(response, false);
+    QFile image(QStringLiteral(":/syncscreen.bmp"));
+    image.open(QIODevice::ReadOnly);
+    sendDeviceCommand(KDCommand::initWithNameData(QStringLiteral("SetSyncImage"), image.readAll()),
+                      &VLSyncManager::syncImageDidReceiveResponse);
+}
+
+void VLSyncManager::syncImageDidReceiveResponse(const KDDevicePtr &, const KDCommandResponsePtr &response)
+{
+    if (!acceptDeviceAnswer(response))
+        return;
+    VL_LOG("[VLSyncManager syncImage:didReceiveResponse:]");
+    if (!response->error().isNull())
+        reportResponseError(response, false);
+    runNextSyncStep();
+}
+
+void VLSyncManager::endSyncDidReceiveResponse(const KDDevicePtr &, const KDCommandResponsePtr &response)
+{
+    if (!acceptDeviceAnswer(response))
+        return;
+    VL_LOG("[VLSyncManager endSync:didReceiveResponse:]");
+    if (!response->error().isNull())
+        reportResponseError(response, false);
+    runNextSyncStep();
+}
+
+void VLSyncManager::clockWasSetForDeviceResponse(const KDDevicePtr &, const KDCommandResponsePtr &response)
+{
+    if (!acceptDeviceAnswer(response))
+        return;
+    VL_LOG("[VLSyncManager clockWasSetForDevice:response:]");
+    if (!response->error().isNull())
+        reportResponseError(response, false);
+    runNextSyncStep();
+}
+
+void VLSyncManager::receivedRebootDidReceiveResponse(const KDDevicePtr &, const KDCommandResponsePtr &response)
+{
+    if (!acceptDeviceAnswer(response))
+        return;
+    if (!response->error().isNull()) {
+        VL_LOG("-----> REBOOT ERROR: %@", response->error());
+        syncDidReceiveErrorRunNextStep(response->error(), false);
+    }
+    runNextSyncStep();
+}
+
+void VLSyncManager::receivedFilesForDeviceDidReceiveResponse(const KDDevicePtr &,
+                                                             const KDCommandResponsePtr &response)
+{
+    if (!acceptDeviceAnswer(response))
+        return;
+    VL_LOG("[VLSyncManager receivedFilesForDevice:didReceiveResponse:]");
+    if (!response->error().isNull()) {
+        reportResponseError(response, true);
+        return;
+    }
+    VLSyncFileList files;
+    const QByteArray bytes = response->data();
+    if (!bytes.isNull()) {
+        KXDataRef data = KXDataCreateWithBytes(bytes.constData(), uint32_t(bytes.size()));
+        KXArrayRef inventory = KXArrayRef(KXCoderCopyDecodedObjectFromData(data));
+        KXRelease(data);
+        // Anything but an array of dictionaries is an unreadable inventory: an empty one.
+        if (inventory && KXGetTypeID(inventory) == KXArrayTypeID) {
+            const KXIndex count = KXArrayGetCount(inventory);
+            for (KXIndex i = 0; i < count; ++i) {
+                KXTypeRef entry = KXArrayGetValueAtIndex(inventory, i);
+                if (KXGetTypeID(entry) != KXDictionaryTypeID)
+                    continue;
+                KXDictionaryRef dictionary = KXDictionaryRef(entry);
+                KXArrayRef keys = KXDictionaryCopyAllKeys(dictionary);
+                QVariantMap info;
+                for (KXIndex k = 0; k < KXArrayGetCount(keys); ++k) {
+                    KXTypeRef key = KXArrayGetValueAtIndex(keys, k);
+                    const QVariant value = KDType::objectForKXType(KXDictionaryGetObjectForKey(dictionary, key));
+                    info.insert(KDType::objectForKXType(key).toString(), value);
+                }
+                KXRelease(keys);
+                files.append(VLSyncFileInfo::initWithDictionary(info));
+            }
+        }
+        if (inventory)
+            KXRelease(inventory);
+    }
+    if (m_syncInfo)
+        m_syncInfo->setDeviceFiles(files);
+    runNextSyncStep();
+}
+
+void VLSyncManager::receivedMeasurementsForDeviceDidReceiveResponse(const KDDevicePtr &,
+                                                                   const KDCommandResponsePtr &response)
+{
+    if (!acceptDeviceAnswer(response))
+        return;
+    VL_LOG("[VLSyncManager receivedMeasurementsForDevice:didReceiveResponse:]");
+    m_latestMatches.clear();
+    if (!response->error().isNull()) {
+        reportResponseError(response, true);
+        return;
+    }
+    m_latestMatches = response->measurements();
+
+    const QString audioFolder = pathForGlobalAutoSyncMatchesAudioFolder();
+    QStringList missing;
+    for (const KDMeasurementPtr &measurement : std::as_const(m_latestMatches)) {
+        const HBColorPtr color = measurement ? measurement->measurementColorForColorSpace(kColorInfo) : HBColorPtr();
+        if (!color)
+            continue;
+        const QString name = color->attributeForKey(QStringLiteral("AudioFileName")).toString();
+        if (name.isEmpty())
+            continue;
+        // A name that is not one plain file name would write outside the audio folder.
+        if (!vlIsPlainPathComponent(name)) {
+            syncDidReceiveErrorRunNextStep(
+                VLError(QStringLiteral("SyncManager"), 3, vlFormat(tr("Refused audio note name '%@'"), name)), false);
+            continue;
+        }
+        if (!QFileInfo::exists(audioFolder + QLatin1Char('/') + name))
+            missing.append(name);
+    }
+    if (missing.isEmpty() || !m_commandManager) {
+        runNextSyncStep();
+        return;
+    }
+    m_commandManager->pause();
+    for (const QString &name : std::as_const(missing)) {
+        const KDCommandPtr download = KDCommand::initWithName(QStringLiteral("Download"));
+        setArgumentForKey(download, name, QStringLiteral("filename"));
+        m_commandManager->addCommand(download);
+    }
+    m_commandManager->start();
+}
+
+void VLSyncManager::updateDeviceClock()
+{
+    VL_LOG("[VLSyncManager updateDeviceClock]");
+    setStatusMessage(tr("Updating clock on device..."));
+    const QDateTime now = QDateTime::currentDateTime();
+    const QDate date = now.date();
+    const QTime time = now.time();
+    const KDCommandPtr command = KDCommand::initWithName(QStringLiteral("SetClock"));
+    setArgumentForKey(command, vlFormat("%ld", date.year()), QStringLiteral("Year"));
+    setArgumentForKey(command, vlFormat("%ld", date.month()), QStringLiteral("Month"));
+    setArgumentForKey(command, vlFormat("%ld", date.day()), QStringLiteral("Day"));
+    setArgumentForKey(command, vlFormat("%ld", time.hour()), QStringLiteral("Hour"));
+    setArgumentForKey(command, vlFormat("%ld", time.minute()), QStringLiteral("Minute"));
+    setArgumentForKey(command, vlFormat("%ld", time.second()), QStringLiteral("Second"));
+    sendDeviceCommand(command, &VLSyncManager::clockWasSetForDeviceResponse);
+}
+
+// ---- command queue delegate ----
+
+void VLSyncManager::commandManagerWillSendCommand(VLDeviceCommandManager *, const KDCommandPtr &command)
+{
+    const QString name = command->name();
+    if (name == QLatin1String("Download")) {
+        setStatusMessage(vlFormat(tr("Downloading %@ from device..."), argument(command, "filename")));
+    } else if (name == QLatin1String("DeleteFile")) {
+        setStatusMessage(vlFormat(tr("Deleting %@ from device..."), argument(command, "Description")));
+    } else if (name == QLatin1String("Upload")) {
+        const QString version = argument(command, "VersionString");
+        setStatusMessage(vlFormat(tr("Uploading %@ (%@) to device..."), argument(command, "Description"),
+                                  version.isNull() ? QStringLiteral("0") : version));
+    } else if (name == QLatin1String("EnableFandeck")) {
+        setStatusMessage(vlFormat(tr("Enabling %@ on device..."), argument(command, "Description")));
+    }
+}
+
+void VLSyncManager::commandManagerDidReceiveResponse(VLDeviceCommandManager *, const KDCommandResponsePtr &response)
+{
+    if (!response->error().isNull()) {
+        m_needsRebootAfterSync = true;
+        VL_LOG("commandManager:didReceiveResponse: %@", response->error());
+        syncDidReceiveErrorRunNextStep(response->error(), false);
+        return;
+    }
+    const KDCommandPtr command = response->command();
+    const QString name = command ? command->name() : QString();
+    if (name == QLatin1String("Download")) {
+        const QByteArray data = response->data();
+        const QString filename = argument(command, "filename");
+        if (data.isNull() || filename.isNull() || !vlIsPlainPathComponent(filename))
+            return;
+        const QString path = pathForGlobalAutoSyncMatchesAudioFolder() + QLatin1Char('/') + filename;
+        QFile::remove(path);
+        QSaveFile file(path);
+        if (!file.open(QIODevice::WriteOnly) || file.write(data) != data.size() || !file.commit()) {
+            syncDidReceiveErrorRunNextStep(
+                VLError(QStringLiteral("SyncManager"), 4, vlFormat(tr("Cannot write %@: %@"), path, file.errorString())),
+                false);
+        }
+    } else if (name == QLatin1String("DeleteFile")) {
+        m_needsRebootAfterSync = true;
+        if (m_syncInfo)
+            m_syncInfo->removeDeviceFandeckWithFandeckID(argument(command, "FileID"));
+    } else if (name == QLatin1String("Upload")) {
+        m_needsRebootAfterSync = true;
+        if (m_syncInfo) {
+            if (VLSyncFileInfoPtr local = m_syncInfo->localFandeckWithFandeckID(argument(command, "FileID")))
+                m_syncInfo->replaceDeviceFile(local);
+        }
+    }
+}
+
+void VLSyncManager::commandManagerDidCompleteAllCommands(VLDeviceCommandManager *)
+{
+    runNextSyncStep();
+}
+
+// ---- fandecks on the device ----
+
+KDCommandPtr VLSyncManager::uploadCommandForFile(const VLSyncFileInfoPtr &file, const QString &payloadPath) const
+{
+    const KDCommandPtr upload = KDCommand::initWithName(QStringLiteral("Upload"));
+    setDataFromFilename(upload, payloadPath);
+    const QList<std::pair<QString, QString>> arguments{
+        {QStringLiteral("FileType"), file->fileType()},   {QStringLiteral("FileID"), file->fileID()},
+        {QStringLiteral("SKU"), file->SKU()},             {QStringLiteral("Description"), file->fileDescription()},
+        {QStringLiteral("VersionString"), file->versionString()},
+    };
+    for (const auto &[key, value] : arguments) {
+        if (!value.isNull())
+            setArgumentForKey(upload, value, key);
+    }
+    setArgumentForKey(upload, vlFormat("%ld", file->byteLength()), QStringLiteral("ByteLength"));
+    if (file->fileURL().isValid())
+        setArgumentForKey(upload, file->fileURL().toString(QUrl::FullyEncoded), QStringLiteral("FileURL"));
+    return upload;
+}
+
+void VLSyncManager::updateDeviceFandecks()
+{
+    VL_LOG("");
+    if (!m_syncInfo || !m_commandManager) {
+        runNextSyncStep();
+        return;
+    }
+    VLSyncFileList transfer, remove, keep;
+    const VLSyncFileList deviceFandecks = m_syncInfo->deviceFandecks();
+    const VLSyncFileList localFandecks = m_syncInfo->localFandecks();
+    const bool selectedOnly = syncSelectedFandecksOnly();
+
+    for (const VLSyncFileInfoPtr &candidate : m_syncInfo->fandecksNeedingTransferToDevice()) {
+        if (selectedOnly && !userWantsSyncForFandeckWithID(candidate->fileID()))
+            continue;
+        if (candidate->fileID().isNull()) {
+            VL_LOG("Error preparing for transfer of %@, no fileID", candidate->SKU());
+            continue;
+        }
+        // The fandeck's folder is named by its SKU: anything but a plain name is not ours to read.
+        if (!vlIsPlainPathComponent(candidate->SKU())) {
+            VL_LOG("Error preparing for transfer of %@, unusable SKU", candidate->SKU());
+            continue;
+        }
+        transfer.append(candidate);
+    }
+    for (const VLSyncFileInfoPtr &local : localFandecks) {
+        if (!local->fileID().isNull() && (!selectedOnly || userWantsSyncForFandeckWithID(local->fileID())))
+            keep.append(local);
+    }
+    for (const VLSyncFileInfoPtr &onDevice : deviceFandecks) {
+        const bool kept = std::any_of(keep.cbegin(), keep.cend(), [&onDevice](const VLSyncFileInfoPtr &k) {
+            return k->fileID() == onDevice->fileID();
+        });
+        if (kept)
+            continue;
+        if (onDevice->fileID().isNull() || onDevice->deviceFileID().isNull()) {
+            VL_LOG("Error preparing for delete of %@, no fileID or deviceFileID", onDevice->SKU());
+            continue;
+        }
+        if (!selectedOnly) {
+            VL_LOG("Should delete %@ (%@) but won't since the user did not explicitly tell me to",
+                   onDevice->fileDescription(), onDevice->SKU());
+            continue;
+        }
+        remove.append(onDevice);
+    }
+    if (transfer.isEmpty() && remove.isEmpty()) {
+        runNextSyncStep();
+        return;
+    }
+    m_commandManager->pause();
+    for (const VLSyncFileInfoPtr &doomed : std::as_const(remove)) {
+        const KDCommandPtr deleteFile = KDCommand::initWithName(QStringLiteral("DeleteFile"));
+        setArgumentForKey(deleteFile, doomed->fileID(), QStringLiteral("FileID"));
+        setArgumentForKey(deleteFile, doomed->deviceFileID(), QStringLiteral("DeviceFileID"));
+        if (!doomed->fileDescription().isNull())
+            setArgumentForKey(deleteFile, doomed->fileDescription(), QStringLiteral("Description"));
+        m_commandManager->addCommand(deleteFile);
+    }
+    m_fandecksToEnableAfterReboot.clear();
+    const QString fandecksFolder = pathForGlobalFandecksFolder();
+    for (const VLSyncFileInfoPtr &fandeck : std::as_const(transfer)) {
+        const QString payload = fandecksFolder + QLatin1Char('/') + fandeck->SKU() + QStringLiteral("/payload.cxf");
+        m_commandManager->addCommand(uploadCommandForFile(fandeck, payload));
+        m_fandecksToEnableAfterReboot.append(fandeck);
+    }
+    m_commandManager->start();
+}
+
+void VLSyncManager::enableAllDeviceFandecks()
+{
+    VL_LOG("enableAllDeviceFandecks");
+    VLSyncFileList found;
+    for (const VLSyncFileInfoPtr &uploaded : std::as_const(m_fandecksToEnableAfterReboot)) {
+        if (VLSyncFileInfoPtr onDevice = m_syncInfo ? m_syncInfo->deviceFileWithFileID(uploaded->fileID()) : nullptr)
+            found.append(onDevice);
+    }
+    if (found.isEmpty() || !m_commandManager) {
+        runNextSyncStep();
+        return;
+    }
+    m_commandManager->pause();
+    for (const VLSyncFileInfoPtr &fandeck : std::as_const(found)) {
+        const KDCommandPtr enable = KDCommand::initWithName(QStringLiteral("EnableFandeck"));
+        setArgumentForKey(enable, fandeck->deviceFileID(), QStringLiteral("DeviceFileID"));
+        if (!fandeck->fileDescription().isNull())
+            setArgumentForKey(enable, fandeck->fileDescription(), QStringLiteral("Description"));
+        m_commandManager->addCommand(enable);
+    }
+    m_commandManager->start();
+}

@@ -1,0 +1,338 @@
+#include "VLSyncManager.h"
+
+#include "KDCommandArgumentForKey.h"
+#include "KDDeviceCommandSendTinteraSync.h"
+#include "TSLogger.h"
+#include "VLDeviceSettings.h"
+#include "VLPathComponent.h"
+#include "VLSyncInfo.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+using namespace KDCommandArgumentForKey;
+
+VLSyncFileInfoPtr VLSyncManager::fileInfoOfDownload(const VLFileDownload *download)
+{
+    return download ? qSharedPointerObjectCast<VLSyncFileInfo>(download->userData()) : VLSyncFileInfoPtr();
+}
+
+namespace {
+
+VLError syncManagerError(const QString &description)
+{
+    return VLError(QStringLiteral("SyncManager"), 2, description);
+}
+
+} // namespace
+
+// One update step: the last file the service offers of a type, if it is newer than the device's.
+void VLSyncManager::updateDeviceFileIfNeccessary(const char *logName, const QString &statusMessage,
+                                                 const VLSyncFileList &offered, bool newAvailable)
+{
+    VL_LOG("%s", logName);
+    setStatusMessage(statusMessage);
+    if (offered.isEmpty() || !newAvailable) {
+        runNextSyncStep();
+        return;
+    }
+    const VLSyncFileInfoPtr offer = offered.last();
+    const VLSyncFileInfoPtr local = m_syncInfo ? m_syncInfo->localFileWithFileID(offer->fileID()) : nullptr;
+    if (local && !(offer->version() > local->version())) {
+        installDeviceFile(local);
+        return;
+    }
+    m_deviceFileDownload = VLFileDownload::initWithURLDestinationFolder(offer->fileURL(), pathForGlobalDownloadsFolder());
+    m_deviceFileDownload->setUserData(offer);
+    m_deviceFileDownload->setDelegate(this);
+    m_deviceFileDownload->start();
+}
+
+void VLSyncManager::updateBootloaderIfNeccessary()
+{
+    updateDeviceFileIfNeccessary("updateBootloaderIfNeccessary", tr("Checking for newer bootloader..."),
+                                 m_syncInfo ? m_syncInfo->webServiceBootloaders() : VLSyncFileList(),
+                                 m_syncInfo && m_syncInfo->isNewBootloaderAvailableForDevice());
+}
+
+void VLSyncManager::updateFirmwareIfNeccessary()
+{
+    updateDeviceFileIfNeccessary("updateFirmwareIfNeccessary", tr("Checking for newer firmware..."),
+                                 m_syncInfo ? m_syncInfo->webServiceFirmwares() : VLSyncFileList(),
+                                 m_syncInfo && m_syncInfo->isNewFirmwareAvailableForDevice());
+}
+
+void VLSyncManager::updateWallpaperImageIfNeccessary()
+{
+    updateDeviceFileIfNeccessary("updateWallpaperImageIfNeccessary", tr("Checking for newer wallpaper..."),
+                                 m_syncInfo ? m_syncInfo->webServiceBrandingMeasurementImages() : VLSyncFileList(),
+                                 m_syncInfo && m_syncInfo->isNewWallpaperImageAvailableForDevice());
+}
+
+void VLSyncManager::updateDeviceSettingsIfNeeded()
+{
+    updateDeviceFileIfNeccessary("updateDeviceSettingsIfNeeded", tr("Checking for newer device settings..."),
+                                 m_syncInfo ? m_syncInfo->webServiceDeviceSettings() : VLSyncFileList(),
+                                 m_syncInfo && m_syncInfo->isNewDeviceSettingsAvailableForDevice());
+}
+
+void VLSyncManager::updateWelcomeImageIfNeccessary()
+{
+    updateDeviceFileIfNeccessary("updateWelcomeImageIfNeccessary", tr("Checking for newer welcome image..."),
+                                 m_syncInfo ? m_syncInfo->webServiceBrandingStartupImages() : VLSyncFileList(),
+                                 m_syncInfo && m_syncInfo->isNewWelcomeImageAvailableForDevice());
+}
+
+void VLSyncManager::updateStartSoundIfNeccessary()
+{
+    updateDeviceFileIfNeccessary("updateStartSoundIfNeccessary", tr("Checking for newer start sound..."),
+                                 m_syncInfo ? m_syncInfo->webServiceStartSounds() : VLSyncFileList(),
+                                 m_syncInfo && m_syncInfo->isNewStartSoundAvailableForDevice());
+}
+
+void VLSyncManager::updateEndSoundIfNeccessary()
+{
+    updateDeviceFileIfNeccessary("updateEndSoundIfNeccessary", tr("Checking for newer end sound..."),
+                                 m_syncInfo ? m_syncInfo->webServiceEndSounds() : VLSyncFileList(),
+                                 m_syncInfo && m_syncInfo->isNewEndSoundAvailableForDevice());
+}
+
+void VLSyncManager::updateMulticolorSoundIfNeccessary()
+{
+    updateDeviceFileIfNeccessary("updateMulticolorSoundIfNeccessary", tr("Checking for newer multicolor sound..."),
+                                 m_syncInfo ? m_syncInfo->webServiceMulticolorSounds() : VLSyncFileList(),
+                                 m_syncInfo && m_syncInfo->isNewMulticolorSoundAvailableForDevice());
+}
+
+void VLSyncManager::updateInversionMatrixIfNeccessary()
+{
+    updateDeviceFileIfNeccessary("updateInversionMatrixIfNeccessary", tr("Checking for newer inversion matrix..."),
+                                 m_syncInfo ? m_syncInfo->webServiceInversionMatrices() : VLSyncFileList(),
+                                 m_syncInfo && m_syncInfo->isNewInversionMatriceAvailableForDevice());
+}
+
+// ---- the single download of a device file ----
+
+void VLSyncManager::fileDownloadDidBegin(VLFileDownload *download)
+{
+    const VLSyncFileInfoPtr file = fileInfoOfDownload(download);
+    VL_LOG("fileDownloadDidBegin: %@", download->URL().toString());
+    setStatusMessage(vlFormat(tr("Downloading %@ (%@)..."), file ? file->fileDescription() : QString(),
+                              file ? file->versionString() : QString()));
+    if (m_delegate)
+        m_delegate->syncManagerDownloadingDidBegin(this);
+}
+
+void VLSyncManager::fileDownloadProgressDidUpdate(VLFileDownload *download)
+{
+    if (m_delegate)
+        m_delegate->syncManagerDownloadDidUpdateAmount(this, double(download->receivedLength())
+                                                                 / double(download->contentLength()));
+}
+
+void VLSyncManager::fileDownloadDidFinish(VLFileDownload *download)
+{
+    const VLSyncFileInfoPtr file = fileInfoOfDownload(download);
+    VL_LOG("fileDownloadDidFinish: %@", download->URL().toString());
+    if (m_delegate)
+        m_delegate->syncManagerDownloadingDidFinish(this);
+    if (!file) {
+        runNextSyncStep();
+        return;
+    }
+    VLError error;
+    const QString downloaded = download->destinationFolder() + QLatin1Char('/') + download->suggestedFilename();
+    if (!verifyAndInstallDeviceFileWithInfoDownloadPathError(file, downloaded, &error)) {
+        VL_LOG("verifyAndInstallDeviceFileWithInfo error: %@", error);
+        syncDidReceiveErrorRunNextStep(error, true);
+    }
+    // Even after a failed verification the package's current payload goes to the device; the
+    // step then advances twice, once for the report and once for the upload's answer.
+    installDeviceFile(file);
+}
+
+void VLSyncManager::fileDownloadDidFailWithError(VLFileDownload *download, const VLError &error)
+{
+    if (m_delegate)
+        m_delegate->syncManagerDownloadingDidFinish(this);
+    Q_UNUSED(download);
+    syncDidReceiveErrorRunNextStep(error, true);
+}
+
+QString VLSyncManager::packageFolderForFile(const VLSyncFileInfoPtr &file, const QString &storeFolder) const
+{
+    if (!file || !vlIsPlainPathComponent(file->SKU()))
+        return {};
+    return storeFolder + QLatin1Char('/') + file->SKU();
+}
+
+bool VLSyncManager::verifyAndInstallDeviceFileWithInfoDownloadPathError(const VLSyncFileInfoPtr &file,
+                                                                         const QString &downloadPath, VLError *error)
+{
+    VL_LOG("[VLSyncManager verifyAndInstallDeviceFileWithInfo:downloadPath:error:]");
+    setStatusMessage(vlFormat(tr("Installing %@ (%@)..."), file->fileDescription(), file->versionString()));
+    return installPackage(file, downloadPath, pathForGlobalFilesFolder(), QStringLiteral("payload"),
+                          tr("Error copying fandeck"), error);
+}
+
+// Moves a verified download into its package folder ("<store>/<SKU>/<payload>" beside "info.plist")
+// and enters it in the local inventory. The size is the only check the service allows.
+bool VLSyncManager::installPackage(const VLSyncFileInfoPtr &file, const QString &downloadPath,
+                                   const QString &storeFolder, const QString &payloadName,
+                                   const QString &infoWriteFailure, VLError *error)
+{
+    auto fail = [error](const QString &description) {
+        if (error)
+            *error = syncManagerError(description);
+        return false;
+    };
+    const QString folder = packageFolderForFile(file, storeFolder);
+    if (folder.isEmpty()) {
+        VL_LOG("Refusing SKU '%@': not a plain folder name", file ? file->SKU() : QString());
+        return fail(vlFormat(tr("Refused file name '%@'"), file ? file->SKU() : QString()));
+    }
+    QDir().mkpath(folder);
+    const QString payload = folder + QLatin1Char('/') + payloadName;
+    const QString info = folder + QStringLiteral("/info.plist");
+
+    const QFileInfo downloaded(downloadPath);
+    if (!downloaded.exists()) {
+        VL_LOG("File does not exists on disk");
+        return fail(tr("Downloaded file does not exist"));
+    }
+    if (downloaded.size() != file->byteLength()) {
+        VL_LOG("Downloaded file is incomplete ( Downloaded: %d, Real: %d )", downloaded.size(), file->byteLength());
+        return fail(tr("Downloaded file is incomplete"));
+    }
+    if (QFileInfo::exists(payload) && !QFile::remove(payload))
+        VL_LOG("Error removing payload: %@", payload);
+    if (QFileInfo::exists(info) && !QFile::remove(info))
+        VL_LOG("Error removing info: %@", info);
+    if (!QFile::rename(downloadPath, payload)) {
+        VL_LOG("Error copying downloaded file to payload: %@", payload);
+        QFile::remove(payload);
+        QFile::remove(info);
+        return fail(tr("Error copying payload to path"));
+    }
+    if (!file->writeToFilename(info)) {
+        VL_LOG("Error copying file info file to payload");
+        QFile::remove(payload);
+        QFile::remove(info);
+        return fail(infoWriteFailure);
+    }
+    if (m_syncInfo)
+        m_syncInfo->replaceLocalFile(file);
+    return true;
+}
+
+void VLSyncManager::installDeviceFile(const VLSyncFileInfoPtr &file)
+{
+    VL_LOG("installDeviceFile: %@", file);
+    setStatusMessage(vlFormat(tr("Installing %@ (%@) on device..."), file->fileDescription(), file->versionString()));
+    const QString folder = packageFolderForFile(file, pathForGlobalFilesFolder());
+    if (folder.isEmpty()) {
+        syncDidReceiveErrorRunNextStep(syncManagerError(vlFormat(tr("Refused file name '%@'"), file->SKU())), true);
+        return;
+    }
+    const QString payload = folder + QStringLiteral("/payload");
+    if (file->fileType() == VLSyncSessionFileTypeBrandingStartup && m_delegate)
+        m_delegate->syncManagerChangedImage(this, QImage(payload));
+    sendDeviceCommand(uploadCommandForFile(file, payload), &VLSyncManager::installDeviceFileForDeviceDidReceiveResponse);
+}
+
+void VLSyncManager::installDeviceFileForDeviceDidReceiveResponse(const KDDevicePtr &,
+                                                                  const KDCommandResponsePtr &response)
+{
+    if (!acceptDeviceAnswer(response))
+        return;
+    const VLSyncFileInfoPtr local =
+        m_syncInfo ? m_syncInfo->localFileWithFileID(argumentForKey(response->command(), QStringLiteral("FileID")))
+                   : nullptr;
+    if (!response->error().isNull()) {
+        VL_LOG("installDeviceFileForDevice error");
+        VL_LOG("%@", response->error());
+        syncDidReceiveErrorRunNextStep(response->error(), true);
+        return;
+    }
+    if (!local) {
+        runNextSyncStep();
+        return;
+    }
+    if (m_syncInfo)
+        m_syncInfo->replaceDeviceFile(local);
+    if (local->needsRebootAfterInstall()) {
+        setStatusMessage(tr("Waiting for device..."));
+        sendDeviceCommand(QStringLiteral("Reboot"), &VLSyncManager::receivedRebootDidReceiveResponse);
+    } else if (local->fileType() == VLSyncSessionFileTypeDeviceSettings) {
+        installDeviceSettingsFile(local);
+    } else {
+        runNextSyncStep();
+    }
+}
+
+void VLSyncManager::installDeviceSettingsFile(const VLSyncFileInfoPtr &file)
+{
+    VL_LOG("installDeviceSettingsFile");
+    setStatusMessage(tr("Installing device settings..."));
+    const QString folder = packageFolderForFile(file, pathForGlobalFilesFolder());
+    QFile payload(folder + QStringLiteral("/payload"));
+    const VLDeviceSettings settings =
+        VLDeviceSettings::fromXml(!folder.isEmpty() && payload.open(QIODevice::ReadOnly) ? payload.readAll() : QByteArray());
+    // An unreadable file advances at once and goes on anyway: "SetDeltaE" then goes out without
+    // arguments and its answer advances a second time.
+    if (!settings.parsed)
+        runNextSyncStep();
+
+    m_storedDeviceFileIDToSetAsPrefered.clear();
+    if (!settings.priorityFandeckID.isNull() && m_syncInfo) {
+        if (VLSyncFileInfoPtr preferred = m_syncInfo->deviceFileWithSKU(settings.priorityFandeckID))
+            m_storedDeviceFileIDToSetAsPrefered = preferred->deviceFileID();
+    }
+    const KDCommandPtr deltaE = KDCommand::initWithName(QStringLiteral("SetDeltaE"));
+    const QList<std::pair<QString, QString>> arguments{
+        {QStringLiteral("MatchPerformanceTolerance"), settings.matchPerformanceTolerance},
+        {QStringLiteral("PriorityFandeckOffset"), settings.priorityFandeckOffset},
+        {QStringLiteral("DEWeightFactorL"), settings.weightL},
+        {QStringLiteral("DEWeightFactorC"), settings.weightC},
+        {QStringLiteral("DEWeightFactorH"), settings.weightH},
+    };
+    for (const auto &[key, value] : arguments) {
+        if (!value.isNull())
+            setArgumentForKey(deltaE, value, key);
+    }
+    sendDeviceCommand(deltaE, &VLSyncManager::deviceSettingsWereSetForDeviceResponse);
+}
+
+void VLSyncManager::deviceSettingsWereSetForDeviceResponse(const KDDevicePtr &, const KDCommandResponsePtr &response)
+{
+    if (!acceptDeviceAnswer(response))
+        return;
+    VL_LOG("deviceSettingsWereSetForDevice:response:");
+    if (!response->error().isNull()) {
+        VL_LOG("deviceSettingsWereSetForDevice:response: error - %@", response->error());
+        syncDidReceiveErrorRunNextStep(response->error(), true);
+        return;
+    }
+    if (!m_storedDeviceFileIDToSetAsPrefered.isEmpty() && m_syncInfo
+        && m_syncInfo->deviceFileWithDeviceFileID(m_storedDeviceFileIDToSetAsPrefered)) {
+        const KDCommandPtr preferred = KDCommand::initWithName(QStringLiteral("SetPreferredFandeck"));
+        setArgumentForKey(preferred, m_storedDeviceFileIDToSetAsPrefered, QStringLiteral("DeviceFileID"));
+        sendDeviceCommand(preferred, &VLSyncManager::preferedFandeckWasSetForDeviceResponse);
+    } else {
+        runNextSyncStep();
+    }
+}
+
+void VLSyncManager::preferedFandeckWasSetForDeviceResponse(const KDDevicePtr &, const KDCommandResponsePtr &response)
+{
+    if (!acceptDeviceAnswer(response))
+        return;
+    VL_LOG("deviceSettingsWereSetForDevice:response:");
+    if (!response->error().isNull()) {
+        VL_LOG("preferedFandeckWasSetForDevice:response: error - %@", response->error());
+        syncDidReceiveErrorRunNextStep(response->error(), true);
+        return;
+    }
+    runNextSyncStep();
+}

@@ -1,0 +1,294 @@
+#include "VLSyncManager.h"
+
+#include "TSLogger.h"
+#include "VLNotificationCenter.h"
+#include "VLPathComponent.h"
+#include "VLPropertyList.h"
+#include "VLSyncInfo.h"
+
+#include <QFile>
+#include <QHash>
+
+namespace {
+
+// One manager per serial number for the life of the process.
+QHash<QString, VLSyncManager *> &deviceSerialManagerMap()
+{
+    static QHash<QString, VLSyncManager *> map;
+    return map;
+}
+
+} // namespace
+
+VLSyncManager *VLSyncManager::syncManagerWithDevice(const KDDevicePtr &device)
+{
+    const QString serial = device ? device->serialNumber() : QString();
+    if (serial.isEmpty()) {
+        VL_LOG("+[VLSyncManager syncManagerForDevice:] - device with nil serialNumber passed in");
+        return nullptr;
+    }
+    // The serial number names the device's folder: a device that reports something else than one
+    // plain name gets no manager rather than a folder outside the devices folder.
+    if (!vlIsPlainPathComponent(serial)) {
+        VL_LOG("+[VLSyncManager syncManagerForDevice:] - device with unusable serialNumber '%@'", serial);
+        return nullptr;
+    }
+    VLSyncManager *&manager = deviceSerialManagerMap()[serial];
+    if (!manager)
+        manager = new VLSyncManager(device);
+    return manager;
+}
+
+VLSyncManager::VLSyncManager(const KDDevicePtr &device)
+    : m_serialNumber(device->serialNumber())
+    , m_device(device)
+{
+}
+
+VLSyncManager::~VLSyncManager()
+{
+    m_statusMessage.clear();
+    delete m_downloadManager.data();
+    m_delegate = nullptr;
+    m_memoryFandecks.clear();
+    m_deviceFileIDToMemoryFandeckMap.clear();
+    m_latestMatches.clear();
+}
+
+void VLSyncManager::updateDevice(const KDDevicePtr &device)
+{
+    m_device = device;
+    dispatchKVC();
+}
+
+void VLSyncManager::deviceBecameAvailable()
+{
+    setStatusMessage(QString());
+    setStatus(VLSyncManagerStatusIdle);
+    if (m_syncInfo)
+        m_syncInfo->deleteLater();
+    m_syncInfo = new VLSyncInfo(this);
+    registerDefaults();
+    delete m_downloadManager.data();
+    m_downloadManager = new VLFileDownloadManager;
+    m_downloadManager->setParent(this);
+    m_downloadManager->setDelegate(this);
+    delete m_commandManager.data();
+    m_commandManager = new VLDeviceCommandManager(m_device, this);
+    m_commandManager->setDelegate(this);
+    m_errors = QList<VLError>();
+    dispatchKVC();
+}
+
+void VLSyncManager::deviceBecameUnavailable()
+{
+    if (isInSync() || m_isJustGatheringPreliminaryInfo)
+        setIsCancellingSync(true);
+    m_device.reset();
+    setStatusMessage(QString());
+    if (m_syncInfo) {
+        m_syncInfo->deleteLater(); // views may still hold it until the event loop turns
+        m_syncInfo = nullptr;
+    }
+    m_status = VLSyncManagerStatusIdle;
+    m_defaults.reset();
+    if (m_downloadManager) {
+        m_downloadManager->cancel();
+        m_downloadManager->deleteLater();
+        m_downloadManager = nullptr;
+    }
+    if (m_commandManager) {
+        m_commandManager->cancel();
+        m_commandManager->deleteLater();
+        m_commandManager = nullptr;
+    }
+    if (m_deviceFileDownload) {
+        m_deviceFileDownload->setDelegate(nullptr);
+        m_deviceFileDownload->cancel();
+        m_deviceFileDownload.reset();
+    }
+    if (m_syncSession) {
+        m_syncSession->cancel();
+        m_syncSession->setDelegate(nullptr); // its transfer's own late cancellation is not news
+        m_syncSession->deleteLater();
+        m_syncSession = nullptr;
+    }
+    m_isJustGatheringPreliminaryInfo = false;
+    m_errors.reset();
+    dispatchKVC();
+    if (m_isCancellingSync)
+        cancelSync();
+}
+
+void VLSyncManager::setStatus(qint32 status)
+{
+    if (status == m_status)
+        return;
+    m_status = status;
+    dispatchKVC();
+    VLNotificationCenter::defaultCenter()->postNotification(VLSyncManagerSyncStatusChangedNotification, this);
+    if (m_delegate)
+        m_delegate->syncManagerStatusDidChange(this);
+}
+
+void VLSyncManager::setStatusMessage(const QString &message)
+{
+    static const QString cancelling = tr("Cancelling sync...");
+    const QString &shown = m_isCancellingSync ? cancelling : message;
+    // The same string object stored again is no change; an equal text in another object is.
+    if (shown.constData() == m_statusMessage.constData() && shown.size() == m_statusMessage.size())
+        return;
+    m_statusMessage = shown;
+    VLNotificationCenter::defaultCenter()->postNotification(VLSyncManagerSyncStatusChangedNotification, this);
+    if (m_delegate)
+        m_delegate->syncManagerStatusDidChange(this);
+}
+
+void VLSyncManager::setIsCancellingSync(bool cancelling)
+{
+    VL_LOG("------------> setIsCancellingSync: %d", cancelling);
+    if (cancelling == m_isCancellingSync)
+        return;
+    if (cancelling)
+        VL_LOG("Cancel has begun...");
+    m_isCancellingSync = cancelling;
+    dispatchKVC();
+}
+
+void VLSyncManager::setIsJustGatheringPreliminaryInfo(bool gathering)
+{
+    if (gathering == m_isJustGatheringPreliminaryInfo)
+        return;
+    m_isJustGatheringPreliminaryInfo = gathering;
+    dispatchKVC();
+}
+
+void VLSyncManager::dispatchKVC()
+{
+    static const QStringList keys{
+        QStringLiteral("canChangeDefaults"), QStringLiteral("canStartSync"), QStringLiteral("isInSync"),
+        QStringLiteral("syncSelectedFandecksOnly"), QStringLiteral("autoSyncOnDeviceConnection"),
+        QStringLiteral("lastSyncDate"), QStringLiteral("lastSyncDateString"), QStringLiteral("isCancellingSync"),
+    };
+    for (const QString &key : keys)
+        willChangeValueForKey(key);
+    for (auto it = keys.crbegin(); it != keys.crend(); ++it)
+        didChangeValueForKey(*it);
+}
+
+bool VLSyncManager::isInSync() const
+{
+    return m_status > VLSyncManagerStatusIdle;
+}
+
+bool VLSyncManager::canStartSync() const
+{
+    return !isInSync() && !m_isJustGatheringPreliminaryInfo && m_device && m_device->isAvailable()
+        && m_device->isConnected() && !m_isCancellingSync;
+}
+
+bool VLSyncManager::canChangeDefaults() const
+{
+    return canStartSync();
+}
+
+bool VLSyncManager::canStartPreliminaryDataGathering() const
+{
+    return canStartSync();
+}
+
+bool VLSyncManager::hasOpenSession() const
+{
+    return m_syncSession && m_syncSession->isSessionOpen();
+}
+
+void VLSyncManager::syncWebServiceCacheWithFiles(const VLSyncFileList &files)
+{
+    const QString path = pathForDeviceWebServiceCache();
+    QFile::remove(path);
+    QVariantList infos;
+    infos.reserve(files.size());
+    for (const VLSyncFileInfoPtr &file : files)
+        infos.append(file->info());
+    VLPropertyList::writeXml(path, infos);
+}
+
+void VLSyncManager::updateSyncInfoWithWebserviceCache(const VLSyncFileList &files)
+{
+    if (m_syncInfo)
+        m_syncInfo->setWebServiceFiles(files);
+}
+
+// ---- session delegate ----
+
+void VLSyncManager::syncSessionDidOpenSession(VLSyncSession *)
+{
+    VL_LOG("[VLSyncManager syncSessionDidOpenSession:]");
+    if (m_status != VLSyncManagerStatusOpeningSessionWithCloud && !m_isCancellingSync) {
+        VL_LOG("status is wrong for current sync state");
+        return;
+    }
+    runNextSyncStep();
+}
+
+void VLSyncManager::syncSessionDidFailToOpenWithError(VLSyncSession *, const VLError &error)
+{
+    VL_LOG("[VLSyncManager syncSession:didFailToOpenWithError:]");
+    syncDidReceiveErrorRunNextStep(error, true);
+}
+
+void VLSyncManager::networkConnectionError()
+{
+    endRun();
+    setIsJustGatheringPreliminaryInfo(false);
+    setStatus(VLSyncManagerStatusIdle);
+    m_wasCancelled = false;
+    setIsCancellingSync(false);
+    setStatusMessage(QString());
+    m_needsRebootAfterSync = false;
+    if (m_errors)
+        m_errors->clear();
+    if (m_delegate)
+        m_delegate->networkConnectionError();
+}
+
+void VLSyncManager::syncSessionDidCloseSession(VLSyncSession *)
+{
+    VL_LOG("[VLSyncManager syncSessionDidCloseSession:]");
+}
+
+void VLSyncManager::syncSessionDidFinishRequest(VLSyncSession *, VLSyncSessionRequestType)
+{
+}
+
+void VLSyncManager::syncSessionDidReceiveAllFiles(VLSyncSession *, const VLSyncFileList &files)
+{
+    VL_LOG("[VLSyncManager syncSession:didReceiveAllFiles:]");
+    if (m_status == VLSyncManagerStatusQueryCloudFandecks) {
+        syncWebServiceCacheWithFiles(files);
+        updateSyncInfoWithWebserviceCache(files);
+        runNextSyncStep();
+    } else if (!m_isCancellingSync) {
+        VL_LOG("status is wrong for current sync state");
+    } else {
+        runNextSyncStep();
+    }
+}
+
+void VLSyncManager::syncSessionAllFilesRequestsDidFailWithError(VLSyncSession *, const VLError &error)
+{
+    VL_LOG("allFilesRequestsDidFailWithError");
+    if (m_status == VLSyncManagerStatusQueryCloudFandecks)
+        syncDidReceiveErrorRunNextStep(error, true);
+    else if (!m_isCancellingSync)
+        VL_LOG("status is wrong for current sync state");
+    else
+        runNextSyncStep();
+}
+
+void VLSyncManager::syncSessionRequestDidFailWithError(VLSyncSession *, int requestType, const VLError &error)
+{
+    VL_LOG("[VLSyncManager syncSession:request:didFailWithError:] - %d", requestType);
+    VL_LOG("---------------- THIS SHOULD NOT HAPPEN -------------------");
+    syncDidReceiveErrorRunNextStep(error, true);
+}

@@ -1,0 +1,260 @@
+#pragma once
+
+#include "VLError.h"
+#include "VLObservable.h"
+#include "VLSyncFileInfo.h"
+#include "VLSyncManagerDelegate.h"
+#include "VLSyncInfo.h"
+#include "VLSyncManagerStatus.h"
+
+#include "KDDevice.h"
+#include "VLDeviceCommandManager.h"
+#include "VLFileDownload.h"
+#include "VLFileDownloadManager.h"
+#include "VLSyncSession.h"
+
+#include <QDateTime>
+#include <QHash>
+#include <QImage>
+#include <QList>
+#include <QPointer>
+#include <QSharedPointer>
+#include <QVariantMap>
+
+class HBColorDocument;
+class VLSyncInfo;
+
+inline const QString VLSyncManagerSyncStatusChangedNotification = QStringLiteral("VLSyncManagerSyncStatusChangedNotification");
+
+// The one coordinator of everything done for one device, found by serial number. It carries a sync
+// through its steps, one asynchronous operation at a time, on the main thread. Its groups of
+// operations live beside the subsystem they drive: VLSyncManagerSteps.cpp, ...Paths.cpp,
+// ...Defaults.cpp (engine), ...Download.cpp (webservice), ...Device.cpp, ...DeviceFiles.cpp
+// (device) and ...Fandecks.cpp (export).
+class VLSyncManager : public VLObservable,
+                      public VLSyncSessionDelegate,
+                      public VLSyncSessionDelegateDidReceiveAllFiles,
+                      public VLSyncSessionDelegateAllFilesRequestsDidFail,
+                      public VLFileDownloadManagerDelegate,
+                      public VLFileDownloadDelegate,
+                      public VLDeviceCommandManagerDelegate,
+                      public VLDeviceCommandManagerOptionalDelegate
+{
+    Q_OBJECT
+public:
+    // ---- core ----
+    static VLSyncManager *syncManagerWithDevice(const KDDevicePtr &device);
+    ~VLSyncManager() override;
+
+    void updateDevice(const KDDevicePtr &device);
+    void deviceBecameAvailable();
+    void deviceBecameUnavailable();
+
+    KDDevicePtr device() const { return m_device; }
+    VLSyncInfo *syncInfo() const { return m_syncInfo.data(); }
+    VLSyncSession *syncSession() const { return m_syncSession.data(); }
+    VLFileDownloadManager *downloadManager() const { return m_downloadManager.data(); }
+    VLDeviceCommandManager *commandManager() const { return m_commandManager.data(); }
+    QList<VLError> errors() const { return m_errors ? *m_errors : QList<VLError>(); }
+    bool hasErrorList() const { return m_errors.has_value(); }
+    QVariantMap defaults() const { return m_defaults.value_or(QVariantMap()); }
+    bool hasDefaults() const { return m_defaults.has_value(); }
+
+    VLSyncManagerDelegate *delegate() const { return m_delegate; }
+    void setDelegate(VLSyncManagerDelegate *delegate) { m_delegate = delegate; }
+
+    qint32 status() const { return m_status; }
+    void setStatus(qint32 status);
+    QString statusMessage() const { return m_statusMessage; }
+    void setStatusMessage(const QString &message);
+    bool isCancellingSync() const { return m_isCancellingSync; }
+    void setIsCancellingSync(bool cancelling);
+    bool isJustGatheringPreliminaryInfo() const { return m_isJustGatheringPreliminaryInfo; }
+    void setIsJustGatheringPreliminaryInfo(bool gathering);
+    bool wasCancelled() const { return m_wasCancelled; }
+    QString lastSyncedDeviceSerialNumber() const { return m_lastSyncedDeviceSerialNumber; }
+    void setLastSyncedDeviceSerialNumber(const QString &serial) { m_lastSyncedDeviceSerialNumber = serial; }
+    bool needsRebootAfterSync() const { return m_needsRebootAfterSync; }
+    qint64 stepLevel() const { return m_stepLevel; }
+
+    bool isInSync() const;
+    bool canStartSync() const;
+    bool canChangeDefaults() const;
+    bool canStartPreliminaryDataGathering() const;
+    bool hasOpenSession() const;
+
+    void syncWebServiceCacheWithFiles(const VLSyncFileList &files);
+    void updateSyncInfoWithWebserviceCache(const VLSyncFileList &files);
+
+    // ---- Steps ----
+    void startSync();
+    void gatherPrelimiaryInfo();
+    void runNextSyncStep(QObject *ignored = nullptr);
+    void runCurrentStep(QObject *ignored = nullptr);
+    void cancelSync();
+    void stopSyncSmoothly();
+    void syncDidReceiveErrorRunNextStep(const VLError &error, bool runNextStep);
+
+    // ---- Paths ----
+    QString pathForGlobalAppSupportFolder() const;
+    QString pathForGlobalDevicesFolder() const;
+    QString pathForDeviceCacheFolder() const;
+    QString pathForDeviceDefaults() const;
+    QString pathForDeviceWebServiceCache() const;
+    QString pathForGlobalAutoSyncMatchesFolder() const;
+    QString pathForGlobalAutoSyncMatchesAudioFolder() const;
+    QString pathForGlobalAutoSyncMatchesFile() const;
+    QString pathForGlobalDownloadsFolder() const;
+    QString pathForGlobalFandecksFolder() const;
+    QString pathForGlobalFilesFolder() const;
+
+    // ---- Defaults ----
+    void registerDefaults();
+    bool synchronizeDefaults();
+    bool autoSyncOnDeviceConnection() const;
+    void setAutoSyncOnDeviceConnection(bool on);
+    bool syncSelectedFandecksOnly() const;
+    void setSyncSelectedFandecksOnly(bool on);
+    QDateTime lastSyncDate() const;
+    void setLastSyncDate(const QDateTime &date);
+    QString lastSyncDateString() const;
+    QImage displayImage() const;
+    void setDisplayImage(const QImage &image);
+    bool userWantsSyncForFandeckWithID(const QString &fandeckID);
+    void setUserWantsSyncForFandeckWithID(bool wanted, const QString &fandeckID);
+
+    // ---- session delegate ----
+    void syncSessionDidOpenSession(VLSyncSession *session) override;
+    void syncSessionDidFailToOpenWithError(VLSyncSession *session, const VLError &error) override;
+    void syncSessionDidCloseSession(VLSyncSession *session) override;
+    void syncSessionDidFinishRequest(VLSyncSession *session, VLSyncSessionRequestType requestType) override;
+    void networkConnectionError() override;
+    void syncSessionDidReceiveAllFiles(VLSyncSession *session, const VLSyncFileList &files) override;
+    void syncSessionAllFilesRequestsDidFailWithError(VLSyncSession *session, const VLError &error) override;
+    void syncSessionRequestDidFailWithError(VLSyncSession *session, int requestType, const VLError &error);
+
+    // ---- Download: fandecks from the service into the local store ----
+    void downloadNeededFandecks();
+    bool verifyAndinstallDownloadedFandeckWithInfoDownloadPathError(const VLSyncFileInfoPtr &file,
+                                                                    const QString &downloadPath, VLError *error);
+    void downloadManagerDidBeginAllDownloads(VLFileDownloadManager *manager) override;
+    void downloadManagerDidBeginDownload(VLFileDownloadManager *manager, VLFileDownload *download) override;
+    void downloadManagerDownloadDidUpdate(VLFileDownloadManager *manager, VLFileDownload *download) override;
+    void downloadManagerDidFinishDownload(VLFileDownloadManager *manager, VLFileDownload *download) override;
+    void downloadManagerDownloadDidFailWithError(VLFileDownloadManager *manager, VLFileDownload *download,
+                                                 const VLError &error) override;
+    void downloadManagerDidCompleteAllDownloads(VLFileDownloadManager *manager) override;
+
+    // ---- Device: answers to the step machine's commands, the command queue, fandecks, clock ----
+    void beginSyncDidReceiveResponse(const KDDevicePtr &device, const KDCommandResponsePtr &response);
+    void syncImageDidReceiveResponse(const KDDevicePtr &device, const KDCommandResponsePtr &response);
+    void endSyncDidReceiveResponse(const KDDevicePtr &device, const KDCommandResponsePtr &response);
+    void receivedFilesForDeviceDidReceiveResponse(const KDDevicePtr &device, const KDCommandResponsePtr &response);
+    void receivedMeasurementsForDeviceDidReceiveResponse(const KDDevicePtr &device,
+                                                         const KDCommandResponsePtr &response);
+    void receivedRebootDidReceiveResponse(const KDDevicePtr &device, const KDCommandResponsePtr &response);
+    void clockWasSetForDeviceResponse(const KDDevicePtr &device, const KDCommandResponsePtr &response);
+    void updateDeviceClock();
+    void updateDeviceFandecks();
+    void enableAllDeviceFandecks();
+    void commandManagerWillSendCommand(VLDeviceCommandManager *manager, const KDCommandPtr &command) override;
+    void commandManagerDidReceiveResponse(VLDeviceCommandManager *manager, const KDCommandResponsePtr &response) override;
+    void commandManagerDidCompleteAllCommands(VLDeviceCommandManager *manager) override;
+    QList<KDMeasurementPtr> latestMatches() const { return m_latestMatches; }
+    VLSyncFileList fandecksToEnableAfterReboot() const { return m_fandecksToEnableAfterReboot; }
+
+    // ---- DeviceFiles: bootloader, firmware, images, sounds, matrix and settings ----
+    void updateBootloaderIfNeccessary();
+    void updateFirmwareIfNeccessary();
+    void updateWallpaperImageIfNeccessary();
+    void updateDeviceSettingsIfNeeded();
+    void updateWelcomeImageIfNeccessary();
+    void updateStartSoundIfNeccessary();
+    void updateEndSoundIfNeccessary();
+    void updateMulticolorSoundIfNeccessary();
+    void updateInversionMatrixIfNeccessary();
+    void installDeviceFile(const VLSyncFileInfoPtr &file);
+    void installDeviceFileForDeviceDidReceiveResponse(const KDDevicePtr &device, const KDCommandResponsePtr &response);
+    void installDeviceSettingsFile(const VLSyncFileInfoPtr &file);
+    void deviceSettingsWereSetForDeviceResponse(const KDDevicePtr &device, const KDCommandResponsePtr &response);
+    void preferedFandeckWasSetForDeviceResponse(const KDDevicePtr &device, const KDCommandResponsePtr &response);
+    bool verifyAndInstallDeviceFileWithInfoDownloadPathError(const VLSyncFileInfoPtr &file,
+                                                             const QString &downloadPath, VLError *error);
+    void fileDownloadDidBegin(VLFileDownload *download) override;
+    void fileDownloadDidFinish(VLFileDownload *download) override;
+    void fileDownloadDidFailWithError(VLFileDownload *download, const VLError &error) override;
+    void fileDownloadProgressDidUpdate(VLFileDownload *download) override;
+    QString storedDeviceFileIDToSetAsPrefered() const { return m_storedDeviceFileIDToSetAsPrefered; }
+
+    // ---- Fandecks: loading fandecks and exporting matches ----
+    struct VLExportParameters
+    {
+        QList<KDMeasurementPtr> matches;
+        QString path;
+        bool inSync = false;
+    };
+    void loadFandecksIntoMemory();
+    void runExportMatchStep();
+    void exportMatches(const VLExportParameters &parameters);
+    QList<QSharedPointer<HBColorDocument>> memoryFandecks() const { return m_memoryFandecks; }
+
+private:
+    using ResponseMethod = void (VLSyncManager::*)(const KDDevicePtr &, const KDCommandResponsePtr &);
+    void sendDeviceCommand(const QString &name, ResponseMethod method);
+    void sendDeviceCommand(const KDCommandPtr &command, ResponseMethod method);
+    void reportResponseError(const KDCommandResponsePtr &response, bool runNextStep);
+    bool acceptDeviceAnswer(const KDCommandResponsePtr &response);
+    void beginRun();
+    void endRun();
+    KDCommandPtr uploadCommandForFile(const VLSyncFileInfoPtr &file, const QString &payloadPath) const;
+    void updateDeviceFileIfNeccessary(const char *logName, const QString &statusMessage,
+                                      const VLSyncFileList &offered, bool newAvailable);
+    QString packageFolderForFile(const VLSyncFileInfoPtr &file, const QString &storeFolder) const;
+    bool installPackage(const VLSyncFileInfoPtr &file, const QString &downloadPath, const QString &storeFolder,
+                        const QString &payloadName, const QString &infoWriteFailure, VLError *error);
+
+    struct FandeckSnapshot
+    {
+        VLSyncFileList localFandecks;
+        QHash<QString, QString> deviceFileIDByFileID;
+    };
+    FandeckSnapshot fandeckSnapshot() const;
+    void loadFandecksIntoMemoryWithDecks(const VLSyncFileList &decks, const FandeckSnapshot &snapshot);
+    void loadFandecksThenExportThenRun(const QList<KDMeasurementPtr> &matches, quint64 run);
+    static VLSyncFileInfoPtr fileInfoOfDownload(const VLFileDownload *download);
+
+    explicit VLSyncManager(const KDDevicePtr &device);
+    void dispatchKVC();
+    QString localizedStatus(const char *englishText) const;
+    VLSyncFileList localFilesInFolder(const QString &folder, const QString &payloadName) const;
+
+    // The serial number the manager was created for; it names the device's folder even while the
+    // device is away.
+    QString m_serialNumber;
+
+    // Fields, in the order the coordinator declares them.
+    KDDevicePtr m_device;
+    QPointer<VLSyncSession> m_syncSession;
+    std::optional<QList<VLError>> m_errors;
+    std::optional<QVariantMap> m_defaults;
+    QPointer<VLFileDownloadManager> m_downloadManager;
+    QPointer<VLDeviceCommandManager> m_commandManager;
+    QPointer<VLSyncInfo> m_syncInfo;
+    bool m_needsRebootAfterSync = false;
+    QList<QSharedPointer<HBColorDocument>> m_memoryFandecks;
+    QHash<QString, QSharedPointer<HBColorDocument>> m_deviceFileIDToMemoryFandeckMap;
+    QList<KDMeasurementPtr> m_latestMatches;
+    QString m_storedDeviceFileIDToSetAsPrefered;
+    VLFileDownloadPtr m_deviceFileDownload; // the device file being fetched by an update step
+    QList<KDCommandPtr> m_outstandingCommands; // one-shot commands of the current run not yet answered
+    quint64 m_runGeneration = 0;              // changes whenever a run begins or ends
+    qint64 m_stepLevel = 0;
+    bool m_wasCancelled = false;
+    VLSyncFileList m_fandecksToEnableAfterReboot;
+    bool m_isJustGatheringPreliminaryInfo = false;
+    bool m_isCancellingSync = false;
+    qint32 m_status = VLSyncManagerStatusIdle;
+    QString m_lastSyncedDeviceSerialNumber;
+    VLSyncManagerDelegate *m_delegate = nullptr;
+    QString m_statusMessage;
+};

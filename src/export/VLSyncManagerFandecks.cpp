@@ -1,0 +1,247 @@
+#include "VLSyncManager.h"
+
+#include "HBColorDocument.h"
+#include "TSLogger.h"
+#include "TX350CustomResource.h"
+#include "VLPathComponent.h"
+#include "VLSyncInfo.h"
+
+#include <QDir>
+#include <QFile>
+#include <QThread>
+#include <QTimeZone>
+
+namespace {
+
+const QString kColorInfo = QStringLiteral("ColorInfo");
+
+// The seven measurement conditions every exported representation carries: 45/0 annular geometry,
+// D65, 10 degree observer, M2, ASTM E308 Table 6.
+void setExportConditions(const HBColorRepresentationPtr &representation)
+{
+    representation->setAttribute(HBIlluminantD65, HBColorRepIlluminantAttributeKey);
+    representation->setAttribute(1, HBColorRepObserverTypeAttributeKey);
+    representation->setAttribute(QStringLiteral("Annular"), HBColorRepGeometrySingleAngleConfigurationAttributeKey);
+    representation->setAttribute(45, HBColorRepGeometrySingleAngleIlluminationAngleAttributeKey);
+    representation->setAttribute(0, HBColorRepGeometrySingleAngleMeasurementAngleAttributeKey);
+    representation->setAttribute(2, HBColorRepMeasurementTypeAttributeKey);
+    representation->setAttribute(HBTristimulusConvertionMethodE308Table6,
+                                  HBColorRepTristimulusSpectralConvertionMethodAttributeKey);
+}
+
+void insertIfPresent(QVariantMap &entry, const QString &key, const QVariant &value)
+{
+    if (value.isValid() && !value.isNull())
+        entry.insert(key, value);
+}
+
+} // namespace
+
+VLSyncManager::FandeckSnapshot VLSyncManager::fandeckSnapshot() const
+{
+    // The inventory belongs to the main thread; a worker asks it for a copy.
+    FandeckSnapshot snapshot;
+    auto take = [this, &snapshot] {
+        if (!m_syncInfo)
+            return;
+        snapshot.localFandecks = m_syncInfo->localFandecks();
+        for (const VLSyncFileInfoPtr &deviceFandeck : m_syncInfo->deviceFandecks()) {
+            if (!deviceFandeck->fileID().isNull() && !snapshot.deviceFileIDByFileID.contains(deviceFandeck->fileID()))
+                snapshot.deviceFileIDByFileID.insert(deviceFandeck->fileID(), deviceFandeck->deviceFileID());
+        }
+    };
+    if (QThread::currentThread() == thread())
+        take();
+    else
+        QMetaObject::invokeMethod(const_cast<VLSyncManager *>(this), take, Qt::BlockingQueuedConnection);
+    return snapshot;
+}
+
+void VLSyncManager::loadFandecksIntoMemory()
+{
+    m_memoryFandecks.clear();
+    m_deviceFileIDToMemoryFandeckMap.clear();
+    const FandeckSnapshot snapshot = fandeckSnapshot();
+    loadFandecksIntoMemoryWithDecks(snapshot.localFandecks, snapshot);
+}
+
+void VLSyncManager::loadFandecksIntoMemoryWithDecks(const VLSyncFileList &decks, const FandeckSnapshot &snapshot)
+{
+    const QString fandecksFolder = pathForGlobalFandecksFolder();
+    for (const VLSyncFileInfoPtr &record : decks) {
+        if (!vlIsPlainPathComponent(record->SKU())) {
+            VL_LOG("[VLSyncManager loadFandecksIntoMemory] - error: unusable SKU '%@'", record->SKU());
+            continue;
+        }
+        VLError error;
+        const QString path = fandecksFolder + QLatin1Char('/') + record->SKU() + QStringLiteral("/payload.cxf");
+        const HBColorDocumentPtr document = HBColorDocument::initWithFile(path, nullptr, &error);
+        if (!document) {
+            VL_LOG("[VLSyncManager loadFandecksIntoMemory] - error: %@", error);
+            VL_LOG("%@", record);
+            continue;
+        }
+        for (const QString &key : {CXF3FandeckCustomResourceEditionKey, CXF3FandeckCustomResourceNameKey}) {
+            const QString value = document->attributeForKey(key).toString();
+            if (!value.isEmpty())
+                m_deviceFileIDToMemoryFandeckMap.insert(value, document);
+        }
+        const QString deviceFileID = snapshot.deviceFileIDByFileID.value(record->fileID());
+        if (!deviceFileID.isEmpty())
+            m_deviceFileIDToMemoryFandeckMap.insert(deviceFileID, document);
+        m_memoryFandecks.append(document);
+    }
+}
+
+void VLSyncManager::runExportMatchStep()
+{
+    const QList<KDMeasurementPtr> matches = m_latestMatches;
+    m_latestMatches.clear();
+    if (matches.isEmpty()) {
+        QFile::remove(pathForGlobalAutoSyncMatchesFile());
+        runNextSyncStep();
+        return;
+    }
+    const quint64 run = m_runGeneration;
+    QThread *worker = QThread::create([this, matches, run] { loadFandecksThenExportThenRun(matches, run); });
+    connect(worker, &QThread::finished, worker, &QObject::deleteLater);
+    worker->start();
+}
+
+void VLSyncManager::loadFandecksThenExportThenRun(const QList<KDMeasurementPtr> &matches, quint64 run)
+{
+    loadFandecksIntoMemory();
+    const VLExportParameters parameters{matches, pathForGlobalAutoSyncMatchesFile(), true};
+    QMetaObject::invokeMethod(this, [this, &parameters] { exportMatches(parameters); }, Qt::BlockingQueuedConnection);
+    // A run cancelled while the worker loaded has already ended: it must not be advanced again.
+    QMetaObject::invokeMethod(this, [this, run] {
+        if (run == m_runGeneration)
+            runNextSyncStep();
+    }, Qt::QueuedConnection);
+}
+
+void VLSyncManager::exportMatches(const VLExportParameters &parameters)
+{
+    VL_LOG("exportMatches:");
+    QFile::remove(parameters.path);
+    if (parameters.matches.isEmpty())
+        return;
+
+    const HBColorDocumentPtr document = HBColorDocumentPtr::create();
+    const QSharedPointer<TX350CustomResource> resource = TX350CustomResource::resource();
+    const qsizetype found = parameters.matches.size();
+    qsizetype exported = 0;
+    int fandeckCounter = 0;
+
+    for (const KDMeasurementPtr &match : parameters.matches) {
+        const HBColorPtr measured = match ? match->measurementColorForColorSpace(kColorInfo) : HBColorPtr();
+        if (!measured)
+            continue;
+        const QString audioFileName = measured->attributeForKey(QStringLiteral("AudioFileName")).toString();
+        const QVariant textTag = measured->attributeForKey(QStringLiteral("TextTag"));
+        const QString colorId = measured->attributeForKey(QStringLiteral("ColorId")).toString();
+        const QString deviceFileID = measured->attributeForKey(QStringLiteral("DeviceFileID")).toString();
+        const double since1970 = measured->attributeForKey(QStringLiteral("DateSince1970")).toDouble();
+        const QDateTime date = QDateTime::fromMSecsSinceEpoch(qint64(since1970 * 1000.0), QTimeZone::utc());
+
+        const HBColorDocumentPtr fandeck = m_deviceFileIDToMemoryFandeckMap.value(deviceFileID);
+        if (!fandeck) {
+            VL_LOG("Could not load doc for %@", deviceFileID);
+            continue;
+        }
+        QList<HBColorPtr> candidates = fandeck->colorsWithAttributes({{HBColorNumberAttributeKey, colorId}});
+        if (candidates.isEmpty())
+            candidates = fandeck->colorsWithAttributes({{HBColorNameAttributeKey, colorId}});
+        if (candidates.isEmpty()) {
+            VL_LOG("Could not find color for %@", colorId);
+            continue;
+        }
+        const HBColorPtr fandeckColor = candidates.last();
+
+        HBColorRepresentationPtr representation;
+        const QList<HBColorRepresentationPtr> spectra =
+            fandeckColor->representationsWithColorSpaceModel(HBColorSpaceModelSpectral);
+        if (!spectra.isEmpty()) {
+            VLError error;
+            representation = spectra.last()->colorUsingColorSpaceModel(
+                HBColorSpaceModelCIELab,
+                {{HBColorRepIlluminantAttributeKey, HBIlluminantD65}, {HBColorRepObserverTypeAttributeKey, 1}},
+                &error);
+            if (!representation) {
+                VL_LOG("Could not create lab rep for %@", colorId);
+                continue;
+            }
+        } else {
+            VL_LOG("Could not find spectral rep for %@", colorId);
+            const QList<HBColorRepresentationPtr> labs =
+                fandeckColor->representationsWithColorSpaceModel(HBColorSpaceModelCIELab);
+            if (labs.isEmpty())
+                continue;
+            // A copy: the fandeck's own representation stays as it was loaded.
+            VLError error;
+            representation = labs.last()->colorUsingColorSpaceModel(HBColorSpaceModelCIELab, {}, &error);
+            if (!representation)
+                continue;
+        }
+        setExportConditions(representation);
+
+        const HBColorPtr color = HBColor::color();
+        for (auto it = fandeckColor->attributes().constBegin(); it != fandeckColor->attributes().constEnd(); ++it)
+            color->setAttribute(it.value(), it.key());
+        color->addRepresentation(representation);
+
+        // The export id lives on the loaded document, so a fandeck keeps it for the rest of the run.
+        if (!fandeck->attributes().contains(TX350CustomResourceFandeckIDKey))
+            fandeck->setAttribute(QStringLiteral("fd%1").arg(fandeckCounter++), TX350CustomResourceFandeckIDKey);
+        const QString fandeckID = fandeck->attributeForKey(TX350CustomResourceFandeckIDKey).toString();
+        QVariantMap fandeckEntry{{TX350CustomResourceFandeckIDKey, fandeckID}};
+        insertIfPresent(fandeckEntry, TX350CustomResourceFandeckGUIDKey,
+                        fandeck->attributeForKey(CXF3FandeckCustomResourceGUIDKey));
+        insertIfPresent(fandeckEntry, TX350CustomResourceFandeckNameKey,
+                        fandeck->attributeForKey(CXF3FandeckCustomResourceNameKey));
+        insertIfPresent(fandeckEntry, TX350CustomResourceFandeckEditionKey,
+                        fandeck->attributeForKey(CXF3FandeckCustomResourceEditionKey));
+        insertIfPresent(fandeckEntry, TX350CustomResourceFandeckSupplierKey,
+                        fandeck->attributeForKey(CXF3FandeckCustomResourceSupplierKey));
+        insertIfPresent(fandeckEntry, TX350CustomResourceFandeckVersionKey,
+                        fandeck->attributeForKey(CXF3FandeckCustomResourceVersionKey));
+        resource->addFandeck(fandeckEntry);
+
+        QVariantMap matchEntry{
+            {TX350CustomResourceMatchColorFandeckIDKey, fandeckID},
+            {TX350CustomResourceMatchDateKey, date},
+            {TX350CustomResourceMatchDeviceManufacturerKey, QStringLiteral("Kalvex")},
+            {TX350CustomResourceMatchDeviceModelKey, QStringLiteral("TX350")},
+        };
+        insertIfPresent(matchEntry, TX350CustomResourceMatchColorObjectIDKey,
+                        fandeckColor->attributeForKey(HBColorUniqueIdentifierAttributeKey));
+        if (!audioFileName.isEmpty())
+            matchEntry.insert(TX350CustomResourceMatchAudioSourceURIKey, QStringLiteral("Audio/") + audioFileName);
+        insertIfPresent(matchEntry, TX350CustomResourceMatchTextKey, textTag);
+        if (m_device)
+            matchEntry.insert(TX350CustomResourceMatchDeviceSerialNumberKey, m_device->serialNumber());
+        resource->addMatch(matchEntry);
+
+        document->addColor(color);
+        ++exported;
+    }
+    document->addCustomResource(resource);
+
+    if (exported > 0) {
+        QFile::remove(parameters.path);
+        VLError error;
+        if (!document->writeToFile(parameters.path, &error)) {
+            if (parameters.inSync)
+                syncDidReceiveErrorRunNextStep(error, false);
+            return;
+        }
+        if (exported == found)
+            return;
+    } else if (found == 0) {
+        return;
+    }
+    const VLError shortfall(QStringLiteral("TINTERA Sync Domain"), -1,
+                            vlFormat(tr("%d measurements found but %d could be exported"), found, exported));
+    if (parameters.inSync)
+        syncDidReceiveErrorRunNextStep(shortfall, false);
+}

@@ -1,0 +1,92 @@
+#include "VLSyncManager.h"
+
+#include "TSLogger.h"
+#include "VLSyncInfo.h"
+
+void VLSyncManager::downloadNeededFandecks()
+{
+    VLSyncFileList needed = m_syncInfo ? m_syncInfo->fandecksNeedingDownload() : VLSyncFileList();
+    if (syncSelectedFandecksOnly()) {
+        VLSyncFileList selected;
+        for (const VLSyncFileInfoPtr &fandeck : std::as_const(needed)) {
+            if (userWantsSyncForFandeckWithID(fandeck->fileID()))
+                selected.append(fandeck);
+        }
+        needed = selected;
+    }
+    if (needed.isEmpty() || !m_downloadManager) {
+        runNextSyncStep();
+        return;
+    }
+    m_downloadManager->pause();
+    const QString downloads = pathForGlobalDownloadsFolder();
+    for (const VLSyncFileInfoPtr &fandeck : std::as_const(needed)) {
+        const VLFileDownloadPtr download = VLFileDownload::initWithURLDestinationFolder(fandeck->fileURL(), downloads);
+        download->setUserData(fandeck);
+        m_downloadManager->addDownload(download);
+    }
+    m_downloadManager->start();
+}
+
+bool VLSyncManager::verifyAndinstallDownloadedFandeckWithInfoDownloadPathError(const VLSyncFileInfoPtr &file,
+                                                                                const QString &downloadPath,
+                                                                                VLError *error)
+{
+    VL_LOG("[VLSyncManager verifyAndinstallDownloadedFandeckWithInfo:downloadPath:error:]");
+    setStatusMessage(vlFormat(tr("Installing %@..."), file->fileDescription()));
+    return installPackage(file, downloadPath, pathForGlobalFandecksFolder(), QStringLiteral("payload.cxf"),
+                          tr("Error copying fandeck"), error);
+}
+
+void VLSyncManager::downloadManagerDidBeginAllDownloads(VLFileDownloadManager *)
+{
+    VL_LOG("downloadManagerDidCompleteAllDownloads:");
+    if (m_delegate)
+        m_delegate->syncManagerDownloadingDidBegin(this);
+}
+
+void VLSyncManager::downloadManagerDidBeginDownload(VLFileDownloadManager *, VLFileDownload *download)
+{
+    const VLSyncFileInfoPtr file = fileInfoOfDownload(download);
+    VL_LOG("downloadManager:didBeginDownload:");
+    VL_LOG("%@", file);
+    setStatusMessage(vlFormat(tr("Downloading %@..."), file ? file->fileDescription() : QString()));
+}
+
+void VLSyncManager::downloadManagerDownloadDidUpdate(VLFileDownloadManager *, VLFileDownload *download)
+{
+    // Per file, not overall; an unknown length gives a non-finite fraction, passed on as it is.
+    if (m_delegate)
+        m_delegate->syncManagerDownloadDidUpdateAmount(this, double(download->receivedLength())
+                                                                 / double(download->contentLength()));
+}
+
+void VLSyncManager::downloadManagerDidFinishDownload(VLFileDownloadManager *, VLFileDownload *download)
+{
+    VL_LOG("downloadManager:didFinishDownload:");
+    VL_LOG("%@", download->URL().toString());
+    const VLSyncFileInfoPtr file = fileInfoOfDownload(download);
+    const QString downloaded = download->destinationFolder() + QLatin1Char('/') + download->suggestedFilename();
+    VLError error;
+    if (file && !verifyAndinstallDownloadedFandeckWithInfoDownloadPathError(file, downloaded, &error)) {
+        VL_LOG("verifyAndinstallDownloadedFandeckWithInfo error");
+        VL_LOG("%@", file);
+        syncDidReceiveErrorRunNextStep(error, false);
+    }
+}
+
+void VLSyncManager::downloadManagerDownloadDidFailWithError(VLFileDownloadManager *, VLFileDownload *download,
+                                                            const VLError &error)
+{
+    VL_LOG("downloadManager:download:didFailWithError:");
+    VL_LOG("%@", fileInfoOfDownload(download));
+    syncDidReceiveErrorRunNextStep(error, false);
+}
+
+void VLSyncManager::downloadManagerDidCompleteAllDownloads(VLFileDownloadManager *)
+{
+    VL_LOG("downloadManagerDidCompleteAllDownloads:");
+    if (m_delegate)
+        m_delegate->syncManagerDownloadingDidFinish(this);
+    runNextSyncStep();
+}

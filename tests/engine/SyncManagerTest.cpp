@@ -1,0 +1,269 @@
+#include "KDScriptedDevice.h"
+#include "SyncTestSupport.h"
+#include "TestSupport.h"
+#include "VLApplicationInfo.h"
+#include "VLPropertyList.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+int g_serial = 0;
+
+// A manager for a fresh scripted device, with a data folder and a service that refuses connections.
+struct ManagerFixture : ::testing::Test
+{
+    ManagerFixture()
+        : device(QStringLiteral("SN-UNIT-%1").arg(++g_serial), {{"ChipId", "CHIP-1"}})
+    {
+        vlSetSyncProductionURLOverride(QStringLiteral("http://127.0.0.1:1/sync"));
+        device.plugIn();
+        manager = VLSyncManager::syncManagerWithDevice(device.device());
+        manager->setDelegate(&delegate);
+        manager->deviceBecameAvailable();
+    }
+    ~ManagerFixture() override
+    {
+        manager->setDelegate(nullptr);
+        manager->deviceBecameUnavailable();
+        vlSetSyncProductionURLOverride(QString());
+    }
+    QStringList commandNames() const { return device.receivedCommandNames(); }
+
+    ScopedDataFolder data;
+    KDScriptedDevice device;
+    RecordingSyncDelegate delegate;
+    VLSyncManager *manager = nullptr;
+};
+
+} // namespace
+
+TEST(SyncManagerRegistry, OneManagerPerSerialNumberAndNoneWithoutAUsableOne)
+{
+    KDScriptedDevice first(QStringLiteral("SN-REG"));
+    first.plugIn();
+    KDScriptedDevice again(QStringLiteral("SN-REG"));
+    again.plugIn();
+    VLSyncManager *manager = VLSyncManager::syncManagerWithDevice(first.device());
+    ASSERT_NE(manager, nullptr);
+    EXPECT_EQ(VLSyncManager::syncManagerWithDevice(again.device()), manager);
+    EXPECT_EQ(VLSyncManager::syncManagerWithDevice(KDDevicePtr()), nullptr);
+
+    for (const char *bad : {"", "../escape", "a/b"}) {
+        KDScriptedDevice odd{QString::fromLatin1(bad)};
+        odd.plugIn();
+        EXPECT_EQ(VLSyncManager::syncManagerWithDevice(odd.device()), nullptr) << bad;
+    }
+}
+
+TEST_F(ManagerFixture, StoredDefaultsAreCreatedPerDeviceAndRememberedAcrossConnections)
+{
+    const QString defaultsPath = data.path() + "/Devices/" + device.device()->serialNumber() + "/defaults.plist";
+    const QVariantMap created = VLPropertyList::readDictionary(defaultsPath);
+    EXPECT_EQ(created.value("VLSyncManagerDefaultsAutoSync"), QVariant(false));
+    EXPECT_EQ(created.value("VLSyncManagerDefaultsSyncSelectedOnly"), QVariant(false));
+    EXPECT_EQ(manager->lastSyncDateString(), "Never");
+
+    QStringList announced;
+    QObject listening; // managers live for the whole process: tie the connection to the test
+    QObject::connect(manager, &VLObservable::valueDidChange, &listening, [&](const QString &key) { announced << key; });
+    manager->setAutoSyncOnDeviceConnection(true);
+    EXPECT_EQ(announced, QStringList({"autoSyncOnDeviceConnection"}));
+    manager->setUserWantsSyncForFandeckWithID(true, "FD-1");
+    manager->setUserWantsSyncForFandeckWithID(true, "FD-1");
+    manager->setUserWantsSyncForFandeckWithID(true, "FD-2");
+    manager->setUserWantsSyncForFandeckWithID(false, "FD-2");
+    const QDateTime when(QDate(2026, 3, 7), QTime(9, 5));
+    manager->setLastSyncDate(when);
+    QObject::disconnect(manager, nullptr, &listening, nullptr);
+
+    manager->deviceBecameUnavailable();
+    EXPECT_FALSE(manager->autoSyncOnDeviceConnection()); // no defaults while the device is away
+    EXPECT_FALSE(manager->synchronizeDefaults());
+    manager->deviceBecameAvailable();
+    EXPECT_TRUE(manager->autoSyncOnDeviceConnection());
+    EXPECT_TRUE(manager->userWantsSyncForFandeckWithID("FD-1"));
+    EXPECT_FALSE(manager->userWantsSyncForFandeckWithID("FD-2"));
+    EXPECT_EQ(VLPropertyList::readDictionary(defaultsPath).value("VLSyncManagerDefaultsSyncFandeckIdentifiers"),
+              QVariant(QVariantList{"FD-1"}));
+    EXPECT_EQ(manager->lastSyncDate(), when);
+    EXPECT_NE(manager->lastSyncDateString(), "Never");
+}
+
+TEST_F(ManagerFixture, DisplayImageIsTheLogoUnlessAConnectedDeviceGaveOne)
+{
+    QImage red(8, 8, QImage::Format_RGB32);
+    red.fill(Qt::red);
+    manager->setDisplayImage(red);
+    EXPECT_EQ(manager->displayImage().pixelColor(1, 1), QColor(Qt::red));
+    device.unplug();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !device.device() || !device.device()->isConnected(); }, 5000));
+    manager->updateDevice(KDDevicePtr());
+    const QImage logo = manager->displayImage();
+    EXPECT_FALSE(logo.isNull());
+    EXPECT_NE(logo.pixelColor(1, 1), QColor(Qt::red));
+}
+
+TEST_F(ManagerFixture, PreliminaryRunGathersWithoutTouchingTheDevice)
+{
+    manager->gatherPrelimiaryInfo();
+    ASSERT_TRUE(delegate.waitForFinish());
+    EXPECT_EQ(delegate.events, QStringList({"beginPrelim", "finishPrelim"}));
+    EXPECT_EQ(commandNames(), QStringList({"EndSync", "GetFiles"}));
+    EXPECT_EQ(manager->status(), 0);
+    EXPECT_FALSE(manager->isJustGatheringPreliminaryInfo());
+    // Steps 1 to 7 ran in order (the failed open and file list are collected, not fatal).
+    EXPECT_EQ(delegate.statuses, QList<qint32>({1, 2, 3, 4, 5, 6, 7, 0}));
+    EXPECT_EQ(manager->errors().size(), 2);
+}
+
+TEST_F(ManagerFixture, FullSyncRunsEveryStepCollectsErrorsAndKeepsTheLastSyncDate)
+{
+    const QDateTime before(QDate(2025, 1, 1), QTime(12, 0));
+    manager->setLastSyncDate(before);
+    manager->startSync();
+    ASSERT_TRUE(delegate.waitForFinish());
+    EXPECT_EQ(delegate.events, QStringList({"beginSync", "finishSync"}));
+    EXPECT_FALSE(delegate.wasCancelledAtFinish);
+    EXPECT_EQ(commandNames(), QStringList({"EndSync", "GetFiles", "BeginSync", "SetSyncImage", "GetMeasurements",
+                                            "GetFiles", "GetFiles", "SetClock", "EndSync"}));
+    QList<qint32> everyStep;
+    for (qint32 s = 1; s <= 28; ++s)
+        everyStep << s;
+    EXPECT_EQ(delegate.statuses, everyStep + QList<qint32>{0});
+    // Step 21 without a reboot keeps the message of step 20.
+    EXPECT_TRUE(delegate.messages.contains("Updating device..."));
+    EXPECT_FALSE(delegate.messages.contains("Waiting for device..."));
+    EXPECT_EQ(manager->status(), 0);
+    EXPECT_TRUE(manager->statusMessage().isNull());
+    ASSERT_EQ(manager->errors().size(), 2); // the unreachable service: open and file list
+    EXPECT_EQ(manager->lastSyncDate(), before);
+
+    const QVariantMap clock = device.receivedCommands().at(7).arguments;
+    const QDateTime now = QDateTime::currentDateTime();
+    EXPECT_EQ(clock.value("Year").toString(), QString::number(now.date().year()));
+    EXPECT_EQ(clock.value("Month").toString(), QString::number(now.date().month())); // no leading zero
+    EXPECT_EQ(device.receivedCommands().at(3).data.left(2), "BM");                   // the sync image is a BMP
+}
+
+TEST_F(ManagerFixture, ACancelCodeStopsTheSyncAtTheNextStepBoundary)
+{
+    device.setReply("GetMeasurements", KDScriptedDevice::Reply{VLError("Device", -1024, "cancelled on device")});
+    manager->startSync();
+    ASSERT_TRUE(delegate.waitForFinish());
+    EXPECT_EQ(delegate.events, QStringList({"beginSync", "finishSync"}));
+    EXPECT_TRUE(delegate.wasCancelledAtFinish);
+    EXPECT_FALSE(manager->wasCancelled());
+    EXPECT_EQ(delegate.statusAtFinish, 0);
+    EXPECT_FALSE(commandNames().contains("SetClock"));
+    EXPECT_EQ(manager->errors().last().code(), -1024);
+    EXPECT_FALSE(manager->isCancellingSync());
+}
+
+TEST_F(ManagerFixture, LosingTheDeviceMidSyncEndsTheRunExactlyOnce)
+{
+    KDScriptedDevice::Reply slow;
+    slow.delay = 200;
+    device.setReply("GetMeasurements", slow);
+    QObject::connect(&device, &KDScriptedDevice::commandReceived, manager, [&](const QString &name) {
+        if (name == "GetMeasurements")
+            manager->deviceBecameUnavailable();
+    });
+    manager->startSync();
+    ASSERT_TRUE(delegate.waitForFinish());
+    QTest::qWait(400); // the late answer must not finish the run again
+    EXPECT_EQ(delegate.events.count("finishSync"), 1);
+    EXPECT_TRUE(delegate.wasCancelledAtFinish);
+    EXPECT_EQ(manager->status(), 0);
+    EXPECT_EQ(manager->syncSession(), nullptr);
+    EXPECT_FALSE(manager->hasErrorList());
+    manager->deviceBecameAvailable(); // the fixture's teardown expects a present device
+}
+
+TEST_F(ManagerFixture, ACancelDuringThePreliminaryRunEndsItAsAPreliminaryRun)
+{
+    QObject::connect(&device, &KDScriptedDevice::commandReceived, [&](const QString &name) {
+        if (name == "GetFiles")
+            manager->setIsCancellingSync(true);
+    });
+    manager->gatherPrelimiaryInfo();
+    ASSERT_TRUE(delegate.waitForFinish());
+    EXPECT_EQ(delegate.events, QStringList({"beginPrelim", "finishPrelim"}));
+    EXPECT_TRUE(delegate.wasCancelledAtFinish);
+}
+
+TEST_F(ManagerFixture, StatusAndMessageAnnounceChangesByIdentity)
+{
+    int posted = 0;
+    QObject context;
+    VLNotificationCenter::defaultCenter()->addObserver(VLSyncManagerSyncStatusChangedNotification, manager, &context,
+                                                       [&](const VLNotification &) { ++posted; });
+    manager->setStatus(5);
+    manager->setStatus(5);
+    EXPECT_EQ(posted, 1);
+    const QString message = QStringLiteral("Working...");
+    manager->setStatusMessage(message);
+    manager->setStatusMessage(message);
+    EXPECT_EQ(posted, 2);
+    manager->setStatusMessage(QString::fromLatin1("Working..."));  // equal text, another string
+    EXPECT_EQ(posted, 3);
+    manager->setIsCancellingSync(true);
+    manager->setStatusMessage("anything");
+    EXPECT_EQ(manager->statusMessage(), "Cancelling sync...");
+    manager->setIsCancellingSync(false);
+
+    // An unknown step stops the machine where it is.
+    manager->setStatus(40);
+    manager->runCurrentStep();
+    EXPECT_EQ(manager->status(), 40);
+    manager->setStatus(0);
+}
+
+TEST_F(ManagerFixture, ServiceCallbacksInTheWrongStepAreIgnored)
+{
+    manager->setStatus(5);
+    manager->syncSessionDidReceiveAllFiles(nullptr, {VLSyncFileInfo::initWithDictionary({{"FileID", "X"}})});
+    EXPECT_EQ(manager->status(), 5);
+    EXPECT_TRUE(manager->syncInfo()->webServiceFiles().isEmpty());
+    manager->setStatus(0);
+}
+
+TEST_F(ManagerFixture, NoNetworkResetsToIdleWithoutAFinish)
+{
+    vlSetSyncProductionURLOverride(QStringLiteral("http://no-such-host.invalid/sync"));
+    manager->startSync();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return delegate.events.contains("networkConnectionError"); }, 30000));
+    EXPECT_FALSE(delegate.events.contains("finishSync"));
+    EXPECT_EQ(manager->status(), 0);
+    EXPECT_TRUE(manager->errors().isEmpty());
+}
+
+TEST_F(ManagerFixture, LocalInventoryTakesOnlyCompletePackages)
+{
+    const QString fandecks = data.path() + "/Fandecks/";
+    const QString files = data.path() + "/Files/";
+    auto package = [](const QString &folder, const QString &payload, const QString &id, const QString &type) {
+        QDir().mkpath(folder);
+        VLSyncFileInfo::initWithDictionary({{"FileID", id}, {"FileType", type}, {"VersionString", "1.0"}})
+            ->writeToFilename(folder + "/info.plist");
+        if (!payload.isEmpty()) {
+            QFile file(folder + "/" + payload);
+            file.open(QIODevice::WriteOnly);
+        }
+    };
+    package(fandecks + "A", "payload.cxf", "A", "Fandeck");
+    package(fandecks + "NoPayload", "", "B", "Fandeck");
+    package(fandecks + "WrongName", "payload", "C", "Fandeck");
+    package(files + "FW", "payload", "FW", "Firmware");
+    package(files + "NoPayload", "", "X", "Firmware");
+
+    manager->gatherPrelimiaryInfo();
+    ASSERT_TRUE(delegate.waitForFinish());
+    QStringList ids;
+    for (const auto &f : manager->syncInfo()->localFiles())
+        ids << f->fileID();
+    EXPECT_EQ(ids, QStringList({"A", "FW"}));
+}

@@ -1,0 +1,59 @@
+#pragma once
+
+#include "VLNotificationCenter.h"
+#include "VLSyncManager.h"
+
+#include <QStringList>
+#include <QTest>
+
+// Records what a sync manager tells its delegate, with the manager's state at each call.
+class RecordingSyncDelegate : public VLSyncManagerDelegate
+{
+public:
+    void syncManagerChangedImage(VLSyncManager *, const QImage &image) override
+    {
+        events << "changedImage";
+        lastImage = image;
+    }
+    void syncManagerDidBeginSync(VLSyncManager *) override { events << "beginSync"; }
+    void syncManagerDidFinishSync(VLSyncManager *manager) override
+    {
+        events << "finishSync";
+        wasCancelledAtFinish = manager->wasCancelled();
+        statusAtFinish = manager->status();
+    }
+    void networkConnectionError() override { events << "networkConnectionError"; }
+    // Status and message changes both arrive here; a status is recorded when it differs from the last.
+    void syncManagerStatusDidChange(VLSyncManager *manager) override
+    {
+        if (statuses.isEmpty() || statuses.last() != manager->status())
+            statuses << manager->status();
+        messages << manager->statusMessage();
+    }
+    void syncManagerSyncDidFailWithError(VLSyncManager *, const VLError &) override { events << "failWithError"; }
+    void syncManagerDidBeginPreliminaryInfoGathering(VLSyncManager *) override { events << "beginPrelim"; }
+    void syncManagerDidFinishPreliminaryInfoGathering(VLSyncManager *manager) override
+    {
+        events << "finishPrelim";
+        wasCancelledAtFinish = manager->wasCancelled();
+    }
+    void syncManagerDownloadingDidBegin(VLSyncManager *) override { ++downloadsBegun; }
+    void syncManagerDownloadingDidFinish(VLSyncManager *) override { ++downloadsFinished; }
+    void syncManagerDownloadDidUpdateAmount(VLSyncManager *, double amount) override { lastAmount = amount; }
+
+    bool finished() const { return events.contains("finishSync") || events.contains("finishPrelim"); }
+    bool waitForFinish(int milliseconds = 60000)
+    {
+        return QTest::qWaitFor([this] { return finished(); }, milliseconds);
+    }
+
+    QStringList events;
+    QList<qint32> statuses;
+    QStringList messages;
+    QImage lastImage;
+    bool wasCancelledAtFinish = false;
+    qint32 statusAtFinish = -1;
+    int downloadsBegun = 0;
+    int downloadsFinished = 0;
+    double lastAmount = 0;
+};
