@@ -4,6 +4,7 @@
 #include "VLFilteringSelectionModel.h"
 #include "VLNotificationCenter.h"
 #include "VLSyncInfo.h"
+#include "VLSyncManager.h"
 #include "VLSyncWindow.h"
 #include "ui_DebugWindowController.h"
 
@@ -95,9 +96,10 @@ VLDebugWindowController::VLDebugWindowController(QObject *parent)
 
 VLDebugWindowController::~VLDebugWindowController() = default;
 
-void VLDebugWindowController::setSyncInfo(VLSyncInfo *syncInfo)
+void VLDebugWindowController::setSyncManager(VLSyncManager *syncManager)
 {
-    m_syncInfo = syncInfo;
+    if (m_syncManager != syncManager)
+        m_syncManager = syncManager;
     filesChanged();
 }
 
@@ -124,9 +126,10 @@ void VLDebugWindowController::filesChanged()
 
 void VLDebugWindowController::recreateBasics()
 {
-    m_webServiceFiles = m_syncInfo ? m_syncInfo->webServiceFiles() : VLSyncFileList();
-    m_deviceFiles = m_syncInfo ? m_syncInfo->deviceFiles() : VLSyncFileList();
-    m_localFiles = m_syncInfo ? m_syncInfo->localFiles() : VLSyncFileList();
+    const VLSyncInfo *info = m_syncManager ? m_syncManager->syncInfo() : nullptr;
+    m_webServiceFiles = info ? info->webServiceFiles() : VLSyncFileList();
+    m_deviceFiles = info ? info->deviceFiles() : VLSyncFileList();
+    m_localFiles = info ? info->localFiles() : VLSyncFileList();
     m_fileInfoRows.clear();
     m_sourceTableRowTitles.clear();
     addGroup(QCoreApplication::translate("VLDebugWindowController", "WebService Files"), m_webServiceFiles);

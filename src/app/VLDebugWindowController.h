@@ -1,7 +1,7 @@
 #pragma once
 
 #include "VLSyncFileInfo.h"
-#include "VLSyncInfo.h"
+#include "VLSyncManager.h"
 
 #include <QAbstractTableModel>
 #include <QList>
@@ -50,9 +50,10 @@ public:
     explicit VLDebugWindowController(QObject *parent = nullptr);
     ~VLDebugWindowController() override;
 
-    // The inventory shown; rebuilt from it whenever its fandecks change.
-    void setSyncInfo(VLSyncInfo *syncInfo);
-    VLSyncInfo *syncInfo() const { return m_syncInfo; }
+    // The manager whose inventory is shown; the rows are rebuilt on every call and whenever the
+    // inventory's fandecks change.
+    void setSyncManager(VLSyncManager *syncManager);
+    VLSyncManager *syncManager() const { return m_syncManager; }
 
     void showWindow();
     void windowDidLoad();
@@ -100,6 +101,6 @@ private:
     VLSyncFileInfoPtr m_selectedInfo;
     QStringList m_selectedKeys;
     QVariantList m_selectedValues;
-    QPointer<VLSyncInfo> m_syncInfo;
+    QPointer<VLSyncManager> m_syncManager;
     QMetaObject::Connection m_fandecksObserver;
 };

@@ -1,13 +1,19 @@
 #include "VelmoraSyncPreferencesWindowController.h"
 
+#include "KDDeviceObserver.h"
 #include "TSLogger.h"
+#include "VLApplicationInfo.h"
 #include "VLBundleResources.h"
 #include "VLFilteringSelectionModel.h"
+#include "VLNotificationCenter.h"
+#include "VLSyncInfo.h"
+#include "VLSyncManager.h"
 #include "VLSyncWindow.h"
 #include "ui_VelmoraSyncPreferencesWindowController.h"
 
 #include <QCoreApplication>
 #include <QDesktopServices>
+#include <QGuiApplication>
 #include <QDialog>
 #include <QEvent>
 #include <QHeaderView>
@@ -56,9 +62,22 @@ VelmoraSyncPreferencesWindowController::VelmoraSyncPreferencesWindowController(Q
 {
     m_ui->setupUi(m_window.get());
     setUpFandeckTable();
+    bindControls();
+    windowDidLoad();
+}
+
+void VelmoraSyncPreferencesWindowController::bindControls()
+{
     connect(m_ui->helpButton, &QPushButton::clicked, this, &VelmoraSyncPreferencesWindowController::showHelp);
     connect(m_ui->debugButton, &QPushButton::clicked, this, &VelmoraSyncPreferencesWindowController::debugAction);
-    windowDidLoad();
+    connect(m_ui->autoSyncCheckBoxButton, &QCheckBox::clicked, this,
+            &VelmoraSyncPreferencesWindowController::autoSyncButtonPressed);
+    connect(m_ui->syncSelectedOnlyCheckboxButton, &QCheckBox::clicked, this,
+            &VelmoraSyncPreferencesWindowController::syncSelectedOnlyButtonPressed);
+    connect(m_ui->syncNowButton, &QPushButton::clicked, this, &VelmoraSyncPreferencesWindowController::syncNowPressed);
+    // The fandeck table follows the inventory's fandeck changes.
+    m_fandecksObserver = VLNotificationCenter::defaultCenter()->addObserver(
+        VLSyncInfoFandecksDidChangeNotification, nullptr, this, [this](const VLNotification &) { fandecksChanged(); });
 }
 
 VelmoraSyncPreferencesWindowController::~VelmoraSyncPreferencesWindowController() = default;
@@ -84,13 +103,162 @@ void VelmoraSyncPreferencesWindowController::showWindow()
 
 void VelmoraSyncPreferencesWindowController::windowDidLoad()
 {
-    const QString name = QCoreApplication::applicationName();
-    m_ui->versionField->setText(
-        vlPreferencesVersionText(name, QCoreApplication::applicationVersion(), QCoreApplication::applicationVersion()));
+    m_ui->versionField->setText(vlPreferencesVersionText(vlApplicationInfoValue(QStringLiteral("CFBundleName")).toString(),
+                                                         vlApplicationInfoValue(QStringLiteral("CFBundleShortVersionString")).toString(),
+                                                         vlApplicationInfoValue(QStringLiteral("CFBundleVersion")).toString()));
     m_ui->chipIDLabel->hide();
     m_ui->chipdIDField->hide();
     m_ui->debugButton->hide();
-    m_ui->imageView->setPixmap(QPixmap(QStringLiteral(":/app/TINTERA_logo.png")));
+    updateInfoSectionWithDevice(m_syncManager ? m_syncManager->device() : KDDevicePtr());
+}
+
+void VelmoraSyncPreferencesWindowController::setSyncManager(VLSyncManager *syncManager)
+{
+    if (m_syncManager || m_deviceObserver) {
+        m_deviceObserver.reset();
+        VLNotificationCenter::defaultCenter()->removeObserver(m_statusObserver);
+        disconnect(m_valueObserver);
+    }
+    m_syncManager = syncManager;
+    m_fandeckModel->setChoices(syncManager ? this : nullptr);
+    if (syncManager) {
+        m_deviceObserver = KDDeviceObserver::initWithDeviceName(QStringLiteral("Velmora"));
+        const QPointer<VelmoraSyncPreferencesWindowController> weakSelf(this);
+        m_deviceObserver->setDeviceArrivalBlock([weakSelf](const KDDevicePtr &device) {
+            if (weakSelf)
+                weakSelf->_deviceDidBecomeAvailable(device);
+        });
+        m_deviceObserver->setDeviceUpdateBlock([weakSelf](const KDDevicePtr &device) {
+            if (weakSelf)
+                weakSelf->_deviceStatusDidChange(device);
+        });
+        m_deviceObserver->setDeviceRemovalBlock([weakSelf](const KDDevicePtr &device) {
+            if (weakSelf)
+                weakSelf->_deviceDidBecomeUnavailable(device);
+        });
+        m_statusObserver = VLNotificationCenter::defaultCenter()->addObserver(
+            VLSyncManagerSyncStatusChangedNotification, syncManager, this,
+            [this](const VLNotification &) { syncStatusChanged(); });
+        m_valueObserver = connect(syncManager, &VLObservable::valueDidChange, this,
+                                  &VelmoraSyncPreferencesWindowController::observedValueDidChange);
+    }
+    updateInfoSectionWithDevice(syncManager ? syncManager->device() : KDDevicePtr());
+}
+
+void VelmoraSyncPreferencesWindowController::updateInfoSectionWithDevice(const KDDevicePtr &device)
+{
+    VLPreferencesDevice shown;
+    shown.live = device && device->isAvailable() && device->isConnected();
+    if (shown.live) {
+        shown.serialNumber = device->serialNumber();
+        shown.chipId = device->attributeForKey(QStringLiteral("ChipId"));
+        shown.firmware = device->attributeForKey(QStringLiteral("Firmware"));
+        shown.freeDiskSpace = device->attributeForKey(QStringLiteral("FreeDiskSpace"));
+    }
+    VLPreferencesSyncState state;
+    if (m_syncManager) {
+        const KDDevicePtr own = m_syncManager->device();
+        state.isInSync = m_syncManager->isInSync();
+        state.isJustGatheringPreliminaryInfo = m_syncManager->isJustGatheringPreliminaryInfo();
+        state.statusMessage = m_syncManager->statusMessage();
+        state.managerDeviceLive = own && own->isAvailable() && own->isConnected();
+        state.lastSyncDateString = m_syncManager->lastSyncDateString();
+        state.autoSyncOnDeviceConnection = m_syncManager->autoSyncOnDeviceConnection();
+        state.syncSelectedFandecksOnly = m_syncManager->syncSelectedFandecksOnly();
+    }
+    showInfoTexts(vlPreferencesInfoTexts(shown, state));
+
+    QImage image = m_syncManager ? m_syncManager->displayImage() : QImage();
+    if (image.isNull())
+        image = QImage(QStringLiteral(":/app/TINTERA_logo.png"));
+    m_ui->imageView->setPixmap(QPixmap::fromImage(image).scaled(m_ui->imageView->size(), Qt::KeepAspectRatio,
+                                                                Qt::SmoothTransformation));
+    observedValueDidChange(QString());
+    fandecksChanged();
+}
+
+void VelmoraSyncPreferencesWindowController::fandecksChanged()
+{
+    VLSyncInfo *info = m_syncManager ? m_syncManager->syncInfo() : nullptr;
+    m_fandeckModel->setFandecks(info ? info->allUniqueFandecks() : VLSyncFileList());
+}
+
+void VelmoraSyncPreferencesWindowController::syncStatusChanged()
+{
+    updateInfoSectionWithDevice(m_syncManager ? m_syncManager->device() : KDDevicePtr());
+}
+
+void VelmoraSyncPreferencesWindowController::_deviceDidBecomeAvailable(const KDDevicePtr &device)
+{
+    updateInfoSectionWithDevice(device);
+}
+
+void VelmoraSyncPreferencesWindowController::_deviceStatusDidChange(const KDDevicePtr &device)
+{
+    updateInfoSectionWithDevice(device);
+}
+
+void VelmoraSyncPreferencesWindowController::_deviceDidBecomeUnavailable(const KDDevicePtr &)
+{
+    updateInfoSectionWithDevice(KDDevicePtr());
+}
+
+void VelmoraSyncPreferencesWindowController::observedValueDidChange(const QString &key)
+{
+    // What the window binds to: the settings can change, and a sync can start, only when the
+    // manager says so; the boxes show the stored settings.
+    const bool canChange = m_syncManager && m_syncManager->canChangeDefaults();
+    m_ui->autoSyncCheckBoxButton->setEnabled(canChange);
+    m_ui->syncSelectedOnlyCheckboxButton->setEnabled(canChange);
+    m_ui->syncNowButton->setEnabled(m_syncManager && m_syncManager->canStartSync());
+    m_ui->exportButton->setEnabled(m_syncManager && m_syncManager->canStartSync());
+    if (m_syncManager && (key.isEmpty() || key == QLatin1String("autoSyncOnDeviceConnection")))
+        m_ui->autoSyncCheckBoxButton->setChecked(m_syncManager->autoSyncOnDeviceConnection());
+    if (m_syncManager && (key.isEmpty() || key == QLatin1String("syncSelectedFandecksOnly")))
+        m_ui->syncSelectedOnlyCheckboxButton->setChecked(m_syncManager->syncSelectedFandecksOnly());
+    if (key == QLatin1String("isInSync") || key == QLatin1String("syncSelectedFandecksOnly"))
+        m_fandeckModel->reload();
+}
+
+void VelmoraSyncPreferencesWindowController::autoSyncButtonPressed()
+{
+    if (m_syncManager)
+        m_syncManager->setAutoSyncOnDeviceConnection(m_ui->autoSyncCheckBoxButton->checkState() == Qt::Checked);
+}
+
+void VelmoraSyncPreferencesWindowController::syncSelectedOnlyButtonPressed()
+{
+    if (m_syncManager)
+        m_syncManager->setSyncSelectedFandecksOnly(m_ui->syncSelectedOnlyCheckboxButton->checkState() == Qt::Checked);
+    m_fandeckModel->reload();
+}
+
+void VelmoraSyncPreferencesWindowController::syncNowPressed()
+{
+    // No test here: the manager refuses a sync that cannot start.
+    if (m_syncManager)
+        m_syncManager->startSync();
+}
+
+bool VelmoraSyncPreferencesWindowController::userWantsSyncForFandeckWithID(const QString &fandeckID)
+{
+    return m_syncManager && m_syncManager->userWantsSyncForFandeckWithID(fandeckID);
+}
+
+void VelmoraSyncPreferencesWindowController::setUserWantsSyncForFandeckWithID(bool wanted, const QString &fandeckID)
+{
+    if (m_syncManager)
+        m_syncManager->setUserWantsSyncForFandeckWithID(wanted, fandeckID);
+}
+
+bool VelmoraSyncPreferencesWindowController::syncSelectedFandecksOnly() const
+{
+    return m_syncManager && m_syncManager->syncSelectedFandecksOnly();
+}
+
+bool VelmoraSyncPreferencesWindowController::isInSync() const
+{
+    return m_syncManager && m_syncManager->isInSync();
 }
 
 void VelmoraSyncPreferencesWindowController::startProgress()
@@ -142,7 +310,7 @@ void VelmoraSyncPreferencesWindowController::showHelp()
     // The platform's standard help of an application without a help book.
     emit standardHelpShown();
     auto *box = new QMessageBox(QMessageBox::Information, tr("Help"),
-                                tr("Help isn't available for %1.").arg(QCoreApplication::applicationName()),
+                                tr("Help isn't available for %1.").arg(QGuiApplication::applicationDisplayName()),
                                 QMessageBox::Ok, m_window.get());
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->open();

@@ -1,7 +1,9 @@
 #pragma once
 
+#include "KDDevice.h"
 #include "VLFandeckTableModel.h"
 #include "VLPreferencesInfo.h"
+#include "VLSyncManager.h"
 
 #include <QDialog>
 #include <QObject>
@@ -10,6 +12,7 @@
 
 #include <memory>
 
+class KDDeviceObserver;
 class QCheckBox;
 class QFileDialog;
 class QLabel;
@@ -24,7 +27,7 @@ class VelmoraSyncPreferencesWindowController;
 // The application's main window: the connected device, the sync status or the last sync, the two
 // sync settings, the fandeck table, Sync Now, Export, Help and download progress. Loaded from the
 // interface definition "VelmoraSyncPreferencesWindowController".
-class VelmoraSyncPreferencesWindowController : public QObject
+class VelmoraSyncPreferencesWindowController : public QObject, private VLFandeckChoices
 {
     Q_OBJECT
 public:
@@ -33,6 +36,25 @@ public:
 
     void showWindow();
     void windowDidLoad();
+
+    // Binds the window to a manager (or to none): its device observer, its status notification
+    // and its observable keys.
+    void setSyncManager(VLSyncManager *syncManager);
+    VLSyncManager *syncManager() const { return m_syncManager; }
+    KDDeviceObserver *deviceObserver() const { return m_deviceObserver.data(); }
+
+    // Refreshes every field from the device (none: "--") and the manager.
+    void updateInfoSectionWithDevice(const KDDevicePtr &device);
+    void fandecksChanged();
+    void syncStatusChanged();
+    void _deviceDidBecomeAvailable(const KDDevicePtr &device);
+    void _deviceStatusDidChange(const KDDevicePtr &device);
+    void _deviceDidBecomeUnavailable(const KDDevicePtr &device);
+
+    // Controls.
+    void autoSyncButtonPressed();
+    void syncSelectedOnlyButtonPressed();
+    void syncNowPressed();
 
     // Download progress.
     void startProgress();
@@ -63,6 +85,15 @@ signals:
 
 private:
     void setUpFandeckTable();
+    void bindControls();
+    // Enabled states that follow the manager's observable keys.
+    void observedValueDidChange(const QString &key);
+
+    // VLFandeckChoices, answered by the sync manager.
+    bool userWantsSyncForFandeckWithID(const QString &fandeckID) override;
+    void setUserWantsSyncForFandeckWithID(bool wanted, const QString &fandeckID) override;
+    bool syncSelectedFandecksOnly() const override;
+    bool isInSync() const override;
 
     std::unique_ptr<VLSyncWindow> m_window;
     std::unique_ptr<Ui::VelmoraSyncPreferencesWindowController> m_ui;
@@ -70,4 +101,9 @@ private:
     QPointer<QDialog> m_debugWindow;
     QPointer<QPlainTextEdit> m_debugTextView;
     int m_pressedColumn = -1;
+    QPointer<VLSyncManager> m_syncManager;
+    QSharedPointer<KDDeviceObserver> m_deviceObserver;
+    QMetaObject::Connection m_statusObserver;
+    QMetaObject::Connection m_valueObserver;
+    QMetaObject::Connection m_fandecksObserver;
 };

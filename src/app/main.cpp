@@ -1,23 +1,21 @@
+#include "TSLogger.h"
 #include "VLApplication.h"
-#include "VLProgressStatusItem.h"
 #include "VLSingleInstance.h"
-#include "VLStatusMenu.h"
-#include "VLSystemStatusItem.h"
 #include "VLURLScheme.h"
-#include "VelmoraSyncPreferencesWindowController.h"
+#include "VelmoraSyncAppDelegate.h"
 
-#include <QAction>
-#include <QMenu>
+#include <QTimer>
 
 #include <cstdio>
 
 int main(int argc, char **argv)
 {
     VLApplication app(argc, argv);
-    VLApplication::setApplicationName(QStringLiteral("TINTERA Sync"));
+    VLApplication::setApplicationName(QStringLiteral("VelmoraSync"));
+    VLApplication::setApplicationDisplayName(QStringLiteral("TINTERA Sync"));
     VLApplication::setOrganizationName(QStringLiteral("Kalvex"));
-    VLApplication::setQuitOnLastWindowClosed(false);
 
+    // URLs arrive as arguments (the desktop entry's %u); a second launch hands them to the first.
     QStringList urls;
     for (const QString &argument : app.arguments().mid(1)) {
         if (!vlURLSchemeAsWritten(argument).isEmpty())
@@ -28,20 +26,20 @@ int main(int argc, char **argv)
     case VLSingleInstance::Role::Secondary:
         return 0;
     case VLSingleInstance::Role::Failed:
+        // Run anyway: a second launch will then start a second instance, which is still usable.
         std::fprintf(stderr, "VelmoraSync: %s\n", qPrintable(instance.errorString()));
         break;
     case VLSingleInstance::Role::Primary:
         break;
     }
 
-    QMenu *menu = vlCreateStatusMenu(&app);
-    auto statusItem = vlCreateSystemStatusItem(QStringLiteral("TINTERA Sync"));
-    VLProgressStatusItem progress(statusItem);
-    statusItem->setMenu(menu);
-    VelmoraSyncPreferencesWindowController preferences;
-    QObject::connect(vlMenuItemWithAction(menu, VLStatusMenuAction::RunPreferencesPanel), &QAction::triggered,
-                     &preferences, &VelmoraSyncPreferencesWindowController::showWindow);
-    QObject::connect(vlMenuItemWithAction(menu, VLStatusMenuAction::Terminate), &QAction::triggered, &app,
-                     &QCoreApplication::quit);
+    VelmoraSyncAppDelegate delegate;
+    delegate.applicationDidFinishLaunching();
+    QObject::connect(&instance, &VLSingleInstance::messageReceived, &delegate,
+                     &VelmoraSyncAppDelegate::handleGetURLEvent);
+    QTimer::singleShot(0, &delegate, [&delegate, urls] {
+        for (const QString &url : urls)
+            delegate.handleGetURLEvent(url);
+    });
     return app.exec();
 }

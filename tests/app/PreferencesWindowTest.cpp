@@ -1,3 +1,4 @@
+#include "AppTestSupport.h"
 #include "TSLogger.h"
 #include "VLFandeckTableModel.h"
 #include "VLPreferencesInfo.h"
@@ -223,6 +224,104 @@ TEST(PreferencesWindow, HelpOpensTheDocumentOrFallsBackToStandardHelp)
         EXPECT_EQ(opened.urls.first(), QUrl::fromLocalFile(path));
         EXPECT_EQ(fallback.size(), 0);
     }
+}
+
+
+namespace {
+
+QString fieldText(const VelmoraSyncPreferencesWindowController &controller, QLabel *Ui::VelmoraSyncPreferencesWindowController::*field)
+{
+    return (controller.ui()->*field)->text();
+}
+
+} // namespace
+
+TEST(PreferencesWindowWithManager, DeviceFieldsAndStatus)
+{
+    AttachedManager attached;
+    VelmoraSyncPreferencesWindowController controller;
+    controller.setSyncManager(attached.manager);
+    using U = Ui::VelmoraSyncPreferencesWindowController;
+    EXPECT_EQ(fieldText(controller, &U::serialNumberTextField), attached.device.device()->serialNumber());
+    EXPECT_EQ(fieldText(controller, &U::firmwareTextField), QStringLiteral("2.1.0"));
+    EXPECT_EQ(fieldText(controller, &U::chipdIDField), QStringLiteral("CHIP-1"));
+    EXPECT_EQ(fieldText(controller, &U::storageTextField), QStringLiteral("5 Mb Available"));
+    EXPECT_EQ(fieldText(controller, &U::statusTextField), QStringLiteral("Last Sync: Never"));
+    EXPECT_FALSE(controller.ui()->imageView->pixmap().isNull());
+    EXPECT_TRUE(controller.ui()->syncNowButton->isEnabled());
+
+    // A sync's status message, through the manager's status notification.
+    attached.manager->setStatus(VLSyncManagerStatusGettingDeviceMeasurements);
+    attached.manager->setStatusMessage(QStringLiteral("Reading measurements..."));
+    EXPECT_EQ(fieldText(controller, &U::statusTextField), QStringLiteral("Status: Reading measurements..."));
+    EXPECT_FALSE(controller.ui()->syncNowButton->isEnabled());
+    EXPECT_FALSE(controller.ui()->autoSyncCheckBoxButton->isEnabled());
+    attached.manager->setStatus(VLSyncManagerStatusIdle);
+    EXPECT_EQ(fieldText(controller, &U::statusTextField), QStringLiteral("Last Sync: Never"));
+
+    // The device goes away: every device field reads "--".
+    attached.manager->updateDevice(KDDevicePtr());
+    attached.manager->deviceBecameUnavailable();
+    controller.updateInfoSectionWithDevice(KDDevicePtr());
+    EXPECT_EQ(fieldText(controller, &U::serialNumberTextField), QStringLiteral("--"));
+    EXPECT_EQ(fieldText(controller, &U::firmwareTextField), QStringLiteral("--"));
+    EXPECT_EQ(fieldText(controller, &U::storageTextField), QStringLiteral("--"));
+    EXPECT_EQ(fieldText(controller, &U::statusTextField), QStringLiteral("Status: No device connected"));
+    controller.setSyncManager(nullptr);
+}
+
+TEST(PreferencesWindowWithManager, StorageRoundsToTheNearestMebibyte)
+{
+    AttachedManager attached(deviceAttributes(QStringLiteral("1700000")));
+    VelmoraSyncPreferencesWindowController controller;
+    controller.setSyncManager(attached.manager);
+    EXPECT_EQ(controller.ui()->storageTextField->text(), QStringLiteral("2 Mb Available"));
+    controller.setSyncManager(nullptr);
+}
+
+TEST(PreferencesWindowWithManager, SettingsAndFandeckChoicesGoToTheManager)
+{
+    AttachedManager attached;
+    attached.manager->syncInfo()->setLocalFiles({fandeck("F2", "Beta"), fandeck("F1", "Alpha")});
+    VelmoraSyncPreferencesWindowController controller;
+    controller.setSyncManager(attached.manager);
+    controller.showWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(controller.window()));
+    VLFandeckTableModel *model = controller.fandeckModel();
+    ASSERT_EQ(model->rowCount(), 2);
+    EXPECT_EQ(model->data(model->index(0, 1), Qt::DisplayRole).toString(), QStringLiteral("Alpha"));
+    const auto boxEnabled = [&](int row) { return bool(model->flags(model->index(row, 0)) & Qt::ItemIsEnabled); };
+
+    // Selected-only is off: the boxes are disabled. Turning it on enables them.
+    EXPECT_FALSE(controller.ui()->syncSelectedOnlyCheckboxButton->isChecked());
+    EXPECT_FALSE(boxEnabled(0));
+    controller.ui()->syncSelectedOnlyCheckboxButton->click();
+    EXPECT_TRUE(attached.manager->syncSelectedFandecksOnly());
+    EXPECT_TRUE(boxEnabled(0));
+    EXPECT_EQ(model->data(model->index(0, 1), Qt::ForegroundRole).value<QColor>(), QColor(Qt::black));
+
+    // Ticking a box is the manager's "user wants sync" for that fandeck.
+    EXPECT_TRUE(model->setData(model->index(1, 0), Qt::Checked, Qt::CheckStateRole));
+    EXPECT_TRUE(attached.manager->userWantsSyncForFandeckWithID(QStringLiteral("F2")));
+    EXPECT_FALSE(attached.manager->userWantsSyncForFandeckWithID(QStringLiteral("F1")));
+
+    // During a sync the boxes are disabled again.
+    attached.manager->setStatus(VLSyncManagerStatusGettingDeviceMeasurements);
+    EXPECT_FALSE(boxEnabled(1));
+    attached.manager->setStatus(VLSyncManagerStatusIdle);
+    EXPECT_TRUE(boxEnabled(1));
+
+    controller.ui()->autoSyncCheckBoxButton->click();
+    EXPECT_TRUE(attached.manager->autoSyncOnDeviceConnection());
+    controller.ui()->autoSyncCheckBoxButton->click();
+    EXPECT_FALSE(attached.manager->autoSyncOnDeviceConnection());
+
+    // New fandecks in the inventory show up.
+    attached.manager->syncInfo()->setDeviceFiles({fandeck("F0", "Aardvark")});
+    ASSERT_EQ(model->rowCount(), 3);
+    EXPECT_EQ(model->data(model->index(0, 1), Qt::DisplayRole).toString(), QStringLiteral("Aardvark"));
+    controller.window()->close();
+    controller.setSyncManager(nullptr);
 }
 
 #include "PreferencesWindowTest.moc"

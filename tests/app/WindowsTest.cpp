@@ -1,9 +1,14 @@
+#include "AppTestSupport.h"
+#include "RecordingAlerts.h"
 #include "VLDebugWindowController.h"
 #include "VLErrorWindowController.h"
 #include "VLSyncInfo.h"
 #include "VLSyncWindow.h"
+#include "VLUploadFileWindowController.h"
+#include "ui_UploadFileWindowController.h"
 
 #include <QDialog>
+#include <QFile>
 #include <QSignalSpy>
 #include <QTableView>
 #include <QTest>
@@ -72,10 +77,11 @@ TEST(DebugWindow, GroupsFromTheInventoryAndFollowsItsChanges)
     EXPECT_EQ(titles(controller), (QStringList{"WebService Files", "Device Files", "Local Files"}))
         << "without an inventory only the three group titles show";
 
-    VLSyncInfo info;
+    AttachedManager attached;
+    VLSyncInfo &info = *attached.manager->syncInfo();
     info.setWebServiceFiles({entry("F1", "Alpha"), entry("F2", "Beta")});
     info.setDeviceFiles({entry("F1", "Alpha on device")});
-    controller.setSyncInfo(&info);
+    controller.setSyncManager(attached.manager);
     EXPECT_EQ(titles(controller),
               (QStringList{"WebService Files", "Alpha", "Beta", "Device Files", "Alpha on device", "Local Files"}));
     EXPECT_TRUE(controller.isGroupRow(VLDebugWindowController::Table::Source, 0));
@@ -92,10 +98,11 @@ TEST(DebugWindow, GroupsFromTheInventoryAndFollowsItsChanges)
 TEST(DebugWindow, SelectingAnEntryShowsItsKeysAndGroupLinesAreRefused)
 {
     VLDebugWindowController controller;
-    VLSyncInfo info;
+    AttachedManager attached;
+    VLSyncInfo &info = *attached.manager->syncInfo();
     info.setWebServiceFiles({entry("F1", "Alpha")});
     info.setDeviceFiles({entry("D1", "Device deck")});
-    controller.setSyncInfo(&info);
+    controller.setSyncManager(attached.manager);
     controller.showWindow();
     ASSERT_TRUE(QTest::qWaitForWindowExposed(controller.window()));
 
@@ -123,4 +130,49 @@ TEST(DebugWindow, SelectingAnEntryShowsItsKeysAndGroupLinesAreRefused)
     ASSERT_TRUE(controller.selectedInfo());
     EXPECT_EQ(controller.selectedInfo()->fileID(), QStringLiteral("D1"));
     controller.window()->close();
+}
+
+TEST(UploadWindow, SendsTheFileWithItsFieldsThenRebootsWhenAsked)
+{
+    AttachedManager attached;
+    auto alerts = std::make_shared<RecordingAlerts>();
+    VLUploadFileWindowController controller(alerts);
+    controller.setSyncManager(attached.manager);
+    QFile payload(attached.data.filePath(QStringLiteral("wallpaper.bin")));
+    ASSERT_TRUE(payload.open(QIODevice::WriteOnly));
+    payload.write("picture bytes");
+    payload.close();
+
+    Ui::UploadFileWindowController *ui = controller.ui();
+    EXPECT_EQ(ui->fileTypePopUpButton->count(), 12);
+    ui->filenameField->setText(payload.fileName());
+    ui->fileTypePopUpButton->setCurrentText(QStringLiteral("WelcomeScreen"));
+    ui->fileIDField->setText(QStringLiteral("W1"));
+    ui->descriptionField->setText(QStringLiteral("Welcome"));
+    ui->versionField->setText(QStringLiteral("1.2"));
+    const QVariantMap arguments = controller.uploadArguments();
+    EXPECT_EQ(arguments, (QVariantMap{{"FileType", "WelcomeScreen"}, {"FileID", "W1"}, {"SKU", ""},
+                                      {"Description", "Welcome"}, {"VersionString", "1.2"}}));
+
+    // Reboot off: the alert follows the upload's answer, which is not examined.
+    attached.device.setReply(QStringLiteral("Upload"),
+                             KDScriptedDevice::Reply{.error = VLError(QStringLiteral("KDErrorDomain"), 9, QStringLiteral("full"))});
+    QSignalSpy ended(&controller, &VLUploadFileWindowController::uploadEnded);
+    ui->uploadButton->click();
+    ASSERT_TRUE(ended.wait(5000));
+    ASSERT_EQ(alerts->alerts.size(), 1);
+    EXPECT_EQ(alerts->alerts.at(0).title, QStringLiteral("Upload file completed"));
+    EXPECT_EQ(alerts->alerts.at(0).text, QStringLiteral("Upload file completed."));
+    const KDScriptedDevice::Received upload = attached.device.receivedCommands().last();
+    EXPECT_EQ(upload.name, QStringLiteral("Upload"));
+    EXPECT_EQ(upload.data, QByteArray("picture bytes"));
+    EXPECT_EQ(upload.arguments.value(QStringLiteral("FileID")).toString(), QStringLiteral("W1"));
+
+    // Reboot on: the alert waits for the reboot's answer.
+    ui->rebootCheckBox->setChecked(true);
+    ui->uploadButton->click();
+    ASSERT_TRUE(ended.wait(10000));
+    EXPECT_EQ(attached.device.receivedCommandNames().mid(attached.device.receivedCommandNames().size() - 2),
+              (QStringList{"Upload", "Reboot"}));
+    EXPECT_EQ(alerts->alerts.size(), 2);
 }

@@ -1,0 +1,533 @@
+#include "VelmoraSyncAppDelegate.h"
+
+#include "KDCommand.h"
+#include "KDDeviceObserver.h"
+#include "TMAnalytics.h"
+#include "TSLogger.h"
+#include "VLAlertPresenter.h"
+#include "VLApplication.h"
+#include "VLApplicationInfo.h"
+#include "VLDebugWindowController.h"
+#include "VLErrorWindowController.h"
+#include "VLLoginItem.h"
+#include "VLProgressStatusItem.h"
+#include "VLReachability.h"
+#include "VLStatusMenu.h"
+#include "VLSyncManager.h"
+#include "VLSyncWindow.h"
+#include "VLSystemStatusItem.h"
+#include "VLURLScheme.h"
+#include "VLUploadFileWindowController.h"
+#include "VLUserDefaults.h"
+#include "VelmoraSyncPreferencesWindowController.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QMenu>
+
+VelmoraSyncAppDelegate::Platform VelmoraSyncAppDelegate::systemPlatform()
+{
+    Platform platform;
+    platform.createStatusItem = [] { return vlCreateSystemStatusItem(tr("TINTERA Sync")); };
+    platform.alerts = std::make_shared<VLMessageBoxAlertPresenter>();
+    platform.syncServiceOnline = [] { return vlHostIsReachable(vlHostOfURL(vlSyncProductionURL())); };
+    return platform;
+}
+
+VelmoraSyncAppDelegate::VelmoraSyncAppDelegate(Platform platform, QObject *parent)
+    : QObject(parent)
+    , m_platform(std::move(platform))
+{
+    if (!m_platform.alerts)
+        m_platform.alerts = std::make_shared<VLMessageBoxAlertPresenter>();
+}
+
+VelmoraSyncAppDelegate::~VelmoraSyncAppDelegate()
+{
+    // Managers outlive the delegate (they are kept per serial number for the process).
+    if (m_syncManager && m_syncManager->delegate() == this)
+        m_syncManager->setDelegate(nullptr);
+    delete m_statusItemMenu;
+}
+
+void VelmoraSyncAppDelegate::applicationDidFinishLaunching()
+{
+    // First, so that crash reporting covers everything after it.
+    TMAnalytics::analytics();
+
+    VLUserDefaults *defaults = VLUserDefaults::standardUserDefaults();
+    defaults->registerDefaults({{VLLaunchAtLoginKey, true}});
+    setLaunchAtLogin(launchAtLogin());
+
+    // An accessory application: it lives in the status area and closing its windows ends nothing.
+    QApplication::setQuitOnLastWindowClosed(false);
+    m_isDeviceReady = false;
+
+    m_statusItemMenu = vlCreateStatusMenu();
+    connectMenuActions();
+    vlRemoveMenuItemWithTag(m_statusItemMenu, VLStatusMenuTagCheckForUpdates);
+
+    // The maintenance items are stored as off on every launch, so only a value from a domain above
+    // the stored one (a launch argument such as "-VLShowClean YES") keeps them in the menu.
+    for (const QString &key : {VLShowDeveloperDebugWindowKey, VLShowCleanKey, VLShowUploadFileKey, VLShowLaunchAtLoginMenuKey})
+        defaults->setBoolForKey(false, key);
+    defaults->synchronize();
+    const std::pair<QString, int> hiddenItems[] = {
+        {VLShowLaunchAtLoginMenuKey, VLStatusMenuTagLaunchAtLogin},
+        {VLShowDeveloperDebugWindowKey, VLStatusMenuTagDebugWindow},
+        {VLShowCleanKey, VLStatusMenuTagCleanDevice},
+        {VLShowUploadFileKey, VLStatusMenuTagUploadFile},
+    };
+    for (const auto &[key, tag] : hiddenItems) {
+        if (!defaults->boolForKey(key))
+            vlRemoveMenuItemWithTag(m_statusItemMenu, tag);
+    }
+
+    std::shared_ptr<VLStatusItem> statusItem =
+        m_platform.createStatusItem ? m_platform.createStatusItem() : vlCreateSystemStatusItem(tr("TINTERA Sync"));
+    m_progressStatusItem = std::make_unique<VLProgressStatusItem>(statusItem);
+    statusItem->setMenu(m_statusItemMenu);
+    statusItem->setHighlightMode(true);
+
+    m_deviceObserver = KDDeviceObserver::initWithDeviceName(VLVelmoraDeviceName);
+    const QPointer<VelmoraSyncAppDelegate> weakSelf(this);
+    m_deviceObserver->setDeviceArrivalBlock([weakSelf](const KDDevicePtr &device) {
+        if (weakSelf)
+            weakSelf->_deviceWasAdded(device);
+    });
+    m_deviceObserver->setDeviceUpdateBlock([weakSelf](const KDDevicePtr &device) {
+        if (weakSelf)
+            weakSelf->_deviceStatusDidChage(device);
+    });
+    m_deviceObserver->setDeviceRemovalBlock([weakSelf](const KDDevicePtr &device) {
+        if (weakSelf)
+            weakSelf->_deviceWasRemoved(device);
+    });
+
+    // The URL handler: macOS delivers URLs as file-open events; other launches hand theirs over
+    // through the single-instance socket (main.cpp).
+    if (auto *application = qobject_cast<VLApplication *>(QCoreApplication::instance()))
+        connect(application, &VLApplication::urlOpened, this, &VelmoraSyncAppDelegate::handleGetURLEvent);
+}
+
+void VelmoraSyncAppDelegate::connectMenuActions()
+{
+    connect(m_statusItemMenu, &QMenu::aboutToShow, this, &VelmoraSyncAppDelegate::updateMenu);
+    for (QAction *item : m_statusItemMenu->actions()) {
+        void (VelmoraSyncAppDelegate::*action)() = nullptr;
+        switch (vlMenuItemAction(item)) {
+        case VLStatusMenuAction::SyncNow:
+            action = &VelmoraSyncAppDelegate::syncNow;
+            break;
+        case VLStatusMenuAction::LastSyncDateNoop:
+            action = &VelmoraSyncAppDelegate::lastSyncDateNoop;
+            break;
+        case VLStatusMenuAction::RunPreferencesPanel:
+            action = &VelmoraSyncAppDelegate::runPreferencesPanel;
+            break;
+        case VLStatusMenuAction::SwitchRunAtStartFromMenu:
+            action = &VelmoraSyncAppDelegate::switchRunAtStartFromMenu;
+            break;
+        case VLStatusMenuAction::RunDebugWindow:
+            action = &VelmoraSyncAppDelegate::runDebugWindow;
+            break;
+        case VLStatusMenuAction::CleanDevice:
+            action = &VelmoraSyncAppDelegate::cleanDevice;
+            break;
+        case VLStatusMenuAction::UploadFile:
+            action = &VelmoraSyncAppDelegate::uploadFile;
+            break;
+        case VLStatusMenuAction::Terminate:
+            connect(item, &QAction::triggered, qApp, &QCoreApplication::quit, Qt::QueuedConnection);
+            break;
+        case VLStatusMenuAction::None:
+            break;
+        }
+        if (action)
+            connect(item, &QAction::triggered, this, action);
+    }
+}
+
+// ---- window controllers, each created on first access ----
+
+VelmoraSyncPreferencesWindowController *VelmoraSyncAppDelegate::prefsWindowController()
+{
+    if (!m_prefsWindowController) {
+        m_prefsWindowController = std::make_unique<VelmoraSyncPreferencesWindowController>();
+        m_prefsWindowController->setSyncManager(m_syncManager);
+    }
+    return m_prefsWindowController.get();
+}
+
+VLErrorWindowController *VelmoraSyncAppDelegate::errorWindowController()
+{
+    if (!m_errorWindowController)
+        m_errorWindowController = std::make_unique<VLErrorWindowController>();
+    return m_errorWindowController.get();
+}
+
+VLDebugWindowController *VelmoraSyncAppDelegate::debugWindowController()
+{
+    if (!m_debugWindowController) {
+        m_debugWindowController = std::make_unique<VLDebugWindowController>();
+        m_debugWindowController->setSyncManager(m_syncManager);
+    }
+    return m_debugWindowController.get();
+}
+
+VLUploadFileWindowController *VelmoraSyncAppDelegate::uploadFileWindowController()
+{
+    if (!m_uploadFileWindowController)
+        m_uploadFileWindowController = std::make_unique<VLUploadFileWindowController>(m_platform.alerts);
+    m_uploadFileWindowController->setSyncManager(m_syncManager);
+    return m_uploadFileWindowController.get();
+}
+
+// ---- launch at login ----
+
+bool VelmoraSyncAppDelegate::launchAtLogin() const
+{
+    return false;
+}
+
+void VelmoraSyncAppDelegate::setLaunchAtLogin(bool launchAtLogin)
+{
+    VLUserDefaults *defaults = VLUserDefaults::standardUserDefaults();
+    defaults->setBoolForKey(launchAtLogin, VLLaunchAtLoginKey);
+    defaults->synchronize();
+    // Registers what launchAtLogin() answers, not the flag given, so the login item stays off.
+    if (vlLoginItemSetEnabled(VLLoginItemHelperIdentifier, this->launchAtLogin()))
+        VL_LOG("Launch at login successful");
+    else
+        VL_LOG("Could not store login item");
+}
+
+// ---- sync manager callbacks ----
+
+void VelmoraSyncAppDelegate::syncManagerChangedImage(VLSyncManager *, const QImage &image)
+{
+    if (m_syncManager)
+        m_syncManager->setDisplayImage(image);
+}
+
+void VelmoraSyncAppDelegate::syncManagerDidBeginSync(VLSyncManager *)
+{
+    updateMenu();
+    m_progressStatusItem->startAnimating();
+    VL_LOG("[VelmoraSyncAppDelegate syncManagerDidBeginSync:]");
+}
+
+void VelmoraSyncAppDelegate::syncManagerDidFinishSync(VLSyncManager *manager)
+{
+    updateMenu();
+    m_progressStatusItem->stopAnimating();
+    setStatusTitle(QString(QLatin1String("")));
+    if (!manager)
+        return;
+
+    if (!m_showingModalAlert) {
+        const QString serial = manager->lastSyncedDeviceSerialNumber();
+        // Whether the list exists decides, not whether it is empty: a clean sync with the device
+        // still attached is reported as "sync_end_err" with error 0. The two fallbacks differ on
+        // purpose; reports are grouped by the exact text.
+        if (!manager->hasErrorList()) {
+            TMAnalytics::analytics()->logEventParameters(
+                QStringLiteral("sync_end_ok"),
+                {{QStringLiteral("device"), serial.isEmpty() ? QStringLiteral("-unknown") : serial}});
+        } else {
+            const QList<VLError> errors = manager->errors();
+            const qint64 code = errors.isEmpty() ? 0 : errors.last().code();
+            TMAnalytics::analytics()->logEventParameters(
+                QStringLiteral("sync_end_err"),
+                {{QStringLiteral("device"), serial.isEmpty() ? QStringLiteral("-unknown-") : serial},
+                 {QStringLiteral("error"), QString::number(code)}});
+        }
+    }
+
+    const QList<VLError> errors = manager->errors();
+    if (!m_showingModalAlert && !errors.isEmpty()) {
+        VL_LOG("[VelmoraSyncAppDelegate syncManagerDidFinishSync:]");
+        VL_LOG("----------------------------");
+        QVariantList descriptions;
+        for (const VLError &error : errors)
+            descriptions.append(error.description());
+        VL_LOG("ERRORS: %@", QVariant(descriptions));
+        VL_LOG("----------------------------");
+        m_showingModalAlert = true;
+        m_platform.alerts->runModalAlert(
+            tr("TINTERA Sync Error"),
+            tr("There were errors during sync. Please sync again in order to fix these errors."), tr("OK"));
+        m_showingModalAlert = false;
+    }
+}
+
+void VelmoraSyncAppDelegate::networkConnectionError()
+{
+    m_progressStatusItem->stopAnimating();
+    setStatusTitle(QString(QLatin1String("")));
+    VL_LOG("Completed cleanup after Network connection error");
+    if (m_showingModalAlert)
+        return;
+    m_showingModalAlert = true;
+    m_platform.alerts->runModalAlert(
+        tr("TINTERA Sync Error"), tr("You do not appear to be connected to the Internet.  Please connect and sync again."),
+        tr("OK"));
+    m_showingModalAlert = false;
+}
+
+void VelmoraSyncAppDelegate::syncManagerStatusDidChange(VLSyncManager *manager)
+{
+    if (manager && manager->isInSync() && !manager->isJustGatheringPreliminaryInfo())
+        setStatusTitle(QStringLiteral(" ") + manager->statusMessage());
+}
+
+void VelmoraSyncAppDelegate::syncManagerSyncDidFailWithError(VLSyncManager *, const VLError &error)
+{
+    updateMenu();
+    m_progressStatusItem->stopAnimating();
+    setStatusTitle(QString(QLatin1String("")));
+    VL_LOG("[VelmoraSyncAppDelegate syncDidFailWithError:] - %@", error);
+    m_platform.alerts->presentError(error);
+}
+
+void VelmoraSyncAppDelegate::syncManagerDidBeginPreliminaryInfoGathering(VLSyncManager *)
+{
+    VL_LOG("[VelmoraSyncAppDelegate syncManagerDidBeginPreliminaryInfoGathering:]");
+}
+
+void VelmoraSyncAppDelegate::syncManagerDidFinishPreliminaryInfoGathering(VLSyncManager *)
+{
+    VL_LOG("[VelmoraSyncAppDelegate syncManagerDidFinishPreliminaryInfoGathering:]");
+    setStatusTitle(QString(QLatin1String("")));
+    if (m_syncManager && m_syncManager->autoSyncOnDeviceConnection() && m_velmoraDevice
+        && m_velmoraDevice->isAvailable() && m_velmoraDevice->isConnected() && m_syncManager->canStartSync())
+        m_syncManager->startSync();
+}
+
+void VelmoraSyncAppDelegate::syncManagerDownloadingDidBegin(VLSyncManager *)
+{
+    prefsWindowController()->startProgress();
+}
+
+void VelmoraSyncAppDelegate::syncManagerDownloadingDidFinish(VLSyncManager *)
+{
+    prefsWindowController()->stopProgress();
+}
+
+void VelmoraSyncAppDelegate::syncManagerDownloadDidUpdateAmount(VLSyncManager *, double amount)
+{
+    prefsWindowController()->setProgressValue(amount * 100.0);
+}
+
+// ---- menu ----
+
+void VelmoraSyncAppDelegate::syncNow()
+{
+    if (m_syncManager && m_syncManager->canStartSync())
+        m_syncManager->startSync();
+}
+
+void VelmoraSyncAppDelegate::runPreferencesPanel()
+{
+    prefsWindowController()->showWindow();
+    showAndActivate(prefsWindowController()->window());
+}
+
+void VelmoraSyncAppDelegate::runDebugWindow()
+{
+    debugWindowController()->showWindow();
+    showAndActivate(debugWindowController()->window());
+}
+
+void VelmoraSyncAppDelegate::uploadFile()
+{
+    uploadFileWindowController()->showWindow();
+    showAndActivate(uploadFileWindowController()->window());
+}
+
+void VelmoraSyncAppDelegate::showAndActivate(QWidget *window)
+{
+    window->raise();
+    window->activateWindow();
+}
+
+void VelmoraSyncAppDelegate::switchRunAtStartFromMenu()
+{
+    setLaunchAtLogin(!launchAtLogin());
+}
+
+void VelmoraSyncAppDelegate::lastSyncDateNoop()
+{
+}
+
+bool VelmoraSyncAppDelegate::validateMenuItem(QAction *item)
+{
+    bool enabled = true;
+    switch (vlMenuItemAction(item)) {
+    case VLStatusMenuAction::SyncNow:
+        if (m_syncManager && m_syncManager->canStartSync())
+            item->setText(tr("Sync Now"));
+        else if (m_syncManager && m_syncManager->isJustGatheringPreliminaryInfo())
+            item->setText(tr("Gathering info..."));
+        else if (m_syncManager && m_syncManager->isInSync())
+            item->setText(tr("Synchronizing..."));
+        else
+            item->setText(tr("Device not found"));
+        enabled = canSyncNow();
+        break;
+    case VLStatusMenuAction::SwitchRunAtStartFromMenu:
+        item->setChecked(launchAtLogin());
+        break;
+    case VLStatusMenuAction::LastSyncDateNoop: {
+        const bool synced = m_syncManager && m_syncManager->lastSyncDate().isValid();
+        item->setText(tr("Last Sync: %1").arg(synced ? m_syncManager->lastSyncDateString() : tr("Never")));
+        enabled = false;
+        break;
+    }
+    default:
+        break;
+    }
+    item->setEnabled(enabled);
+    return enabled;
+}
+
+void VelmoraSyncAppDelegate::updateMenu()
+{
+    if (!m_statusItemMenu)
+        return;
+    for (QAction *item : m_statusItemMenu->actions()) {
+        if (vlIsStatusMenuItem(item))
+            validateMenuItem(item);
+    }
+}
+
+void VelmoraSyncAppDelegate::setStatusTitle(const QString &title)
+{
+    if (m_progressStatusItem && m_progressStatusItem->statusItem())
+        m_progressStatusItem->statusItem()->setTitle(title);
+}
+
+// ---- URL scheme ----
+
+void VelmoraSyncAppDelegate::handleGetURLEvent(const QString &url)
+{
+    if (!vlIsSyncURL(url))
+        return;
+    VL_LOG("Received '%@', will start sync", url);
+    if (m_syncManager && m_syncManager->canStartSync())
+        m_syncManager->startSync();
+}
+
+// ---- device ----
+
+bool VelmoraSyncAppDelegate::canSyncNow() const
+{
+    return m_velmoraDevice && m_velmoraDevice->isAvailable() && m_velmoraDevice->isConnected() && m_syncManager
+        && m_syncManager->canStartSync();
+}
+
+bool VelmoraSyncAppDelegate::syncServiceOnline() const
+{
+    return m_platform.syncServiceOnline ? m_platform.syncServiceOnline()
+                                        : vlHostIsReachable(vlHostOfURL(vlSyncProductionURL()));
+}
+
+void VelmoraSyncAppDelegate::_deviceWasAdded(const KDDevicePtr &device)
+{
+    // One device at a time: the first that became ready.
+    if (m_velmoraDevice || !device)
+        return;
+    // Not ready yet without a serial number; an update will follow.
+    if (device->serialNumber().isEmpty())
+        return;
+    VL_LOG("[VelmoraSyncAppDelegate deviceCenter:deviceWasAdded:] %@", device->name());
+    _deviceDidBecomeReady(device);
+}
+
+void VelmoraSyncAppDelegate::_deviceStatusDidChage(const KDDevicePtr &device)
+{
+    if (!device)
+        return;
+    if (!m_velmoraDevice && !device->serialNumber().isEmpty()) {
+        _deviceDidBecomeReady(device);
+        return;
+    }
+    if (m_velmoraDevice && m_velmoraDevice->isEqual(device))
+        updateMenu();
+}
+
+void VelmoraSyncAppDelegate::_deviceWasRemoved(const KDDevicePtr &device)
+{
+    if (!m_velmoraDevice || !device || device->serialNumber() != m_velmoraDevice->serialNumber())
+        return;
+    VL_LOG("[VelmoraSyncAppDelegate deviceCenter:deviceWasRemoved:] %@", device->name());
+    m_velmoraDevice.clear();
+    if (m_syncManager) {
+        m_syncManager->updateDevice(KDDevicePtr());
+        m_syncManager->deviceBecameUnavailable();
+    }
+    updateMenu();
+}
+
+void VelmoraSyncAppDelegate::_deviceDidBecomeReady(const KDDevicePtr &device)
+{
+    VL_LOG("[VelmoraSyncAppDelegate deviceDidBecomeAvailable:] %@ %@", device->name(), device->serialNumber());
+    m_velmoraDevice = device;
+    updateMenu();
+
+    // Managers are kept per serial number and the first one got the delegate; a later one is only
+    // given the device.
+    const bool hadManager = !m_syncManager.isNull();
+    m_syncManager = VLSyncManager::syncManagerWithDevice(device);
+    if (!m_syncManager)
+        return;
+    if (!hadManager)
+        m_syncManager->setDelegate(this);
+    else
+        m_syncManager->updateDevice(device);
+
+    prefsWindowController()->setSyncManager(m_syncManager);
+    m_syncManager->deviceBecameAvailable();
+
+    if (!syncServiceOnline()) {
+        VL_LOG("Sync service is not online ... ");
+        return;
+    }
+    if (m_syncManager->canStartPreliminaryDataGathering())
+        m_syncManager->gatherPrelimiaryInfo();
+}
+
+// ---- clean device ----
+
+void VelmoraSyncAppDelegate::cleanDevice()
+{
+    if (!canSyncNow())
+        return;
+    const QPointer<VelmoraSyncAppDelegate> weakSelf(this);
+    m_velmoraDevice->sendCommand(KDCommand::initWithName(QStringLiteral("HiddenClean")),
+                                 [weakSelf](const KDCommandResponsePtr &response) {
+                                     if (weakSelf)
+                                         weakSelf->receivedCleanEndForDeviceDidReceiveResponse(weakSelf->m_velmoraDevice,
+                                                                                               response);
+                                 });
+}
+
+void VelmoraSyncAppDelegate::receivedCleanEndForDeviceDidReceiveResponse(const KDDevicePtr &device,
+                                                                         const KDCommandResponsePtr &response)
+{
+    // The answer is not examined: the reboot follows whatever the device said. Without a device
+    // there is nobody to reboot, and the sequence ends here.
+    if (!device)
+        return;
+    const QPointer<VelmoraSyncAppDelegate> weakSelf(this);
+    device->sendCommand(KDCommand::initWithName(QStringLiteral("Reboot")), [weakSelf, response](const KDCommandResponsePtr &) {
+        if (weakSelf)
+            weakSelf->receivedRebootEndForCleanDeviceForDeviceDidReceiveResponse(weakSelf->m_velmoraDevice, response);
+    });
+}
+
+void VelmoraSyncAppDelegate::receivedRebootEndForCleanDeviceForDeviceDidReceiveResponse(const KDDevicePtr &,
+                                                                                        const KDCommandResponsePtr &)
+{
+    m_platform.alerts->runModalAlert(tr("Clean Device"), tr("Device cleaning has completed."), tr("OK"));
+}

@@ -1,0 +1,131 @@
+#pragma once
+
+#include "KDDevice.h"
+#include "VLSyncManager.h"
+#include "VLSyncManagerDelegate.h"
+
+#include <QMenu>
+#include <QObject>
+#include <QPointer>
+#include <QSharedPointer>
+
+#include <functional>
+#include <memory>
+
+class KDDeviceObserver;
+class QAction;
+class VLAlertPresenter;
+class VLDebugWindowController;
+class VLErrorWindowController;
+class VLProgressStatusItem;
+class VLStatusItem;
+class VLUploadFileWindowController;
+class VelmoraSyncPreferencesWindowController;
+
+inline const QString VLLaunchAtLoginKey = QStringLiteral("VLLaunchAtLogin");
+inline const QString VLShowDeveloperDebugWindowKey = QStringLiteral("VLShowDeveloperDebugWindow");
+inline const QString VLShowCleanKey = QStringLiteral("VLShowClean");
+inline const QString VLShowUploadFileKey = QStringLiteral("VLShowUploadFile");
+inline const QString VLShowLaunchAtLoginMenuKey = QStringLiteral("VLShowLaunchAtLoginMenu");
+inline const QString VLLoginItemHelperIdentifier = QStringLiteral("com.kalvex.TinteraSyncHelper");
+inline const QString VLVelmoraDeviceName = QStringLiteral("Velmora");
+
+// The application's hub: builds the status item and its menu, watches for the device, keeps one
+// sync manager for it, answers the manager's callbacks with the status item, the menu and the
+// windows, shows the error alerts, and handles the x-tintera-sync URL scheme.
+class VelmoraSyncAppDelegate : public QObject, public VLSyncManagerDelegate
+{
+    Q_OBJECT
+public:
+    // What the delegate takes from the platform; tests give their own.
+    struct Platform
+    {
+        std::function<std::shared_ptr<VLStatusItem>()> createStatusItem;
+        std::shared_ptr<VLAlertPresenter> alerts;
+        // Whether the sync service's host can be reached now.
+        std::function<bool()> syncServiceOnline;
+    };
+    static Platform systemPlatform();
+
+    explicit VelmoraSyncAppDelegate(Platform platform = systemPlatform(), QObject *parent = nullptr);
+    ~VelmoraSyncAppDelegate() override;
+
+    void applicationDidFinishLaunching();
+
+    VLProgressStatusItem *progressStatusItem() const { return m_progressStatusItem.get(); }
+    QMenu *statusItemMenu() const { return m_statusItemMenu; }
+    VelmoraSyncPreferencesWindowController *prefsWindowController();
+    VLErrorWindowController *errorWindowController();
+    VLDebugWindowController *debugWindowController();
+    VLUploadFileWindowController *uploadFileWindowController();
+    KDDevicePtr velmoraDevice() const { return m_velmoraDevice; }
+    VLSyncManager *syncManager() const { return m_syncManager; }
+    bool isDeviceReady() const { return m_isDeviceReady; }
+    bool showingModalAlert() const { return m_showingModalAlert; }
+    void setShowingModalAlert(bool showing) { m_showingModalAlert = showing; }
+    KDDeviceObserver *deviceObserver() const { return m_deviceObserver.data(); }
+
+    // Switched off on purpose: always false, whatever is stored.
+    bool launchAtLogin() const;
+    void setLaunchAtLogin(bool launchAtLogin);
+
+    // VLSyncManagerDelegate
+    void syncManagerChangedImage(VLSyncManager *manager, const QImage &image) override;
+    void syncManagerDidBeginSync(VLSyncManager *manager) override;
+    void syncManagerDidFinishSync(VLSyncManager *manager) override;
+    void networkConnectionError() override;
+    void syncManagerStatusDidChange(VLSyncManager *manager) override;
+    void syncManagerSyncDidFailWithError(VLSyncManager *manager, const VLError &error) override;
+    void syncManagerDidBeginPreliminaryInfoGathering(VLSyncManager *manager) override;
+    void syncManagerDidFinishPreliminaryInfoGathering(VLSyncManager *manager) override;
+    void syncManagerDownloadingDidBegin(VLSyncManager *manager) override;
+    void syncManagerDownloadingDidFinish(VLSyncManager *manager) override;
+    void syncManagerDownloadDidUpdateAmount(VLSyncManager *manager, double amount) override;
+
+    // Menu actions.
+    void syncNow();
+    void runPreferencesPanel();
+    void runDebugWindow();
+    void uploadFile();
+    void cleanDevice();
+    void switchRunAtStartFromMenu();
+    void lastSyncDateNoop();
+    // Sets the item's title and state for the current state; answers whether it is enabled.
+    bool validateMenuItem(QAction *item);
+    // Re-validates every item of the menu.
+    void updateMenu();
+
+    // A URL the application was asked to open (launch argument, second launch, file-open event).
+    void handleGetURLEvent(const QString &url);
+
+    bool canSyncNow() const;
+    bool syncServiceOnline() const;
+
+    // Device observer callbacks.
+    void _deviceWasAdded(const KDDevicePtr &device);
+    void _deviceStatusDidChage(const KDDevicePtr &device);
+    void _deviceWasRemoved(const KDDevicePtr &device);
+    void _deviceDidBecomeReady(const KDDevicePtr &device);
+
+    void receivedCleanEndForDeviceDidReceiveResponse(const KDDevicePtr &device, const KDCommandResponsePtr &response);
+    void receivedRebootEndForCleanDeviceForDeviceDidReceiveResponse(const KDDevicePtr &device,
+                                                                    const KDCommandResponsePtr &response);
+
+private:
+    void setStatusTitle(const QString &title);
+    void connectMenuActions();
+    void showAndActivate(QWidget *window);
+
+    Platform m_platform;
+    std::unique_ptr<VLProgressStatusItem> m_progressStatusItem;
+    QPointer<QMenu> m_statusItemMenu;
+    std::unique_ptr<VelmoraSyncPreferencesWindowController> m_prefsWindowController;
+    std::unique_ptr<VLErrorWindowController> m_errorWindowController;
+    KDDevicePtr m_velmoraDevice;
+    QPointer<VLSyncManager> m_syncManager;
+    std::unique_ptr<VLDebugWindowController> m_debugWindowController;
+    std::unique_ptr<VLUploadFileWindowController> m_uploadFileWindowController;
+    bool m_isDeviceReady = false;
+    bool m_showingModalAlert = false;
+    QSharedPointer<KDDeviceObserver> m_deviceObserver;
+};

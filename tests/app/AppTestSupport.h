@@ -1,0 +1,42 @@
+#pragma once
+
+#include "KDScriptedDevice.h"
+#include "TestSupport.h"
+#include "VLSyncManager.h"
+
+#include <QUuid>
+
+// Serial numbers are unique per test: sync managers live for the whole process, one per serial.
+inline QString freshSerial()
+{
+    return QStringLiteral("TS") + QUuid::createUuid().toString(QUuid::Id128).left(10).toUpper();
+}
+
+inline QVariantMap deviceAttributes(const QString &freeDiskSpace = QStringLiteral("5242880"))
+{
+    return {{QStringLiteral("ChipId"), QStringLiteral("CHIP-1")},
+            {QStringLiteral("Firmware"), QStringLiteral("2.1.0")},
+            {QStringLiteral("FreeDiskSpace"), freeDiskSpace}};
+}
+
+// A scripted device that is plugged in, with its sync manager told it is available: a manager in
+// the state the application sees after a device arrives.
+struct AttachedManager
+{
+    ScopedDataFolder data;
+    KDScriptedDevice device;
+    VLSyncManager *manager = nullptr;
+
+    explicit AttachedManager(const QVariantMap &attributes = deviceAttributes())
+        : device(freshSerial(), attributes)
+    {
+        device.plugIn();
+        manager = VLSyncManager::syncManagerWithDevice(device.device());
+        manager->deviceBecameAvailable();
+    }
+    ~AttachedManager()
+    {
+        manager->updateDevice(KDDevicePtr());
+        manager->deviceBecameUnavailable();
+    }
+};
