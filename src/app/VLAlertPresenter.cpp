@@ -6,7 +6,9 @@
 
 void VLMessageBoxAlertPresenter::runModalAlert(const QString &title, const QString &text, const QString &button)
 {
-    QMessageBox alert(QMessageBox::Warning, title, text, QMessageBox::NoButton);
+    // As a platform alert shows them: the title in bold as the message, the text below it.
+    QMessageBox alert(QMessageBox::Warning, title, title, QMessageBox::NoButton);
+    alert.setInformativeText(text);
     alert.addButton(button, QMessageBox::AcceptRole);
     alert.setWindowModality(Qt::ApplicationModal);
     alert.exec();

@@ -2,11 +2,13 @@
 #include "VLApplication.h"
 #include "VLSingleInstance.h"
 #include "VLURLScheme.h"
+#include "demo/VLDemoEnvironment.h"
 #include "VelmoraSyncAppDelegate.h"
 
 #include <QTimer>
 
 #include <cstdio>
+#include <memory>
 
 int main(int argc, char **argv)
 {
@@ -14,6 +16,22 @@ int main(int argc, char **argv)
     VLApplication::setApplicationName(QStringLiteral("VelmoraSync"));
     VLApplication::setApplicationDisplayName(QStringLiteral("TINTERA Sync"));
     VLApplication::setOrganizationName(QStringLiteral("Kalvex"));
+
+    // --demo: the emulated device and service in a temporary folder, set up before anything reads
+    // the data folder, the device folder or the service URL.
+    std::unique_ptr<VLDemoEnvironment> demo;
+    if (app.arguments().contains(QStringLiteral("--demo"))) {
+        demo = std::make_unique<VLDemoEnvironment>();
+        QString error;
+        if (!demo->start(&error)) {
+            std::fprintf(stderr, "VelmoraSync: the demo cannot start: %s\n", qPrintable(error));
+            return 1;
+        }
+        std::printf("TINTERA Sync demo\n  data folder: %s\n  service:     %s\n  device:      %s\n",
+                    qPrintable(demo->dataFolder()), qPrintable(demo->serviceURL()),
+                    qPrintable(demo->deviceSerialNumber()));
+        std::fflush(stdout);
+    }
 
     // URLs arrive as arguments (the desktop entry's %u); a second launch hands them to the first.
     QStringList urls;

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # The application in a real X server: Xvfb with trayer as the system tray. Starts
-# "VelmoraSync --demo", finds its tray icon, opens the menu, runs "Sync Now" to the end, opens the
-# preferences window, and saves screenshots of the menu and the window.
+# "VelmoraSync --demo", finds its tray icon, opens the menu with a left click, runs "Sync Now" to
+# the end, opens the preferences window, and saves screenshots of the menu (idle and syncing) and
+# of the window.
 #
 #   TrayDemoTest.sh VELMORASYNC SCREENSHOT_FOLDER
 #
@@ -23,70 +24,92 @@ cleanup() {
 }
 trap cleanup EXIT
 mkdir -p "$shots"
+rm -f "$shots"/*.png
 
-# A free display: Xvfb picks the number and writes it to a pipe.
-exec 3<> <(:)
-Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp >"$work/xvfb.log" 2>&1 &
+log="$work/app.log"
+fail() {
+  echo "FAILED: $*"
+  echo "---- application log (last 60 lines) ----"
+  tail -n 60 "$log" 2>/dev/null || true
+  import -window root "$shots/failure.png" 2>/dev/null || true
+  exit 1
+}
+# wait_for SECONDS COMMAND...: polls every 0.2 s until the command succeeds.
+wait_for() {
+  local tries=$(($1 * 5)); shift
+  for _ in $(seq "$tries"); do
+    "$@" && return 0
+    sleep 0.2
+  done
+  return 1
+}
+
+# A free display: Xvfb picks the number and writes it to descriptor 3.
+Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp 3>"$work/display" >"$work/xvfb.log" 2>&1 &
 pids+=($!)
-read -r -t 10 display <&3 || { echo "Xvfb did not start"; cat "$work/xvfb.log"; exit 1; }
-export DISPLAY=:$display
-for _ in $(seq 100); do xdpyinfo >/dev/null 2>&1 && break; sleep 0.1; done
+wait_for 10 test -s "$work/display" || fail "Xvfb did not start"
+export DISPLAY=":$(head -n 1 "$work/display")"
+wait_for 10 xdpyinfo >/dev/null 2>&1 || fail "the X server does not answer"
 
 trayer --edge top --align left --widthtype pixel --width 200 --height 32 --SetDockType false \
   >"$work/trayer.log" 2>&1 &
 pids+=($!)
 sleep 0.5
 
-export TINTERA_LOG=1
-"$program" --demo >"$work/app.log" 2>&1 &
+TINTERA_LOG=1 "$program" --demo >"$log" 2>&1 &
 app=$!
 pids+=($app)
 
-fail() {
-  echo "FAILED: $*"
-  echo "---- application log (last 60 lines) ----"
-  tail -n 60 "$work/app.log"
-  import -window root "$shots/failure.png" 2>/dev/null || true
-  exit 1
-}
+wait_for 60 grep -q "data folder:" "$log" || fail "the demo did not start"
+data=$(sed -n 's/^ *data folder: //p' "$log" | head -n 1)
+echo "demo data folder: $data"
 
-# The tray icon: a window of the application's class embedded in the tray.
-icon=""
-for _ in $(seq 150); do
+# The tray icon: a window of the application's class, embedded in the tray at icon size.
+find_icon() {
   icon=$(xdotool search --classname VelmoraSync 2>/dev/null | while read -r w; do
-    geometry=$(xdotool getwindowgeometry "$w" 2>/dev/null) || continue
-    if grep -q "Geometry: 22x" <<<"$geometry"; then echo "$w"; break; fi
+    if xdotool getwindowgeometry "$w" 2>/dev/null | grep -q "Geometry: 22x"; then echo "$w"; break; fi
   done)
-  [ -n "$icon" ] && break
-  kill -0 "$app" 2>/dev/null || fail "the application ended early"
-  sleep 0.2
-done
-[ -n "$icon" ] || fail "no tray icon"
+  [ -n "$icon" ]
+}
+wait_for 30 find_icon || fail "no tray icon"
 eval "$(xdotool getwindowgeometry --shell "$icon")"
 iconX=$((X + WIDTH / 2))
 iconY=$((Y + HEIGHT / 2))
 echo "tray icon $icon at $iconX,$iconY"
 
-# Wait until the demo device is ready (the menu offers "Sync Now").
-for _ in $(seq 300); do
-  grep -q "deviceDidBecomeAvailable" "$work/app.log" && break
-  sleep 0.2
-done
-grep -q "deviceDidBecomeAvailable" "$work/app.log" || fail "the demo device did not arrive"
-# ... and until the first look at the device and the service has ended.
-for _ in $(seq 600); do
-  grep -q "syncManagerDidFinishPreliminaryInfoGathering" "$work/app.log" && break
-  sleep 0.2
-done
+# The demo device arrives and the first look at it and at the service ends.
+wait_for 60 grep -q "deviceDidBecomeAvailable" "$log" || fail "the demo device did not arrive"
+wait_for 120 grep -q "syncManagerDidFinishPreliminaryInfoGathering" "$log" || fail "the first look did not end"
 
-# A left click opens the menu, as a click on a menu-bar item does.
+# A left click opens the menu, as a click on a menu-bar item does. "Sync Now" is its first
+# enabled item.
 xdotool mousemove "$iconX" "$iconY" click 1
 sleep 1
 import -window root "$shots/tray-menu.png"
-
-# "Sync Now" is the menu's first enabled item.
 xdotool key Down Return
-for _ in $(seq 900); do
-  grep -q '"sync_end_' "$TINTERA_DATA_DIR_FOR_TEST/Analytics/events.jsonl" 2>/dev/null && break
-  sleep 0.2
-done
+wait_for 30 grep -q "syncManagerDidBeginSync" "$log" || fail "Sync Now did not start a sync"
+
+# While it runs, the menu's first line shows the status.
+sleep 0.5
+xdotool mousemove "$iconX" "$iconY" click 1
+sleep 0.8
+import -window root "$shots/tray-menu-syncing.png"
+xdotool key Escape
+
+events="$data/Analytics/events.jsonl"
+wait_for 240 grep -q '"name":"sync_end_' "$events" || fail "the sync did not end"
+grep '"name":"sync_end_' "$events"
+grep -q '"name":"sync_end_err".*"error":"0"\|"error":"0".*"name":"sync_end_err"' "$events" \
+  || fail "the sync ended with errors"
+
+# The preferences window: "Preferences..." follows "Sync Now" (the date line is disabled).
+sleep 0.5
+xdotool mousemove "$iconX" "$iconY" click 1
+sleep 0.8
+import -window root "$shots/tray-menu-after-sync.png"
+xdotool key Down Down Return
+sleep 1.5
+import -window root "$shots/preferences.png"
+
+kill -0 "$app" 2>/dev/null || fail "the application ended"
+echo "screenshots in $shots"
