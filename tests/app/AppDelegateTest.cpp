@@ -188,6 +188,37 @@ TEST(AppDelegate, DeviceArrivalUpdateAndRemoval)
     EXPECT_TRUE(QTest::qWaitFor([&] { return !app.delegate->velmoraDevice(); }, 5000));
 }
 
+TEST(AppDelegate, AnUpdateMakesADeviceReadyWhenNoneIsServed)
+{
+    LaunchedApp app;
+    KDScriptedDevice device(freshSerial(), deviceAttributes());
+    device.plugIn();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return app.delegate->velmoraDevice() == device.device(); }, 5000));
+    // Updates of the served device only refresh the menu.
+    VLSyncManager *manager = app.delegate->syncManager();
+    app.delegate->_deviceStatusDidChage(device.device());
+    EXPECT_EQ(app.delegate->syncManager(), manager);
+    EXPECT_EQ(app.delegate->velmoraDevice(), device.device());
+
+    // With no device served, an update of a device with a serial number makes it the one.
+    device.unplug();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !app.delegate->velmoraDevice(); }, 5000));
+    KDScriptedDevice other(freshSerial(), deviceAttributes());
+    other.plugIn();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return app.delegate->velmoraDevice() == other.device(); }, 5000));
+    app.delegate->_deviceWasRemoved(device.device()); // not the served one: nothing happens
+    EXPECT_EQ(app.delegate->velmoraDevice(), other.device());
+    other.unplug();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !app.delegate->velmoraDevice(); }, 5000));
+    KDScriptedDevice third(freshSerial(), deviceAttributes());
+    app.delegate->_deviceStatusDidChage(third.device());
+    EXPECT_EQ(app.delegate->velmoraDevice(), third.device());
+    ASSERT_NE(app.delegate->syncManager(), nullptr);
+    EXPECT_EQ(app.delegate->syncManager()->device(), third.device());
+    app.delegate->_deviceWasRemoved(third.device());
+    EXPECT_FALSE(app.delegate->velmoraDevice());
+}
+
 TEST(AppDelegate, MenuTitlesFollowTheManager)
 {
     LaunchedApp app;
