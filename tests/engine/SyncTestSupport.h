@@ -1,10 +1,13 @@
 #pragma once
 
+#include "TestSupport.h"
 #include "VLNotificationCenter.h"
 #include "VLSyncManager.h"
 
 #include <QStringList>
 #include <QTest>
+
+#include <functional>
 
 // Records what a sync manager tells its delegate, with the manager's state at each call.
 class RecordingSyncDelegate : public VLSyncManagerDelegate
@@ -12,7 +15,7 @@ class RecordingSyncDelegate : public VLSyncManagerDelegate
 public:
     void syncManagerChangedImage(VLSyncManager *, const QImage &image) override
     {
-        events << "changedImage";
+        ++imagesChanged; // not an event of the run's shape: it comes with the welcome image
         lastImage = image;
     }
     void syncManagerDidBeginSync(VLSyncManager *) override { events << "beginSync"; }
@@ -26,8 +29,11 @@ public:
     // Status and message changes both arrive here; a status is recorded when it differs from the last.
     void syncManagerStatusDidChange(VLSyncManager *manager) override
     {
-        if (statuses.isEmpty() || statuses.last() != manager->status())
+        if (statuses.isEmpty() || statuses.last() != manager->status()) {
             statuses << manager->status();
+            if (onStatus)
+                onStatus(manager->status());
+        }
         messages << manager->statusMessage();
     }
     void syncManagerSyncDidFailWithError(VLSyncManager *, const VLError &) override { events << "failWithError"; }
@@ -48,9 +54,11 @@ public:
     }
 
     QStringList events;
+    std::function<void(qint32)> onStatus; // called once per new status
     QList<qint32> statuses;
     QStringList messages;
     QImage lastImage;
+    int imagesChanged = 0;
     bool wasCancelledAtFinish = false;
     qint32 statusAtFinish = -1;
     int downloadsBegun = 0;

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "KDDeviceObserver.h"
+#include "SyncTestSupport.h"
+#include "TinteraDemoEnvironment.h"
+
+#include <QJsonObject>
+
+#include <gtest/gtest.h>
+
+// The demo environment, a device observer and the manager of the first emulated device.
+class E2EFixture : public ::testing::Test
+{
+protected:
+    void SetUp() override;
+    void TearDown() override;
+    virtual TinteraDemoEnvironment::Options options() const;
+
+    // A full sync as the application runs it: the preliminary run first, then the sync.
+    bool runPreliminaryAndFullSync();
+    bool runFullSync();
+    QVariantList deviceInventory() const;
+    QVariantMap deviceState() const;
+    QJsonObject serviceStats() const;
+    qint64 bytesServed(const QString &fileName) const;
+    QStringList localFolderEntries(const QString &store) const;
+
+    TinteraDemoEnvironment environment;
+    QString serial;
+    std::unique_ptr<KDDeviceObserver> observer;
+    KDDevicePtr device;
+    VLSyncManager *manager = nullptr;
+    RecordingSyncDelegate delegate;
+};

@@ -1,0 +1,219 @@
+#include "E2EFixture.h"
+
+#include "HBColorDocument.h"
+#include "TestSupport.h"
+#include "TX350CustomResource.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QProcess>
+
+namespace {
+
+QMap<QString, QVariantMap> bySKU(const QVariantList &inventory)
+{
+    QMap<QString, QVariantMap> files;
+    for (const QVariant &file : inventory)
+        files.insert(file.toMap().value("SKU").toString(), file.toMap());
+    return files;
+}
+
+QString xmllintVerdict(const QString &path)
+{
+    const QString schema = cxf3SchemaPath();
+    if (schema.isEmpty())
+        return QStringLiteral("skipped");
+    QProcess xmllint;
+    xmllint.start("xmllint", {"--noout", "--schema", schema, path});
+    xmllint.waitForFinished(30000);
+    return xmllint.exitCode() == 0 ? QStringLiteral("valid") : QString::fromUtf8(xmllint.readAllStandardError());
+}
+
+const QStringList kFandeckSKUs{"ALD-FD-HERITAGE", "VLM-FD-ACCENT", "VLM-FD-EXT", "VLM-FD-INT", "VLM-FD-WHITES"};
+const QStringList kDeviceFileSKUs{"TX350-BL",          "TX350-FW",          "TX350-INVMATRIX", "TX350-SETTINGS",
+                                  "TX350-SOUND-END",   "TX350-SOUND-MULTI", "TX350-SOUND-START",
+                                  "TX350-WALLPAPER",   "TX350-WELCOME"};
+
+} // namespace
+
+TEST_F(E2EFixture, FirstFullSyncInstallsEverythingExportsTheMatchesAndASecondMovesNothing)
+{
+    manager->gatherPrelimiaryInfo();
+    ASSERT_TRUE(delegate.waitForFinish());
+    EXPECT_EQ(delegate.events, QStringList({"beginPrelim", "finishPrelim"}));
+    const QString syncImage = environment.devsimStateFolder() + "/devices/" + serial + "/syncimage.bmp";
+    EXPECT_FALSE(QFileInfo::exists(syncImage)) << "the preliminary run must not begin sync mode";
+    EXPECT_EQ(manager->syncInfo()->webServiceFiles().size(), kFandeckSKUs.size() + kDeviceFileSKUs.size());
+
+    ASSERT_TRUE(runFullSync());
+    EXPECT_EQ(delegate.events, QStringList({"beginSync", "finishSync"}));
+    for (const VLError &error : manager->errors())
+        ADD_FAILURE() << qPrintable(error.description());
+    EXPECT_EQ(manager->status(), 0);
+    EXPECT_TRUE(manager->lastSyncDate().isValid());
+    EXPECT_TRUE(QFileInfo::exists(syncImage));
+
+    // The computer's stores.
+    EXPECT_EQ(localFolderEntries("Fandecks"), kFandeckSKUs);
+    EXPECT_EQ(localFolderEntries("Files"), kDeviceFileSKUs);
+    for (const QString &sku : kFandeckSKUs)
+        EXPECT_TRUE(QFileInfo::exists(environment.dataFolder() + "/Fandecks/" + sku + "/payload.cxf")) << qPrintable(sku);
+
+    // The device: every file, every fandeck enabled, settings and preferred fandeck applied.
+    const QMap<QString, QVariantMap> onDevice = bySKU(deviceInventory());
+    QStringList everySKU = kFandeckSKUs + kDeviceFileSKUs;
+    everySKU.sort();
+    EXPECT_EQ(onDevice.keys(), everySKU);
+    for (const QString &sku : kFandeckSKUs)
+        EXPECT_TRUE(onDevice.value(sku).value("Enabled").toBool()) << qPrintable(sku);
+    const QVariantMap state = deviceState();
+    const QVariantMap deltaE = state.value("DeltaE").toMap();
+    EXPECT_EQ(deltaE.value("MatchPerformanceTolerance").toDouble(), 3.0);
+    EXPECT_EQ(state.value("PreferredFandeck").toString(), onDevice.value("VLM-FD-INT").value("DeviceFileID").toString());
+    EXPECT_EQ(device->attributeForKey("Firmware"), "2.4"); // the uploaded firmware runs after the reboot
+
+    // The matches: three captures, two with audio notes, written as valid CxF3.
+    const QString exported = environment.dataFolder() + "/Measurements/LastMeasurements.cxf";
+    ASSERT_TRUE(QFileInfo::exists(exported));
+    const QString verdict = xmllintVerdict(exported);
+    EXPECT_TRUE(verdict == "valid" || verdict == "skipped") << qPrintable(verdict);
+    VLError error;
+    const HBColorDocumentPtr document = HBColorDocument::initWithFile(exported, nullptr, &error);
+    ASSERT_TRUE(document) << qPrintable(error.description());
+    EXPECT_EQ(document->colors().size(), 3);
+    QSharedPointer<TX350CustomResource> matches;
+    for (const auto &resource : document->customResources()) {
+        if (auto tx = resource.dynamicCast<TX350CustomResource>())
+            matches = tx;
+    }
+    ASSERT_TRUE(matches);
+    ASSERT_EQ(matches->matches().size(), 3);
+    EXPECT_EQ(matches->matches().first().value(TX350CustomResourceMatchTextKey).toString(), "Front door");
+    EXPECT_EQ(matches->matches().first().value(TX350CustomResourceMatchDeviceSerialNumberKey).toString(), serial);
+    EXPECT_EQ(QDir(environment.dataFolder() + "/Measurements/Audio").entryList(QDir::Files).size(), 2);
+
+    // A second sync finds nothing new: no download, no upload.
+    const QJsonObject servedBefore = serviceStats().value("files").toObject();
+    const QVariantList inventoryBefore = deviceInventory();
+    ASSERT_TRUE(runFullSync());
+    EXPECT_TRUE(manager->errors().isEmpty());
+    EXPECT_EQ(serviceStats().value("files").toObject(), servedBefore);
+    EXPECT_EQ(deviceInventory(), inventoryBefore);
+}
+
+TEST_F(E2EFixture, TheNextEditionMovesOnlyTheFilesThatChanged)
+{
+    ASSERT_TRUE(runPreliminaryAndFullSync());
+    ASSERT_TRUE(manager->errors().isEmpty());
+    const QMap<QString, QVariantMap> before = bySKU(deviceInventory());
+
+    VLError error;
+    ASSERT_TRUE(environment.writeCatalog(2, &error)) << qPrintable(error.description());
+    ASSERT_TRUE(runPreliminaryAndFullSync());
+    for (const VLError &e : manager->errors())
+        ADD_FAILURE() << qPrintable(e.description());
+    const QMap<QString, QVariantMap> after = bySKU(deviceInventory());
+    const QStringList changed{"VLM-FD-INT", "VLM-FD-ACCENT", "TX350-FW", "TX350-WALLPAPER", "TX350-SOUND-MULTI",
+                              "TX350-SETTINGS"};
+    for (auto it = after.constBegin(); it != after.constEnd(); ++it) {
+        const bool replaced = it.value().value("DeviceFileID") != before.value(it.key()).value("DeviceFileID");
+        EXPECT_EQ(replaced, changed.contains(it.key())) << qPrintable(it.key());
+    }
+    EXPECT_EQ(after.value("VLM-FD-INT").value("VersionString").toString(), "1.1");
+    // The new settings name another preferred fandeck.
+    EXPECT_EQ(deviceState().value("PreferredFandeck").toString(), after.value("VLM-FD-EXT").value("DeviceFileID").toString());
+}
+
+TEST_F(E2EFixture, SyncingASelectionDeletesTheRestAndSyncingEverythingNeverDeletes)
+{
+    ASSERT_TRUE(runPreliminaryAndFullSync());
+    ASSERT_EQ(bySKU(deviceInventory()).size(), kFandeckSKUs.size() + kDeviceFileSKUs.size());
+
+    const VLSyncFileInfoPtr interiors = manager->syncInfo()->localFandeckWithFandeckID(
+        manager->syncInfo()->deviceFileWithSKU("VLM-FD-INT")->fileID());
+    ASSERT_TRUE(interiors);
+    manager->setUserWantsSyncForFandeckWithID(true, interiors->fileID());
+    manager->setSyncSelectedFandecksOnly(true);
+    ASSERT_TRUE(runPreliminaryAndFullSync());
+    QStringList fandecksLeft;
+    for (const QVariantMap &file : bySKU(deviceInventory())) {
+        if (file.value("FileType") == "Fandeck")
+            fandecksLeft << file.value("SKU").toString();
+    }
+    EXPECT_EQ(fandecksLeft, QStringList({"VLM-FD-INT"}));
+
+    // Everything again: the other fandecks come back, and nothing is deleted.
+    manager->setSyncSelectedFandecksOnly(false);
+    ASSERT_TRUE(runPreliminaryAndFullSync());
+    const QMap<QString, QVariantMap> all = bySKU(deviceInventory());
+    for (const QString &sku : kFandeckSKUs)
+        EXPECT_TRUE(all.contains(sku)) << qPrintable(sku);
+}
+
+TEST_F(E2EFixture, DeviceErrorsAreCollectedAndTheSyncGoesOn)
+{
+    VLError error;
+    ASSERT_TRUE(environment.devsim({"fault", "--serial", serial, "--command", "SetClock", "--error", "-77", "--message",
+                                    "clock broken"},
+                                   nullptr, &error))
+        << qPrintable(error.description());
+    ASSERT_TRUE(runPreliminaryAndFullSync());
+    ASSERT_EQ(manager->errors().size(), 1);
+    EXPECT_EQ(manager->errors().first().code(), -77);
+    EXPECT_FALSE(manager->lastSyncDate().isValid()); // a sync with errors keeps the old date
+    EXPECT_TRUE(QFileInfo::exists(environment.dataFolder() + "/Measurements/LastMeasurements.cxf"));
+}
+
+TEST_F(E2EFixture, ACancelCodeFromTheDeviceEndsTheSyncAtTheNextStep)
+{
+    VLError error;
+    ASSERT_TRUE(environment.devsim({"fault", "--serial", serial, "--command", "GetMeasurements", "--error", "-1024"},
+                                   nullptr, &error));
+    ASSERT_TRUE(runPreliminaryAndFullSync());
+    EXPECT_TRUE(delegate.wasCancelledAtFinish);
+    EXPECT_EQ(manager->status(), 0);
+    EXPECT_TRUE(localFolderEntries("Fandecks").isEmpty()); // stopped long before the downloads
+}
+
+TEST_F(E2EFixture, TheServiceBeingDownIsCollectedAndTheDeviceStepsStillRun)
+{
+    QByteArray reply;
+    VLError error;
+    ASSERT_TRUE(environment.cloudsimControl("fault?target=OpenDeviceSession&http=500", &reply, &error))
+        << qPrintable(error.description());
+    ASSERT_TRUE(environment.cloudsimControl("fault?target=GetAvailableFiles&http=500", &reply, &error));
+    ASSERT_TRUE(runPreliminaryAndFullSync());
+    EXPECT_EQ(delegate.events, QStringList({"beginSync", "finishSync"}));
+    EXPECT_TRUE(QFileInfo::exists(environment.devsimStateFolder() + "/devices/" + serial + "/syncimage.bmp"));
+    // Without the service no fandeck reaches the computer, so no capture can be resolved.
+    QStringList errors;
+    for (const VLError &e : manager->errors())
+        errors << QStringLiteral("%1 %2 %3").arg(e.domain()).arg(e.code()).arg(e.localizedDescription());
+    ASSERT_EQ(errors.size(), 3) << qPrintable(errors.join('\n'));
+    EXPECT_TRUE(errors.at(0).contains(" 500 ")) << qPrintable(errors.at(0));
+    EXPECT_EQ(errors.at(2), "TINTERA Sync Domain -1 3 measurements found but 0 could be exported");
+    EXPECT_FALSE(QFileInfo::exists(environment.dataFolder() + "/Measurements/LastMeasurements.cxf"));
+}
+
+TEST_F(E2EFixture, PullingTheDeviceMidSyncEndsTheRunExactlyOnce)
+{
+    // The device goes away while fandecks are being uploaded, as a user pulling the cable would.
+    delegate.onStatus = [this](qint32 status) {
+        if (status == VLSyncManagerStatusCopyFandecksToDevice) {
+            VLError error;
+            environment.devsim({"unplug", "--serial", serial}, nullptr, &error);
+        }
+    };
+    observer->setDeviceRemovalBlock([this](const KDDevicePtr &gone) {
+        if (gone->serialNumber() == serial)
+            manager->deviceBecameUnavailable();
+    });
+    ASSERT_TRUE(runPreliminaryAndFullSync());
+    QTest::qWait(500);
+    EXPECT_EQ(delegate.events.count("finishSync"), 1);
+    EXPECT_TRUE(delegate.wasCancelledAtFinish);
+    EXPECT_EQ(manager->status(), 0);
+    EXPECT_EQ(manager->syncSession(), nullptr);
+    manager = nullptr; // already unavailable
+}
