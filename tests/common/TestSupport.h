@@ -3,14 +3,9 @@
 #include <QString>
 #include <QTemporaryDir>
 
-#include <memory>
-#include <ostream>
+#include "QtPrinters.h"
 
-// Readable failure messages for Qt strings (lists of them print through this too).
-inline void PrintTo(const QString &text, std::ostream *out)
-{
-    *out << '"' << text.toStdString() << '"';
-}
+#include <memory>
 
 // A fresh data folder for one test: TINTERA_DATA_DIR points at it while the object lives.
 class ScopedDataFolder
