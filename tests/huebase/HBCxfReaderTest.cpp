@@ -162,7 +162,7 @@ TEST(HBCxfReader, RefusesInconsistentSpectraWithAClearError)
             << c.hint << ": " << error.localizedDescription().toStdString();
         EXPECT_TRUE(error.localizedDescription().contains(QStringLiteral("\"o1\"")) ||
                     error.localizedDescription().contains(QStringLiteral("\"cs\"")))
-            << "names the colour or the specification: " << error.localizedDescription().toStdString();
+            << "names the colour or its ColorSpecification: " << error.localizedDescription().toStdString();
     }
 }
 

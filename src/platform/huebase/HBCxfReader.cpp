@@ -26,7 +26,7 @@ QString tr(const char *text)
 }
 
 // Measurement conditions and wavelength range of one ColorSpecification.
-struct Specification {
+struct ColourSpec {
     QVariantMap attributes;
     std::optional<int> startWavelength;
     std::optional<int> increment;
@@ -167,51 +167,51 @@ private:
             if (!hbIsCxfElement(node, "ColorSpecification"))
                 continue;
             const QString id = hbAttribute(node, "Id");
-            Specification specification;
+            ColourSpec colourSpec;
             if (const xmlNode *tristimulus = hbCxfChild(node, "TristimulusSpec"))
-                readTristimulus(tristimulus, &specification);
+                readTristimulus(tristimulus, &colourSpec);
             if (const xmlNode *measurement = hbCxfChild(node, "MeasurementSpec")) {
-                if (!readMeasurement(id, measurement, &specification))
+                if (!readMeasurement(id, measurement, &colourSpec))
                     return false;
             }
-            m_specifications.insert(id, specification);
+            m_specifications.insert(id, colourSpec);
         }
         return true;
     }
 
-    void readTristimulus(const xmlNode *tristimulus, Specification *specification)
+    void readTristimulus(const xmlNode *tristimulus, ColourSpec *colourSpec)
     {
         if (const xmlNode *illuminant = hbCxfChild(tristimulus, "Illuminant")) {
             const QString name = QString::fromUtf8(hbTextContent(illuminant)).trimmed();
             if (!name.isEmpty())
-                specification->attributes.insert(HBColorRepIlluminantAttributeKey, name);
+                colourSpec->attributes.insert(HBColorRepIlluminantAttributeKey, name);
         }
         if (const xmlNode *observer = hbCxfChild(tristimulus, "Observer")) {
             const int type = hbObserverTypeForCxfObserver(hbTextContent(observer).trimmed());
             if (type >= 0)
-                specification->attributes.insert(HBColorRepObserverTypeAttributeKey, type);
+                colourSpec->attributes.insert(HBColorRepObserverTypeAttributeKey, type);
         }
         if (const xmlNode *method = hbCxfChild(tristimulus, "Method")) {
             const QString name = QString::fromUtf8(hbTextContent(method)).trimmed();
             if (!name.isEmpty() && name != QLatin1String("unknown"))
-                specification->attributes.insert(HBColorRepTristimulusSpectralConvertionMethodAttributeKey, name);
+                colourSpec->attributes.insert(HBColorRepTristimulusSpectralConvertionMethodAttributeKey, name);
         }
     }
 
-    bool readMeasurement(const QString &id, const xmlNode *measurement, Specification *specification)
+    bool readMeasurement(const QString &id, const xmlNode *measurement, ColourSpec *colourSpec)
     {
         if (const xmlNode *geometry = hbCxfChild(measurement, "GeometryChoice")) {
             if (const xmlNode *single = hbCxfChild(geometry, "SingleAngle"))
-                readSingleAngle(single, specification);
+                readSingleAngle(single, colourSpec);
         }
         if (const xmlNode *range = hbCxfChild(measurement, "WavelengthRange")) {
             bool malformed = false;
-            specification->startWavelength = parseWavelength(hbAttribute(range, "StartWL"), &malformed);
-            specification->increment = parseWavelength(hbAttribute(range, "Increment"), &malformed);
-            specification->endWavelength = parseWavelength(hbAttribute(range, "EndWL"), &malformed);
+            colourSpec->startWavelength = parseWavelength(hbAttribute(range, "StartWL"), &malformed);
+            colourSpec->increment = parseWavelength(hbAttribute(range, "Increment"), &malformed);
+            colourSpec->endWavelength = parseWavelength(hbAttribute(range, "EndWL"), &malformed);
             if (malformed) {
                 return hbFail(m_error, HBErrorInconsistentData,
-                              tr("Colour specification \"%1\": the wavelength range is not in whole nanometres")
+                              tr("ColorSpecification \"%1\": the wavelength range is not in whole nanometres")
                                   .arg(id));
             }
         }
@@ -219,29 +219,29 @@ private:
             if (const xmlNode *illumination = hbCxfChild(device, "DeviceIllumination")) {
                 const int type = hbMeasurementTypeForCxfIllumination(hbTextContent(illumination).trimmed());
                 if (type >= 0)
-                    specification->attributes.insert(HBColorRepMeasurementTypeAttributeKey, type);
+                    colourSpec->attributes.insert(HBColorRepMeasurementTypeAttributeKey, type);
             }
         }
         return true;
     }
 
-    static void readSingleAngle(const xmlNode *single, Specification *specification)
+    static void readSingleAngle(const xmlNode *single, ColourSpec *colourSpec)
     {
         const xmlNode *configuration = hbCxfChild(single, "SingleAngleConfiguration");
         const xmlNode *illumination = hbCxfChild(single, "IlluminationAngle");
         const xmlNode *measurement = hbCxfChild(single, "MeasurementAngle");
         if (configuration) {
-            specification->attributes.insert(HBColorRepGeometrySingleAngleConfigurationAttributeKey,
+            colourSpec->attributes.insert(HBColorRepGeometrySingleAngleConfigurationAttributeKey,
                                              QString::fromUtf8(hbTextContent(configuration)).trimmed());
         }
         if (illumination) {
             if (const std::optional<double> angle = parseNumber(hbTextContent(illumination)))
-                specification->attributes.insert(HBColorRepGeometrySingleAngleIlluminationAngleAttributeKey,
+                colourSpec->attributes.insert(HBColorRepGeometrySingleAngleIlluminationAngleAttributeKey,
                                                  numberVariant(*angle));
         }
         if (measurement) {
             if (const std::optional<double> angle = parseNumber(hbTextContent(measurement)))
-                specification->attributes.insert(HBColorRepGeometrySingleAngleMeasurementAngleAttributeKey,
+                colourSpec->attributes.insert(HBColorRepGeometrySingleAngleMeasurementAngleAttributeKey,
                                                  numberVariant(*angle));
         }
     }
@@ -310,7 +310,7 @@ private:
         return true;
     }
 
-    const Specification *specificationFor(const xmlNode *value)
+    const ColourSpec *specificationFor(const xmlNode *value)
     {
         const auto it = m_specifications.constFind(hbAttribute(value, "ColorSpecification"));
         return it == m_specifications.cend() ? nullptr : &it.value();
@@ -318,7 +318,7 @@ private:
 
     bool readReflectanceSpectrum(const QString &label, const xmlNode *spectrum, HBColor *color)
     {
-        const Specification *specification = specificationFor(spectrum);
+        const ColourSpec *colourSpec = specificationFor(spectrum);
         bool malformed = false;
         const std::optional<int> ownStart = parseWavelength(hbAttribute(spectrum, "StartWL"), &malformed);
         const std::optional<int> ownIncrement = parseWavelength(hbAttribute(spectrum, "Increment"), &malformed);
@@ -326,24 +326,24 @@ private:
         if (malformed)
             return inconsistent(label, tr("the spectrum's wavelengths are not in whole nanometres"));
 
-        const std::optional<int> rangeStart = specification ? specification->startWavelength : std::nullopt;
-        const std::optional<int> rangeIncrement = specification ? specification->increment : std::nullopt;
+        const std::optional<int> rangeStart = colourSpec ? colourSpec->startWavelength : std::nullopt;
+        const std::optional<int> rangeIncrement = colourSpec ? colourSpec->increment : std::nullopt;
         if (ownStart && rangeStart && *ownStart != *rangeStart) {
-            return inconsistent(label, tr("the spectrum starts at %1 nm but its colour specification at %2 nm")
+            return inconsistent(label, tr("the spectrum starts at %1 nm but its ColorSpecification at %2 nm")
                                            .arg(*ownStart)
                                            .arg(*rangeStart));
         }
         if (ownIncrement && rangeIncrement && *ownIncrement != *rangeIncrement) {
-            return inconsistent(label, tr("the spectrum's interval %1 nm differs from its specification's %2 nm")
+            return inconsistent(label, tr("the spectrum's interval %1 nm differs from its ColorSpecification's %2 nm")
                                            .arg(*ownIncrement)
                                            .arg(*rangeIncrement));
         }
         const std::optional<int> start = ownStart ? ownStart : rangeStart;
         const std::optional<int> increment = ownIncrement ? ownIncrement : rangeIncrement;
         if (!start || !increment) {
-            return inconsistent(label, specification
+            return inconsistent(label, colourSpec
                                            ? tr("the spectrum has no wavelength range")
-                                           : tr("the spectrum refers to the unknown colour specification \"%1\"")
+                                           : tr("the spectrum refers to the unknown ColorSpecification \"%1\"")
                                                  .arg(hbAttribute(spectrum, "ColorSpecification")));
         }
         if (!hbIsCxfWavelengthIncrement(*increment))
@@ -377,7 +377,7 @@ private:
                                            .arg(end)
                                            .arg(HBCxfMaximumEndWavelength));
         }
-        const std::optional<int> declaredEnd = ownEnd ? ownEnd : (specification ? specification->endWavelength : ownEnd);
+        const std::optional<int> declaredEnd = ownEnd ? ownEnd : (colourSpec ? colourSpec->endWavelength : ownEnd);
         if (declaredEnd && *declaredEnd != end) {
             return inconsistent(label, tr("%1 values from %2 nm in %3 nm steps end at %4 nm, not at the declared %5 nm")
                                            .arg(values.size())
@@ -394,8 +394,8 @@ private:
         }
         HBColorRepresentationPtr representation =
             HBColorRepresentation::spectralRepresentation(*start, *increment, std::move(values));
-        if (specification)
-            representation->setAttributes(specification->attributes);
+        if (colourSpec)
+            representation->setAttributes(colourSpec->attributes);
         color->addRepresentation(representation);
         return true;
     }
@@ -428,8 +428,8 @@ private:
         }
         HBColorRepresentationPtr representation =
             HBColorRepresentation::spectralRepresentation(int(wavelengths[0]), int(step), std::move(values));
-        if (const Specification *specification = specificationFor(spectrum))
-            representation->setAttributes(specification->attributes);
+        if (const ColourSpec *colourSpec = specificationFor(spectrum))
+            representation->setAttributes(colourSpec->attributes);
         color->addRepresentation(representation);
         return true;
     }
@@ -445,8 +445,8 @@ private:
         if (!L || !A || !B)
             return inconsistent(label, tr("the CIELAB value needs numbers L, A and B"));
         HBColorRepresentationPtr representation = HBColorRepresentation::labRepresentation(*L, *A, *B);
-        if (const Specification *specification = specificationFor(lab))
-            representation->setAttributes(specification->attributes);
+        if (const ColourSpec *colourSpec = specificationFor(lab))
+            representation->setAttributes(colourSpec->attributes);
         color->addRepresentation(representation);
         return true;
     }
@@ -479,7 +479,7 @@ private:
     HBColorDocument *m_document;
     HBColorDocumentDelegate *m_delegate;
     VLError *m_error;
-    QHash<QString, Specification> m_specifications;
+    QHash<QString, ColourSpec> m_specifications;
     QMap<QString, int> m_skippedValueCounts;
 };
 

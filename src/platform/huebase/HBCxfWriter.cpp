@@ -73,7 +73,7 @@ bool tagText(const QVariant &value, QString *text)
     }
 }
 
-// What a ColorSpecification says; equal contents share one specification.
+// What a ColorSpecification says; equal contents share one.
 struct SpecificationContent {
     bool spectral = false;
     QString illuminant;
@@ -335,7 +335,7 @@ private:
         // out point by point.
         const bool listForm = hbIsCxfWavelengthIncrement(increment) && start >= HBCxfMinimumStartWavelength &&
                               start <= HBCxfMaximumStartWavelength;
-        const QString specification = specificationId(contentFor(spectrum, listForm));
+        const QString colourSpec = specificationId(contentFor(spectrum, listForm));
         if (listForm) {
             QByteArray text;
             text.reserve(spectrum.values().size() * 8);
@@ -345,11 +345,11 @@ private:
                 appendNumber(&text, value);
             }
             xmlNode *element = hbAddTextChild(values, m_ns, "ReflectanceSpectrum", text);
-            hbSetAttribute(element, "ColorSpecification", specification);
+            hbSetAttribute(element, "ColorSpecification", colourSpec);
             hbSetAttribute(element, "StartWL", QString::number(start));
         } else {
             xmlNode *element = xmlNewChild(values, m_ns, hbXmlText("CustomSpectrum"), nullptr);
-            hbSetAttribute(element, "ColorSpecification", specification);
+            hbSetAttribute(element, "ColorSpecification", colourSpec);
             for (qsizetype i = 0; i < spectrum.values().size(); ++i) {
                 xmlNode *point = hbAddTextChild(element, m_ns, "SpectralPoint", numberText(spectrum.values()[i]));
                 hbSetAttribute(point, "WL", QString::number(start + i * increment));
@@ -386,10 +386,10 @@ private:
 
     void writeSpecification(xmlNode *collection, const SpecificationContent &content)
     {
-        xmlNode *specification = xmlNewChild(collection, m_ns, hbXmlText("ColorSpecification"), nullptr);
-        hbSetAttribute(specification, "Id", m_specifications.value(content.key()));
+        xmlNode *colourSpec = xmlNewChild(collection, m_ns, hbXmlText("ColorSpecification"), nullptr);
+        hbSetAttribute(colourSpec, "Id", m_specifications.value(content.key()));
         if (!content.illuminant.isEmpty()) {
-            xmlNode *tristimulus = xmlNewChild(specification, m_ns, hbXmlText("TristimulusSpec"), nullptr);
+            xmlNode *tristimulus = xmlNewChild(colourSpec, m_ns, hbXmlText("TristimulusSpec"), nullptr);
             if (hbIsCxfIlluminant(content.illuminant)) {
                 addText(tristimulus, "Illuminant", content.illuminant);
             } else {
@@ -399,7 +399,7 @@ private:
             addText(tristimulus, "Observer", QString::fromLatin1(hbCxfObserverForObserverType(content.observerType)));
             addText(tristimulus, "Method", hbIsCxfMethod(content.method) ? content.method : QStringLiteral("unknown"));
         }
-        xmlNode *measurement = xmlNewChild(specification, m_ns, hbXmlText("MeasurementSpec"), nullptr);
+        xmlNode *measurement = xmlNewChild(colourSpec, m_ns, hbXmlText("MeasurementSpec"), nullptr);
         addText(measurement, "MeasurementType",
                 content.spectral ? QStringLiteral("Spectrum_Reflectance") : QStringLiteral("Colorimetric_Reflectance"));
         xmlNode *geometry = xmlNewChild(measurement, m_ns, hbXmlText("GeometryChoice"), nullptr);
