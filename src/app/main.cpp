@@ -5,10 +5,15 @@
 #include "demo/VLDemoEnvironment.h"
 #include "VelmoraSyncAppDelegate.h"
 
+#include <QSystemTrayIcon>
 #include <QTimer>
 
 #include <cstdio>
 #include <memory>
+
+namespace {
+constexpr int kTrayGraceMs = 3000;
+}
 
 int main(int argc, char **argv)
 {
@@ -58,6 +63,12 @@ int main(int argc, char **argv)
     QTimer::singleShot(0, &delegate, [&delegate, urls] {
         for (const QString &url : urls)
             delegate.handleGetURLEvent(url);
+    });
+    // Desktops without a tray (plain GNOME) would leave the application without any window: show
+    // the preferences window instead, which has Sync Now. A tray that starts late still embeds the icon.
+    QTimer::singleShot(kTrayGraceMs, &delegate, [&delegate] {
+        if (!QSystemTrayIcon::isSystemTrayAvailable())
+            delegate.runPreferencesPanel();
     });
     return app.exec();
 }
