@@ -1,8 +1,8 @@
 #include "TSLogger.h"
+#include "TinteraDemoEnvironment.h"
 #include "VLApplication.h"
 #include "VLSingleInstance.h"
 #include "VLURLScheme.h"
-#include "demo/VLDemoEnvironment.h"
 #include "VelmoraSyncAppDelegate.h"
 
 #include <QSystemTrayIcon>
@@ -24,17 +24,17 @@ int main(int argc, char **argv)
 
     // --demo: the emulated device and service in a temporary folder, set up before anything reads
     // the data folder, the device folder or the service URL.
-    std::unique_ptr<VLDemoEnvironment> demo;
+    std::unique_ptr<TinteraDemoEnvironment> demo;
     if (app.arguments().contains(QStringLiteral("--demo"))) {
-        demo = std::make_unique<VLDemoEnvironment>();
-        QString error;
-        if (!demo->start(&error)) {
-            std::fprintf(stderr, "VelmoraSync: the demo cannot start: %s\n", qPrintable(error));
+        demo = std::make_unique<TinteraDemoEnvironment>();
+        VLError error;
+        if (!demo->start(TinteraDemoEnvironment::Options(), &error)) {
+            std::fprintf(stderr, "VelmoraSync: the demo cannot start: %s\n", qPrintable(error.localizedDescription()));
             return 1;
         }
         std::printf("TINTERA Sync demo\n  data folder: %s\n  service:     %s\n  device:      %s\n",
                     qPrintable(demo->dataFolder()), qPrintable(demo->serviceURL()),
-                    qPrintable(demo->deviceSerialNumber()));
+                    qPrintable(demo->serialNumbers().join(QStringLiteral(", "))));
         std::fflush(stdout);
     }
 
