@@ -25,7 +25,9 @@ public:
 // Runs downloads strictly one at a time, in the order they were added. A failed download is not
 // retried; the queue goes on with the next. The running download stays first in the list until
 // it has finished or failed.
-class VLFileDownloadManager : public QObject, private VLFileDownloadDelegate
+// The delegate base is public so that a download can track the manager as a QObject and read it as
+// gone once it is destroyed (a cross-cast from a private base finds nothing).
+class VLFileDownloadManager : public QObject, public VLFileDownloadDelegate
 {
     Q_OBJECT
 public:

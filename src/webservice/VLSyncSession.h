@@ -62,7 +62,9 @@ public:
 
 // The conversation with the sync web service for one device: opens a device session, asks for
 // the files the service offers, closes the session. Requests run one at a time, oldest first.
-class VLSyncSession : public QObject, private VLSyncRequestDelegate
+// The delegate base is public so that a request can track the session as a QObject: a cancelled
+// request reports once more later, and a session destroyed meanwhile must read as gone.
+class VLSyncSession : public QObject, public VLSyncRequestDelegate
 {
     Q_OBJECT
 public:

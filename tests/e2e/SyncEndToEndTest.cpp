@@ -8,6 +8,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
+#include <QTimer>
 
 namespace {
 
@@ -215,5 +216,24 @@ TEST_F(E2EFixture, PullingTheDeviceMidSyncEndsTheRunExactlyOnce)
     EXPECT_TRUE(delegate.wasCancelledAtFinish);
     EXPECT_EQ(manager->status(), 0);
     EXPECT_EQ(manager->syncSession(), nullptr);
+    manager = nullptr; // already unavailable
+}
+
+TEST_F(E2EFixture, PullingTheDeviceWhileTheSessionOpensEndsTheRunOnce)
+{
+    QByteArray reply;
+    VLError error;
+    ASSERT_TRUE(environment.cloudsimControl("fault?target=OpenDeviceSession&delay=800", &reply, &error))
+        << qPrintable(error.description());
+    delegate.onStatus = [this](qint32 status) {
+        if (status == VLSyncManagerStatusOpeningSessionWithCloud)
+            QTimer::singleShot(200, manager, [this] { manager->deviceBecameUnavailable(); });
+    };
+    manager->gatherPrelimiaryInfo();
+    ASSERT_TRUE(delegate.waitForFinish());
+    QTest::qWait(1500); // the open request's own late completion arrives meanwhile
+    EXPECT_EQ(delegate.events, QStringList({"beginPrelim", "finishPrelim"}));
+    EXPECT_TRUE(delegate.wasCancelledAtFinish);
+    EXPECT_EQ(manager->status(), 0);
     manager = nullptr; // already unavailable
 }
