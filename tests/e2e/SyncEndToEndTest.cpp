@@ -3,11 +3,13 @@
 #include "HBColorDocument.h"
 #include "TestSupport.h"
 #include "TX350CustomResource.h"
+#include "VLExportController.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
+#include <QTemporaryDir>
 #include <QTimer>
 
 namespace {
@@ -236,4 +238,59 @@ TEST_F(E2EFixture, PullingTheDeviceWhileTheSessionOpensEndsTheRunOnce)
     EXPECT_TRUE(delegate.wasCancelledAtFinish);
     EXPECT_EQ(manager->status(), 0);
     manager = nullptr; // already unavailable
+}
+
+namespace {
+struct ExportRecorder : VLExportControllerDelegate
+{
+    void exportControllerFinishedWithError(VLExportController *, const VLError &e) override
+    {
+        ++calls;
+        error = e;
+    }
+    int calls = 0;
+    VLError error;
+};
+} // namespace
+
+TEST_F(E2EFixture, UserStartedExportFetchesOneMissingNoteAndLaysOutTheFolder)
+{
+    ASSERT_TRUE(runPreliminaryAndFullSync());
+    ASSERT_TRUE(manager->errors().isEmpty());
+    QTemporaryDir out;
+
+    // Every note is already on the computer: the document alone, at the chosen path.
+    ExportRecorder plain;
+    VLExportController first(manager);
+    first.setDelegate(&plain);
+    first.exportToFilename(out.filePath("plain.cxf"));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return plain.calls > 0; }, 30000));
+    EXPECT_TRUE(plain.error.isNull());
+    EXPECT_TRUE(QFileInfo::exists(out.filePath("plain.cxf")));
+    EXPECT_FALSE(QFileInfo::exists(out.filePath("plain")));
+
+    // Both notes gone from the computer: one is fetched and travels in "<name>/Audio".
+    QDir(environment.dataFolder() + "/Measurements/Audio").removeRecursively();
+    ExportRecorder withNotes;
+    VLExportController second(manager);
+    second.setDelegate(&withNotes);
+    second.exportToFilename(out.filePath("notes.cxf"));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return withNotes.calls > 0; }, 30000));
+    QTest::qWait(100);
+    EXPECT_EQ(withNotes.calls, 1);
+    EXPECT_TRUE(QFileInfo::exists(out.filePath("notes/notes.cxf")));
+    EXPECT_EQ(QDir(out.filePath("notes/Audio")).entryList(QDir::Files).size(), 1);
+    EXPECT_EQ(second.audioFileNames().size(), 2);
+
+    // The device refuses to list its measurements: the export ends with that error and no file.
+    VLError error;
+    ASSERT_TRUE(environment.devsim({"fault", "--serial", serial, "--command", "GetMeasurements", "--error", "-5"},
+                                   nullptr, &error));
+    ExportRecorder refused;
+    VLExportController third(manager);
+    third.setDelegate(&refused);
+    third.exportToFilename(out.filePath("refused.cxf"));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return refused.calls > 0; }, 30000));
+    EXPECT_EQ(refused.error.code(), -5);
+    EXPECT_FALSE(QFileInfo::exists(out.filePath("refused.cxf")));
 }

@@ -1,0 +1,155 @@
+#include "VLExportController.h"
+
+#include "KDCommandArgumentForKey.h"
+#include "KDDeviceCommandSendTinteraSync.h"
+#include "KDError.h"
+#include "TSLogger.h"
+#include "VLPathComponent.h"
+#include "VLSyncManager.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QSaveFile>
+#include <QThread>
+
+using namespace KDCommandArgumentForKey;
+
+VLExportController::VLExportController(VLSyncManager *syncManager, QObject *parent)
+    : QObject(parent)
+    , m_syncManager(syncManager)
+{
+}
+
+VLExportController::~VLExportController()
+{
+    if (m_cmdManager)
+        m_cmdManager->setDelegate(nullptr);
+}
+
+void VLExportController::exportToFilename(const QString &path)
+{
+    m_filename = path;
+    m_finished = false;
+    const KDDevicePtr device = m_syncManager ? m_syncManager->device() : KDDevicePtr();
+    if (!device) {
+        sendFinishDelegateWithError(kdError(KDErrorDeviceNotAvailable));
+        return;
+    }
+    KDDeviceCommandSendTinteraSync::sendCommandDelegateResponseSelector(
+        device, KDCommand::initWithName(QStringLiteral("GetMeasurements")), this,
+        &VLExportController::receivedMeasurementsFromDeviceResponse);
+}
+
+void VLExportController::receivedMeasurementsFromDeviceResponse(const KDDevicePtr &device,
+                                                                 const KDCommandResponsePtr &response)
+{
+    VL_LOG("[VLExportController receivedMeasurementsFromDevice:response:]");
+    if (!response->error().isNull()) {
+        VL_LOG("%@", response->error());
+        sendFinishDelegateWithError(response->error());
+        return;
+    }
+    if (!m_cmdManager) {
+        m_cmdManager = new VLDeviceCommandManager(device, this);
+        m_cmdManager->setDelegate(this);
+    }
+    m_matches = response->measurements();
+    m_audioFileNames.clear();
+    const QString audioFolder = m_syncManager ? m_syncManager->pathForGlobalAutoSyncMatchesAudioFolder() : QString();
+    QStringList missing;
+    for (const KDMeasurementPtr &match : std::as_const(m_matches)) {
+        const HBColorPtr colour = match ? match->measurementColorForColorSpace(QStringLiteral("ColorInfo")) : HBColorPtr();
+        const QString name = colour ? colour->attributeForKey(QStringLiteral("AudioFileName")).toString() : QString();
+        // Only plain names: they become paths in the audio folder and in the export.
+        if (name.isEmpty() || !vlIsPlainPathComponent(name))
+            continue;
+        if (!QFileInfo::exists(audioFolder + QLatin1Char('/') + name))
+            missing << name;
+    }
+    // Only notes missing from the computer's audio folder travel with this export.
+    m_audioFileNames = missing;
+    if (missing.isEmpty()) {
+        exportAll();
+        return;
+    }
+    // Only the last missing note is fetched in one export; the others stay out of it.
+    const KDCommandPtr download = KDCommand::initWithName(QStringLiteral("Download"));
+    setArgumentForKey(download, missing.last(), QStringLiteral("filename"));
+    m_cmdManager->pause();
+    m_cmdManager->addCommand(download);
+    m_cmdManager->start();
+}
+
+void VLExportController::commandManagerWillSendCommand(VLDeviceCommandManager *, const KDCommandPtr &)
+{
+}
+
+void VLExportController::commandManagerDidReceiveResponse(VLDeviceCommandManager *, const KDCommandResponsePtr &response)
+{
+    if (!response->error().isNull()) {
+        VL_LOG("commandManager:didReceiveResponse: %@", response->error());
+        return;
+    }
+    const KDCommandPtr command = response->command();
+    const QString filename = argumentForKey(command, QStringLiteral("filename"));
+    if (!command || command->name() != QLatin1String("Download") || response->data().isNull() || filename.isNull()
+        || !vlIsPlainPathComponent(filename) || !m_syncManager)
+        return;
+    const QString target = m_syncManager->pathForGlobalAutoSyncMatchesAudioFolder() + QLatin1Char('/') + filename;
+    QFile::remove(target);
+    QSaveFile file(target);
+    if (file.open(QIODevice::WriteOnly) && file.write(response->data()) == response->data().size())
+        file.commit();
+}
+
+void VLExportController::commandManagerDidCompleteAllCommands(VLDeviceCommandManager *)
+{
+    exportAll();
+}
+
+QString VLExportController::documentPath() const
+{
+    if (m_audioFileNames.isEmpty())
+        return m_filename;
+    const QFileInfo chosen(m_filename);
+    const QString folder = chosen.absolutePath() + QLatin1Char('/') + chosen.completeBaseName();
+    return folder + QLatin1Char('/') + chosen.fileName();
+}
+
+void VLExportController::exportAll()
+{
+    if (m_finished)
+        return; // a late completion of the command queue after the export ended
+    QThread *worker = QThread::create([this] { loadFandecksThenExport(); });
+    connect(worker, &QThread::finished, worker, &QObject::deleteLater);
+    worker->start();
+}
+
+void VLExportController::loadFandecksThenExport()
+{
+    VLSyncManager *manager = m_syncManager.data();
+    if (manager)
+        manager->loadFandecksIntoMemory();
+    const QString document = documentPath();
+    const QString exportAudio = QFileInfo(document).absolutePath() + QStringLiteral("/Audio");
+    if (!m_audioFileNames.isEmpty())
+        QDir().mkpath(exportAudio);
+    QMetaObject::invokeMethod(this, [this, document] {
+        if (m_syncManager)
+            m_syncManager->exportMatches({m_matches, document, false});
+    }, Qt::BlockingQueuedConnection);
+    const QString audioFolder = manager ? manager->pathForGlobalAutoSyncMatchesAudioFolder() : QString();
+    for (const QString &name : std::as_const(m_audioFileNames))
+        QFile::copy(audioFolder + QLatin1Char('/') + name, exportAudio + QLatin1Char('/') + name);
+    QMetaObject::invokeMethod(this, [this] { sendFinishDelegateWithError(VLError()); }, Qt::BlockingQueuedConnection);
+}
+
+void VLExportController::sendFinishDelegateWithError(const VLError &error)
+{
+    if (m_finished)
+        return;
+    m_finished = true;
+    if (m_delegate)
+        m_delegate->exportControllerFinishedWithError(this, error);
+}

@@ -1,0 +1,57 @@
+#pragma once
+
+#include "VLDeviceCommandManager.h"
+#include "VLError.h"
+
+#include <QObject>
+#include <QPointer>
+#include <QStringList>
+
+class VLExportController;
+class VLSyncManager;
+
+class VLExportControllerDelegate
+{
+public:
+    virtual ~VLExportControllerDelegate() = default;
+    // Called exactly once per export, on the main thread; a null error for success.
+    virtual void exportControllerFinishedWithError(VLExportController *controller, const VLError &error) = 0;
+};
+
+// A user-started export of every match on the connected device to a chosen file, with the audio
+// notes beside it: "D/N.cxf" without notes, "D/N/N.cxf" and "D/N/Audio/<note>" with them.
+class VLExportController : public QObject,
+                           public VLDeviceCommandManagerDelegate,
+                           public VLDeviceCommandManagerOptionalDelegate
+{
+    Q_OBJECT
+public:
+    explicit VLExportController(VLSyncManager *syncManager, QObject *parent = nullptr);
+    ~VLExportController() override;
+
+    VLExportControllerDelegate *delegate() const { return m_delegate; }
+    void setDelegate(VLExportControllerDelegate *delegate) { m_delegate = delegate; }
+    QString filename() const { return m_filename; }
+    QStringList audioFileNames() const { return m_audioFileNames; }
+
+    void exportToFilename(const QString &path);
+    void exportAll();
+
+    void receivedMeasurementsFromDeviceResponse(const KDDevicePtr &device, const KDCommandResponsePtr &response);
+    void commandManagerWillSendCommand(VLDeviceCommandManager *manager, const KDCommandPtr &command) override;
+    void commandManagerDidReceiveResponse(VLDeviceCommandManager *manager, const KDCommandResponsePtr &response) override;
+    void commandManagerDidCompleteAllCommands(VLDeviceCommandManager *manager) override;
+
+private:
+    void loadFandecksThenExport();
+    void sendFinishDelegateWithError(const VLError &error);
+    QString documentPath() const;
+
+    QPointer<VLSyncManager> m_syncManager;
+    VLExportControllerDelegate *m_delegate = nullptr;
+    QString m_filename;
+    QList<KDMeasurementPtr> m_matches;
+    QStringList m_audioFileNames;
+    QPointer<VLDeviceCommandManager> m_cmdManager;
+    bool m_finished = false;
+};
