@@ -5,7 +5,7 @@
 namespace {
 
 // The conversion spec is assembled from the caller's format, so it cannot be a literal; the
-// argument type always matches it because the value is converted to the type the spec names.
+// argument type always matches it because the value is converted to the type the conversion names.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 QString formatted(const QByteArray &spec, const QVariant &value, char conversion)
