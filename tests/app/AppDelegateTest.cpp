@@ -254,6 +254,24 @@ TEST(AppDelegate, MenuTitlesFollowTheManager)
     ASSERT_TRUE(QTest::qWaitFor([&] { return !app.delegate->velmoraDevice(); }, 5000));
 }
 
+TEST(AppDelegate, PullingTheDeviceDuringTheFirstLookEndsIt)
+{
+    LaunchedApp app;
+    app.online = true; // the default service URL: the session's request is still out when the device goes
+    KDScriptedDevice device(freshSerial(), deviceAttributes());
+    app.plugIn(device);
+    VLSyncManager *manager = app.delegate->syncManager();
+    ASSERT_NE(manager, nullptr);
+    EXPECT_TRUE(manager->isJustGatheringPreliminaryInfo());
+    EXPECT_EQ(app.titleOf(VLStatusMenuAction::SyncNow), QStringLiteral("Gathering info..."));
+    device.unplug();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !app.delegate->velmoraDevice(); }, 5000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !manager->isJustGatheringPreliminaryInfo(); }, 5000));
+    EXPECT_EQ(manager->status(), 0);
+    QTest::qWait(100); // late answers of the cancelled request must find nobody
+    EXPECT_EQ(app.titleOf(VLStatusMenuAction::SyncNow), QStringLiteral("Device not found"));
+}
+
 TEST(AppDelegate, SyncURLStartsASyncOnlyWithTheExactScheme)
 {
     LaunchedApp app;
