@@ -16,6 +16,8 @@
 #include <QGuiApplication>
 #include <QDialog>
 #include <QEvent>
+#include <QFileInfo>
+#include <QLabel>
 #include <QHeaderView>
 #include <QMessageBox>
 #include <QMouseEvent>
@@ -75,6 +77,7 @@ void VelmoraSyncPreferencesWindowController::bindControls()
     connect(m_ui->syncSelectedOnlyCheckboxButton, &QCheckBox::clicked, this,
             &VelmoraSyncPreferencesWindowController::syncSelectedOnlyButtonPressed);
     connect(m_ui->syncNowButton, &QPushButton::clicked, this, &VelmoraSyncPreferencesWindowController::syncNowPressed);
+    connect(m_ui->exportButton, &QPushButton::clicked, this, &VelmoraSyncPreferencesWindowController::exportMeasurements);
     // The fandeck table follows the inventory's fandeck changes.
     m_fandecksObserver = VLNotificationCenter::defaultCenter()->addObserver(
         VLSyncInfoFandecksDidChangeNotification, nullptr, this, [this](const VLNotification &) { fandecksChanged(); });
@@ -238,6 +241,73 @@ void VelmoraSyncPreferencesWindowController::syncNowPressed()
     // No test here: the manager refuses a sync that cannot start.
     if (m_syncManager)
         m_syncManager->startSync();
+}
+
+void VelmoraSyncPreferencesWindowController::exportMeasurements()
+{
+    if (m_exportPanel)
+        return;
+    auto *panel = new QFileDialog(m_window.get(), tr("Export Measurements"));
+    panel->setAttribute(Qt::WA_DeleteOnClose);
+    panel->setAcceptMode(QFileDialog::AcceptSave);
+    panel->setFileMode(QFileDialog::AnyFile);
+    panel->setNameFilter(tr("CxF3 colour documents (*.cxf)"));
+    panel->setDefaultSuffix(QStringLiteral("cxf"));
+    panel->setWindowModality(Qt::WindowModal); // a sheet on this window
+    connect(panel, &QFileDialog::finished, this, [this, panel](int result) {
+        exportPanelDidEnd(panel->selectedFiles().value(0), result);
+    });
+    m_exportPanel = panel;
+    panel->open();
+}
+
+QString VelmoraSyncPreferencesWindowController::exportPathWithAllowedType(const QString &path)
+{
+    if (path.isEmpty() || QFileInfo(path).suffix().compare(QLatin1String("cxf"), Qt::CaseInsensitive) == 0)
+        return path;
+    return path + QStringLiteral(".cxf");
+}
+
+void VelmoraSyncPreferencesWindowController::exportPanelDidEnd(const QString &path, int returnCode)
+{
+    const QString filename = exportPathWithAllowedType(path);
+    if (m_exportPanel)
+        m_exportPanel->close();
+    if (returnCode != QDialog::Accepted || filename.isEmpty() || !m_syncManager)
+        return;
+
+    auto *sheet = new QDialog(m_window.get(), Qt::Sheet);
+    sheet->setWindowModality(Qt::WindowModal);
+    sheet->setWindowTitle(tr("Export Measurements"));
+    auto *layout = new QVBoxLayout(sheet);
+    layout->addWidget(new QLabel(tr("Exporting measurements..."), sheet));
+    m_exportProgressBar = new QProgressBar(sheet);
+    m_exportProgressBar->setRange(0, 0); // animates by itself while the export runs
+    layout->addWidget(m_exportProgressBar);
+    sheet->setMinimumWidth(320);
+    m_exportWindow = sheet;
+    // The sheet's end drops the export controller.
+    connect(sheet, &QDialog::finished, this, [this, sheet] {
+        sheet->deleteLater();
+        if (m_exportController)
+            m_exportController.release()->deleteLater();
+    });
+    sheet->open();
+
+    m_exportController = std::make_unique<VLExportController>(m_syncManager);
+    m_exportController->setDelegate(this);
+    m_exportController->exportToFilename(filename);
+}
+
+void VelmoraSyncPreferencesWindowController::exportControllerFinishedWithError(VLExportController *, const VLError &error)
+{
+    // The export controller reports its own errors; the window only ends its sheet.
+    if (!error.isNull())
+        VL_LOG("Export ended with %@", error);
+    if (m_exportWindow)
+        m_exportWindow->done(QDialog::Accepted);
+    else if (m_exportController)
+        m_exportController.release()->deleteLater();
 }
 
 bool VelmoraSyncPreferencesWindowController::userWantsSyncForFandeckWithID(const QString &fandeckID)

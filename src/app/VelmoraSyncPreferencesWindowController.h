@@ -1,11 +1,14 @@
 #pragma once
 
 #include "KDDevice.h"
+#include "VLExportController.h"
 #include "VLFandeckTableModel.h"
 #include "VLPreferencesInfo.h"
 #include "VLSyncManager.h"
 
 #include <QDialog>
+#include <QFileDialog>
+#include <QProgressBar>
 #include <QObject>
 #include <QPlainTextEdit>
 #include <QPointer>
@@ -14,6 +17,7 @@
 
 class KDDeviceObserver;
 class QCheckBox;
+class QFileDialog;
 class QFileDialog;
 class QLabel;
 class QProgressBar;
@@ -27,7 +31,9 @@ class VelmoraSyncPreferencesWindowController;
 // The application's main window: the connected device, the sync status or the last sync, the two
 // sync settings, the fandeck table, Sync Now, Export, Help and download progress. Loaded from the
 // interface definition "VelmoraSyncPreferencesWindowController".
-class VelmoraSyncPreferencesWindowController : public QObject, private VLFandeckChoices
+class VelmoraSyncPreferencesWindowController : public QObject,
+                                               private VLFandeckChoices,
+                                               public VLExportControllerDelegate
 {
     Q_OBJECT
 public:
@@ -55,6 +61,17 @@ public:
     void autoSyncButtonPressed();
     void syncSelectedOnlyButtonPressed();
     void syncNowPressed();
+
+    // Export of the device's measurements to a ".cxf" file of the user's choosing: a save panel as
+    // a sheet, then a modal progress sheet while the export controller runs.
+    void exportMeasurements();
+    void exportPanelDidEnd(const QString &path, int returnCode);
+    void exportControllerFinishedWithError(VLExportController *controller, const VLError &error) override;
+    // A path with the one allowed extension: "name" and "name.txt" become "name.cxf" and "name.txt.cxf".
+    static QString exportPathWithAllowedType(const QString &path);
+    VLExportController *exportController() const { return m_exportController.get(); }
+    QFileDialog *exportPanel() const { return m_exportPanel; }
+    QDialog *exportWindow() const { return m_exportWindow; }
 
     // Download progress.
     void startProgress();
@@ -106,4 +123,8 @@ private:
     QMetaObject::Connection m_statusObserver;
     QMetaObject::Connection m_valueObserver;
     QMetaObject::Connection m_fandecksObserver;
+    std::unique_ptr<VLExportController> m_exportController;
+    QPointer<QFileDialog> m_exportPanel;
+    QPointer<QDialog> m_exportWindow;
+    QPointer<QProgressBar> m_exportProgressBar;
 };

@@ -7,6 +7,7 @@
 #include "ui_VelmoraSyncPreferencesWindowController.h"
 
 #include <QDesktopServices>
+#include <QFileDialog>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -320,6 +321,50 @@ TEST(PreferencesWindowWithManager, SettingsAndFandeckChoicesGoToTheManager)
     attached.manager->syncInfo()->setDeviceFiles({fandeck("F0", "Aardvark")});
     ASSERT_EQ(model->rowCount(), 3);
     EXPECT_EQ(model->data(model->index(0, 1), Qt::DisplayRole).toString(), QStringLiteral("Aardvark"));
+    controller.window()->close();
+    controller.setSyncManager(nullptr);
+}
+
+TEST(PreferencesExport, TheSavePanelAllowsOnlyCxfAndACancelStartsNothing)
+{
+    EXPECT_EQ(VelmoraSyncPreferencesWindowController::exportPathWithAllowedType("/tmp/a"), QStringLiteral("/tmp/a.cxf"));
+    EXPECT_EQ(VelmoraSyncPreferencesWindowController::exportPathWithAllowedType("/tmp/a.CXF"), QStringLiteral("/tmp/a.CXF"));
+    EXPECT_EQ(VelmoraSyncPreferencesWindowController::exportPathWithAllowedType("/tmp/a.txt"),
+              QStringLiteral("/tmp/a.txt.cxf"));
+
+    AttachedManager attached;
+    VelmoraSyncPreferencesWindowController controller;
+    controller.setSyncManager(attached.manager);
+    controller.showWindow();
+    controller.ui()->exportButton->click();
+    ASSERT_TRUE(controller.exportPanel());
+    EXPECT_TRUE(controller.exportPanel()->isVisible());
+    EXPECT_EQ(controller.exportPanel()->acceptMode(), QFileDialog::AcceptSave);
+    EXPECT_EQ(controller.exportPanel()->nameFilters().join(QString()).count(QStringLiteral("*.")), 1);
+    EXPECT_TRUE(controller.exportPanel()->nameFilters().join(QString()).contains(QStringLiteral("*.cxf")));
+    EXPECT_EQ(controller.exportPanel()->defaultSuffix(), QStringLiteral("cxf"));
+
+    controller.exportPanel()->reject();
+    EXPECT_FALSE(controller.exportController());
+    EXPECT_FALSE(controller.exportWindow());
+    EXPECT_TRUE(attached.device.receivedCommandNames().filter(QStringLiteral("GetMeasurements")).isEmpty());
+    controller.window()->close();
+    controller.setSyncManager(nullptr);
+}
+
+TEST(PreferencesExport, TheProgressSheetStaysUntilTheExportEnds)
+{
+    AttachedManager attached;
+    VelmoraSyncPreferencesWindowController controller;
+    controller.setSyncManager(attached.manager);
+    controller.showWindow();
+    const QString path = attached.data.filePath(QStringLiteral("Exported.cxf"));
+    controller.exportPanelDidEnd(path, QDialog::Accepted);
+    ASSERT_TRUE(controller.exportWindow());
+    EXPECT_TRUE(controller.exportWindow()->isVisible());
+    EXPECT_TRUE(controller.exportController());
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !controller.exportWindow() && !controller.exportController(); }, 10000));
+    EXPECT_FALSE(attached.device.receivedCommandNames().filter(QStringLiteral("GetMeasurements")).isEmpty());
     controller.window()->close();
     controller.setSyncManager(nullptr);
 }
