@@ -1,6 +1,7 @@
 #include "TSLogger.h"
 #include "TinteraDemoEnvironment.h"
 #include "VLApplication.h"
+#include "VLQuitOnSignals.h"
 #include "VLSingleInstance.h"
 #include "VLURLScheme.h"
 #include "VelmoraSyncAppDelegate.h"
@@ -21,6 +22,7 @@ int main(int argc, char **argv)
     VLApplication::setApplicationName(QStringLiteral("VelmoraSync"));
     VLApplication::setApplicationDisplayName(QStringLiteral("TINTERA Sync"));
     VLApplication::setOrganizationName(QStringLiteral("Kalvex"));
+    vlQuitOnTerminationSignals(&app);
 
     // --demo: the emulated device and service in a temporary folder, set up before anything reads
     // the data folder, the device folder or the service URL.

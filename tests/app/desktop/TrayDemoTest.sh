@@ -112,4 +112,15 @@ sleep 1.5
 import -window root "$shots/preferences.png"
 
 kill -0 "$app" 2>/dev/null || fail "the application ended"
+
+# Asked to stop, the application quits normally: the emulators stop and the demo folder goes.
+root=$(dirname "$data")
+kill -TERM "$app"
+( sleep 20; kill -KILL "$app" 2>/dev/null ) &
+watchdog=$!
+status=0
+wait "$app" || status=$?
+kill "$watchdog" 2>/dev/null || true
+[ "$status" -eq 0 ] || fail "the application did not quit cleanly on SIGTERM (status $status)"
+[ ! -e "$root" ] || fail "the demo folder $root was left behind"
 echo "screenshots in $shots"
