@@ -17,10 +17,11 @@
 #include <QThread>
 #include <QTimer>
 
+#include "ResidentMemory.h"
+
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
-#include <fstream>
 #include <map>
 #include <string>
 #include <unistd.h>
@@ -30,23 +31,6 @@ namespace {
 constexpr qint64 kFileBytes = 256LL * 1024 * 1024;
 constexpr qint64 kPiece = 1024 * 1024;
 constexpr qint64 kHighWater = 4 * kPiece;
-
-qint64 residentBytes(const char *field)
-{
-    std::ifstream status("/proc/self/status");
-    std::string line;
-    const std::string prefix = std::string(field) + ":";
-    while (std::getline(status, line)) {
-        if (line.rfind(prefix, 0) == 0)
-            return std::stoll(line.substr(prefix.size())) * 1024;
-    }
-    return 0;
-}
-
-void resetPeakResident()
-{
-    std::ofstream("/proc/self/clear_refs") << "5";
-}
 
 bool runDevsim(const QStringList &arguments)
 {
@@ -121,8 +105,8 @@ void BM_DeviceUpload(benchmark::State &state)
     for (auto _ : state) {
         const KDCommandPtr upload =
             KDCommand::initWithNameArgumentsDataURL(QStringLiteral("Upload"), arguments, QUrl::fromLocalFile(s.payloadPath()));
-        resetPeakResident();
-        const qint64 before = residentBytes("VmRSS");
+        bench::resetPeakResident();
+        const qint64 before = bench::residentBytes("VmRSS");
         QEventLoop loop;
         VLError error;
         s.device->sendCommand(upload, [&](const KDCommandResponsePtr &response) {
@@ -130,7 +114,7 @@ void BM_DeviceUpload(benchmark::State &state)
             loop.quit();
         });
         loop.exec();
-        growth = std::max(growth, residentBytes("VmHWM") - before);
+        growth = std::max(growth, bench::residentBytes("VmHWM") - before);
         if (!error.isNull()) {
             state.SkipWithError(error.description().toStdString().c_str());
             return;

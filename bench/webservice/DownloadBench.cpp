@@ -14,32 +14,15 @@
 #include <QProcess>
 #include <QTemporaryDir>
 
+#include "ResidentMemory.h"
+
 #include <benchmark/benchmark.h>
 
-#include <fstream>
 #include <string>
 
 namespace {
 
 constexpr qint64 kFileBytes = 200LL * 1024 * 1024;
-
-// VmRSS or VmHWM of this process, in bytes.
-qint64 residentBytes(const char *field)
-{
-    std::ifstream status("/proc/self/status");
-    std::string line;
-    const std::string prefix = std::string(field) + ":";
-    while (std::getline(status, line)) {
-        if (line.rfind(prefix, 0) == 0)
-            return std::stoll(line.substr(prefix.size())) * 1024;
-    }
-    return 0;
-}
-
-void resetPeakResident()
-{
-    std::ofstream("/proc/self/clear_refs") << "5";
-}
 
 struct Emulator
 {
@@ -127,12 +110,12 @@ void BM_VLFileDownload(benchmark::State &state)
         Waiter waiter;
         const auto download = VLFileDownload::initWithURLDestinationFolder(QUrl(server.url), destination.path());
         download->setDelegate(&waiter);
-        const qint64 before = residentBytes("VmRSS");
-        resetPeakResident();
+        const qint64 before = bench::residentBytes("VmRSS");
+        bench::resetPeakResident();
         download->start();
         while (!waiter.done)
             QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-        const qint64 peak = residentBytes("VmHWM");
+        const qint64 peak = bench::residentBytes("VmHWM");
         worstGrowth = std::max(worstGrowth, double(peak - before) / (1024.0 * 1024.0));
         if (!waiter.failed.isEmpty() || QFileInfo(destination.filePath("big.bin")).size() != kFileBytes) {
             state.SkipWithError(("download failed: " + waiter.failed).toStdString().c_str());
