@@ -40,14 +40,17 @@ namespace {
 
 constexpr double kGoalRatio = 1.5;
 
+// Sleeps in the event loop until done() holds or the time is up. The deadline timer wakes the
+// loop, so nothing spins: the emulators share the machine's cores with this process.
 bool spinUntil(const std::function<bool()> &done, int milliseconds)
 {
-    QElapsedTimer clock;
-    clock.start();
+    QTimer deadline;
+    deadline.setSingleShot(true);
+    deadline.start(milliseconds);
     while (!done()) {
-        if (clock.elapsed() > milliseconds)
+        if (!deadline.isActive())
             return false;
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     }
     return true;
 }

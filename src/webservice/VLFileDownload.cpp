@@ -235,10 +235,9 @@ bool VLFileDownload::decideDestination(const QString &suggestedFilename)
         failWithError(error);
         return false;
     }
-    // The package can be resumed from the moment it exists, even if this process never gets
-    // to record an interruption.
+    // The token is kept from the start but written only when the transfer stops short: writing
+    // it for every download cost two more files and a disk sync each, on the sync's critical path.
     m_resumeData = makeResumeToken(m_downloader->url(), m_downloader->rawHeader("ETag"));
-    writeResumeFiles();
     return true;
 }
 

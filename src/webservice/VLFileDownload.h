@@ -39,8 +39,8 @@ public:
 
 // Fetches one file into a work folder inside `destinationFolder` and moves it into place when
 // complete. The body is streamed to disk. The work folder, "<name without extension>.vldownload",
-// holds the partial file, "resumeData" (this client's resume token) and "resume.plist"
-// ({"suggestedFilename": name}); a download made from such a folder asks the server only for the
+// holds the partial file and, once a transfer has stopped short, "resumeData" (this client's resume
+// token) and "resume.plist" ({"suggestedFilename": name}); a download made from such a folder asks the server only for the
 // bytes that are missing from the partial file (HTTP Range).
 //
 // A server that answers with a status other than 200 (206 when resuming) makes the download
