@@ -301,6 +301,14 @@ bool TinteraDemoEnvironment::cloudsimControl(const QString &pathAndQuery, QByteA
     return true;
 }
 
+bool TinteraDemoEnvironment::killDeviceEmulator()
+{
+    if (!m_devsim || m_devsim->state() == QProcess::NotRunning)
+        return false;
+    m_devsim->kill();
+    return m_devsim->waitForFinished(5000);
+}
+
 // A device that has been in use: one fandeck installed and enabled, and colours captured with it,
 // some with a spoken note.
 bool TinteraDemoEnvironment::seedDevice(const QString &serial, VLError *error)

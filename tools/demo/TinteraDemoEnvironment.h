@@ -53,6 +53,9 @@ public:
     bool deviceCommand(const QString &serial, const QStringList &arguments, QString *output, VLError *error);
     bool devsim(const QStringList &arguments, QString *output, VLError *error);
     bool cloudsimControl(const QString &pathAndQuery, QByteArray *reply, VLError *error);
+    // Ends the device emulator with SIGKILL, as a crash would: its connections drop without a word
+    // and its socket files stay behind. False when it was not running.
+    bool killDeviceEmulator();
 
     // A built tool of the project: TINTERA_TOOLS_DIR, then beside this program, then the build
     // tree's tools/<name>/, then PATH.

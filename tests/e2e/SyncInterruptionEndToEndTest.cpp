@@ -1,0 +1,129 @@
+#include "E2EFixture.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+
+namespace {
+
+// The name under "files/" of the catalog's payload for a SKU.
+QString catalogFileName(const QString &catalogFolder, const QString &sku)
+{
+    QFile index(catalogFolder + "/index.json");
+    if (!index.open(QIODevice::ReadOnly))
+        return {};
+    for (const QJsonValue &record : QJsonDocument::fromJson(index.readAll()).object().value("files").toArray()) {
+        if (record.toObject().value("SKU").toString() == sku)
+            return record.toObject().value("FileURL").toString().section('/', -1);
+    }
+    return {};
+}
+
+QStringList skusOf(const QList<VLFileDownloadPtr> &downloads)
+{
+    QStringList skus;
+    for (const VLFileDownloadPtr &download : downloads) {
+        const auto file = qSharedPointerObjectCast<VLSyncFileInfo>(download->userData());
+        skus << (file ? file->SKU() : QString());
+    }
+    return skus;
+}
+
+} // namespace
+
+TEST_F(E2EFixture, TheDeviceEmulatorDyingMidSyncEndsTheRunExactlyOnce)
+{
+    // Not an unplug the emulator announces: its process dies while fandecks are being uploaded,
+    // so the connection drops in the middle of a command.
+    bool killed = false;
+    delegate.onStatus = [this, &killed](qint32 status) {
+        if (status == VLSyncManagerStatusCopyFandecksToDevice && !killed)
+            killed = environment.killDeviceEmulator();
+    };
+    observer->setDeviceRemovalBlock([this](const KDDevicePtr &gone) {
+        if (gone->serialNumber() == serial)
+            manager->deviceBecameUnavailable();
+    });
+    ASSERT_TRUE(runPreliminaryAndFullSync());
+    ASSERT_TRUE(killed);
+    QTest::qWait(500); // whatever the dead link still had under way would arrive meanwhile
+    EXPECT_EQ(delegate.events, QStringList({"beginSync", "finishSync"}));
+    EXPECT_TRUE(delegate.wasCancelledAtFinish);
+    EXPECT_EQ(manager->status(), 0);
+    EXPECT_FALSE(manager->isCancellingSync());
+    EXPECT_EQ(manager->syncSession(), nullptr);
+    EXPECT_FALSE(delegate.statuses.contains(VLSyncManagerStatusExportMatches));
+    EXPECT_FALSE(device->isConnected());
+    manager = nullptr; // already unavailable
+}
+
+// A fandeck file the service refuses (HTTP 500) cancels its own download without telling anyone,
+// so the download step waits on it until the user cancels; that leaves nothing half-installed, and
+// the next sync, once the service serves the file again, finishes the job.
+TEST_F(E2EFixture, AFandeckTheServiceRefusesHoldsTheDownloadStepUntilTheUserCancels)
+{
+    const QString refused = catalogFileName(environment.catalogFolder(), "VLM-FD-ACCENT");
+    ASSERT_FALSE(refused.isEmpty());
+    QByteArray reply;
+    VLError error;
+    ASSERT_TRUE(environment.cloudsimControl("fault?target=files/" + refused + "&http=500", &reply, &error))
+        << qPrintable(error.description());
+
+    manager->gatherPrelimiaryInfo();
+    ASSERT_TRUE(delegate.waitForFinish());
+    delegate.events.clear();
+    delegate.statuses.clear();
+    manager->startSync();
+    VLFileDownloadManager *downloads = manager->downloadManager();
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] { return downloads->currentDownload() && downloads->currentDownload()->lastError().code() == 500; }, 60000))
+        << "the refused download was never reached";
+    QTest::qWait(1000); // long enough for anything that would move the sync on
+
+    // Stalled in the download step, every step before it done.
+    EXPECT_EQ(delegate.events, QStringList({"beginSync"}));
+    EXPECT_EQ(manager->status(), VLSyncManagerStatusDownloadFandecksFromCloud);
+    QList<qint32> stepsSoFar;
+    for (qint32 step = VLSyncManagerResetSyncMode; step <= VLSyncManagerStatusDownloadFandecksFromCloud; ++step)
+        stepsSoFar << step;
+    EXPECT_EQ(delegate.statuses, stepsSoFar);
+    const QStringList deviceFiles = localFolderEntries("Files"); // every device-file step ran;
+    EXPECT_EQ(deviceFiles.size(), 8);                            // the settings come after the fandecks
+    EXPECT_FALSE(deviceFiles.contains("TX350-SETTINGS"));
+    EXPECT_TRUE(manager->errors().isEmpty());         // the refusal is reported to no one
+    const QStringList waiting = skusOf(downloads->downloads());
+    ASSERT_FALSE(waiting.isEmpty());
+    EXPECT_EQ(waiting.first(), "VLM-FD-ACCENT");
+    const QStringList installed = localFolderEntries("Fandecks");
+    for (const QString &sku : waiting)
+        EXPECT_FALSE(installed.contains(sku)) << qPrintable(sku);
+    EXPECT_EQ(installed.size() + waiting.size(), 5);
+
+    // The user cancels.
+    manager->setIsCancellingSync(true);
+    manager->cancelSync();
+    ASSERT_TRUE(delegate.waitForFinish(5000));
+    QTest::qWait(300);
+    EXPECT_EQ(delegate.events, QStringList({"beginSync", "finishSync"}));
+    EXPECT_TRUE(delegate.wasCancelledAtFinish);
+    EXPECT_EQ(delegate.statusAtFinish, 0);
+    EXPECT_EQ(manager->status(), 0);
+    EXPECT_FALSE(manager->wasCancelled());
+    EXPECT_FALSE(manager->isCancellingSync());
+    EXPECT_EQ(localFolderEntries("Fandecks"), installed);
+    EXPECT_FALSE(QFileInfo::exists(environment.dataFolder() + "/Downloads/" + refused));
+    EXPECT_TRUE(QDir(environment.dataFolder() + "/Downloads").entryList(QDir::AllEntries | QDir::NoDotAndDotDot).isEmpty());
+    EXPECT_FALSE(manager->lastSyncDate().isValid());
+
+    // Served again, the file arrives with the next sync, which ends normally.
+    ASSERT_TRUE(environment.cloudsimControl("clear", &reply, &error));
+    ASSERT_TRUE(runPreliminaryAndFullSync());
+    EXPECT_EQ(delegate.events, QStringList({"beginSync", "finishSync"}));
+    EXPECT_FALSE(delegate.wasCancelledAtFinish);
+    for (const VLError &e : manager->errors())
+        ADD_FAILURE() << qPrintable(e.description());
+    EXPECT_EQ(localFolderEntries("Fandecks").size(), 5);
+    EXPECT_TRUE(QFileInfo::exists(environment.dataFolder() + "/Fandecks/VLM-FD-ACCENT/payload.cxf"));
+}
