@@ -1,8 +1,8 @@
 #include "VLFandeckTableModel.h"
 
-#include <QColor>
+#include "VLFandeckListing.h"
 
-#include <algorithm>
+#include <QColor>
 
 VLFandeckTableModel::VLFandeckTableModel(QObject *parent)
     : QAbstractTableModel(parent)
@@ -35,32 +35,12 @@ QString VLFandeckTableModel::columnIdentifier(int column)
 
 VLSyncFileList VLFandeckTableModel::sortedByDescription(const VLSyncFileList &fandecks)
 {
-    VLSyncFileList sorted;
-    for (const VLSyncFileInfoPtr &fandeck : fandecks) {
-        if (fandeck)
-            sorted.append(fandeck);
-    }
-    // An absent description sorts before every present one, as an absent value does in an
-    // ascending sort; present ones compare as plain text.
-    std::stable_sort(sorted.begin(), sorted.end(), [](const VLSyncFileInfoPtr &a, const VLSyncFileInfoPtr &b) {
-        const QString left = a->fileDescription();
-        const QString right = b->fileDescription();
-        if (left.isNull() || right.isNull())
-            return left.isNull() && !right.isNull();
-        return QString::compare(left, right, Qt::CaseSensitive) < 0;
-    });
-    return sorted;
+    return vlFandecksSortedByDescription(fandecks);
 }
 
 QString VLFandeckTableModel::nameForFandeck(const VLSyncFileInfoPtr &fandeck)
 {
-    if (!fandeck)
-        return QString(QLatin1String(""));
-    if (!fandeck->fileDescription().isNull())
-        return fandeck->fileDescription();
-    if (!fandeck->fileID().isNull())
-        return fandeck->fileID();
-    return QString(QLatin1String(""));
+    return vlFandeckDisplayName(fandeck);
 }
 
 bool VLFandeckTableModel::choicesAreEditable() const

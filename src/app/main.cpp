@@ -1,8 +1,8 @@
 #include "TSLogger.h"
 #include "TinteraDemoEnvironment.h"
 #include "VLApplication.h"
-#include "VLQuitOnSignals.h"
 #include "VLSingleInstance.h"
+#include "VLTerminationSignals.h"
 #include "VLURLScheme.h"
 #include "VelmoraSyncAppDelegate.h"
 
