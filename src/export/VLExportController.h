@@ -33,6 +33,8 @@ public:
     void setDelegate(VLExportControllerDelegate *delegate) { m_delegate = delegate; }
     QString filename() const { return m_filename; }
     QStringList audioFileNames() const { return m_audioFileNames; }
+    // The matches read from the device for the running or last export.
+    QList<KDMeasurementPtr> matches() const { return m_matches; }
 
     void exportToFilename(const QString &path);
     void exportAll();

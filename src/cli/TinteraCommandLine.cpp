@@ -1,0 +1,249 @@
+#include "TinteraCommandLine.h"
+
+#include "TinteraCommands.h"
+#include "VLApplicationInfo.h"
+#include "VLFormat.h"
+
+#include <QCoreApplication>
+
+#include <functional>
+
+namespace {
+
+QString tr(const char *text)
+{
+    return QCoreApplication::translate("tintera", text);
+}
+
+struct TinteraCommandInfo
+{
+    const char *name;
+    const char *syntax;      // positional arguments as the help shows them
+    const char *summary;     // one line for the overview
+    const char *description; // the command's own help
+    int (*run)(TinteraInvocation &);
+    bool runsSyncs;          // takes --stall-timeout
+    std::function<void(QCommandLineParser &)> addOptions;
+};
+
+const QCommandLineOption kServiceURLOption(QStringLiteral("service-url"),
+                                           QStringLiteral("Base URL of the sync service (default: TINTERA_SERVICE_URL, else the built-in one)."),
+                                           QStringLiteral("url"));
+const QCommandLineOption kDeviceOption(QStringLiteral("device"),
+                                       QStringLiteral("Serial number of the device to use (default: the first connected)."),
+                                       QStringLiteral("serial"));
+const QCommandLineOption kWaitOption(QStringLiteral("wait"),
+                                     QStringLiteral("Seconds to wait for the device to appear (default 10)."),
+                                     QStringLiteral("seconds"), QStringLiteral("10"));
+const QCommandLineOption kStallOption(QStringLiteral("stall-timeout"),
+                                      QStringLiteral("Cancel a run that shows no progress for this many seconds; 0 waits forever (default 120)."),
+                                      QStringLiteral("seconds"), QStringLiteral("120"));
+const QCommandLineOption kVerboseOption(QStringList{QStringLiteral("v"), QStringLiteral("verbose")},
+                                        QStringLiteral("Copy every log line to standard error."));
+
+// Options that take a value as the next argument, so that a value is not taken for the command.
+const QStringList kValueOptions = {QStringLiteral("--service-url"), QStringLiteral("--device"), QStringLiteral("--wait"),
+                                   QStringLiteral("--stall-timeout")};
+
+const QList<TinteraCommandInfo> &commands()
+{
+    static const QList<TinteraCommandInfo> list = {
+        {"devices", "", "List the connected devices.",
+         "Lists the connected TINTERA devices: name, serial number, firmware and free storage.",
+         tinteraDevicesCommand, false, {}},
+        {"status", "", "Show the device, its last sync and its sync settings.",
+         "Shows what the preferences window shows for the device: serial number, chip, firmware, storage,\n"
+         "the last sync and the two sync settings.",
+         tinteraStatusCommand, false, {}},
+        {"sync", "", "Run a full sync with the device and the service.",
+         "Gathers the fandeck information, then runs a full sync: fandecks and device files from the service,\n"
+         "installed on the device, measurements exported, clock set. Shows the progress; at the end the\n"
+         "errors the sync collected and a summary. Exits with 1 when the sync collected errors, 3 when it\n"
+         "was cancelled (device gone, interrupted, no progress).",
+         tinteraSyncCommand, true, {}},
+        {"export", "FILE.cxf", "Export the device's matches to a CxF3 file.",
+         "Reads the matches from the device and writes them as a CxF3 document. With audio notes the\n"
+         "document goes into a folder named after it, with the notes in its \"Audio\" folder.",
+         tinteraExportCommand, true,
+         [](QCommandLineParser &parser) {
+             parser.addOption(QCommandLineOption(QStringLiteral("zip"),
+                                                 QStringLiteral("Also pack the export into FILE.zip.")));
+         }},
+        {"fandecks", "[select|unselect ID]", "List the fandecks; choose which ones sync.",
+         "Without arguments lists every fandeck known on the computer, the device and the service, sorted\n"
+         "by name, with a tick for the ones chosen for sync. \"select ID\" and \"unselect ID\" change the\n"
+         "choice; it counts when \"settings selected-only on\" is set.",
+         tinteraFandecksCommand, true, {}},
+        {"settings", "[auto-sync|selected-only on|off]", "Show or change the device's sync settings.",
+         "Without arguments shows both settings. \"auto-sync on|off\": sync whenever the device is connected\n"
+         "(in the tray application). \"selected-only on|off\": sync only the chosen fandecks and delete the\n"
+         "others from the device.",
+         tinteraSettingsCommand, false, {}},
+        {"demo", "", "Run the whole product against an emulated device and service.",
+         "Writes the demo catalog into a fresh temporary folder, starts the emulated sync service and an\n"
+         "emulated device with a few captured colours, runs a first full sync, prints the exported\n"
+         "matches and runs a second sync to show that nothing new moves. The folder goes at the end\n"
+         "unless --keep is given.",
+         tinteraDemoCommand, true,
+         [](QCommandLineParser &parser) {
+             parser.addOption(QCommandLineOption(QStringLiteral("keep"), QStringLiteral("Keep the demo folder.")));
+         }},
+    };
+    return list;
+}
+
+const TinteraCommandInfo *findCommand(const QString &name)
+{
+    for (const TinteraCommandInfo &command : commands()) {
+        if (name == QLatin1String(command.name))
+            return &command;
+    }
+    return nullptr;
+}
+
+QString overview()
+{
+    QString text = tr("Usage: tintera [options] COMMAND [arguments]\n\n"
+                      "Keeps a TINTERA colour-capture device in step with the sync service, from the command line.\n\n"
+                      "Commands:\n");
+    for (const TinteraCommandInfo &command : commands())
+        text += vlFormat("  %-10s %@\n", command.name, tr(command.summary));
+    text += tr("\nOptions of every command: --service-url URL, --device SERIAL, --wait SECONDS, --verbose.\n"
+               "\"tintera COMMAND --help\" describes a command. TINTERA_SERVICE_URL chooses the service,\n"
+               "TINTERA_DATA_DIR the data folder.\n");
+    return text;
+}
+
+void setUpParser(QCommandLineParser &parser, const TinteraCommandInfo &command)
+{
+    parser.setApplicationDescription(tr(command.description));
+    parser.addHelpOption();
+    parser.addOptions({kServiceURLOption, kDeviceOption, kWaitOption, kVerboseOption});
+    if (command.runsSyncs)
+        parser.addOption(kStallOption);
+    if (command.addOptions)
+        command.addOptions(parser);
+    if (*command.syntax)
+        parser.addPositionalArgument(QString::fromLatin1(command.syntax), QString(), QString::fromLatin1(command.syntax));
+}
+
+// The command is the first argument that is neither an option nor an option's value.
+qsizetype commandIndex(const QStringList &arguments)
+{
+    for (qsizetype i = 1; i < arguments.size(); ++i) {
+        const QString &argument = arguments.at(i);
+        if (argument == QLatin1String("--"))
+            return i + 1 < arguments.size() ? i + 1 : -1;
+        if (kValueOptions.contains(argument)) {
+            ++i;
+            continue;
+        }
+        if (!argument.startsWith(QLatin1Char('-')))
+            return i;
+    }
+    return -1;
+}
+
+bool positiveSeconds(const QString &text, int *milliseconds)
+{
+    bool ok = false;
+    const int seconds = text.toInt(&ok);
+    if (!ok || seconds < 0 || seconds > 24 * 3600)
+        return false;
+    *milliseconds = seconds * 1000;
+    return true;
+}
+
+} // namespace
+
+QString TinteraInvocation::deviceSerialNumber() const
+{
+    return parser.value(kDeviceOption);
+}
+
+int TinteraInvocation::deviceWaitMilliseconds() const
+{
+    int milliseconds = 10000;
+    positiveSeconds(parser.value(kWaitOption), &milliseconds);
+    return milliseconds;
+}
+
+int TinteraInvocation::stallTimeoutMilliseconds() const
+{
+    int milliseconds = 120000;
+    if (runsSyncs)
+        positiveSeconds(parser.value(kStallOption), &milliseconds);
+    return milliseconds;
+}
+
+void TinteraInvocation::print(const QString &text) const
+{
+    const QByteArray bytes = text.toUtf8();
+    std::fwrite(bytes.constData(), 1, size_t(bytes.size()), out);
+    std::fflush(out);
+}
+
+void TinteraInvocation::println(const QString &line) const
+{
+    print(line + QLatin1Char('\n'));
+}
+
+void TinteraInvocation::fail(const QString &line) const
+{
+    const QByteArray bytes = (QStringLiteral("tintera: ") + line + QLatin1Char('\n')).toUtf8();
+    std::fwrite(bytes.constData(), 1, size_t(bytes.size()), err);
+    std::fflush(err);
+}
+
+int tinteraMain(const QStringList &arguments)
+{
+    TinteraInvocation invocation;
+    const qsizetype index = commandIndex(arguments);
+    QString name = index > 0 ? arguments.at(index) : QString();
+    QStringList rest = arguments;
+    if (index > 0)
+        rest.removeAt(index);
+
+    // "tintera help [COMMAND]" reads as "tintera [COMMAND] --help".
+    if (name == QLatin1String("help")) {
+        const qsizetype next = commandIndex(rest);
+        name = next > 0 ? rest.at(next) : QString();
+        if (next > 0)
+            rest.removeAt(next);
+        rest << QStringLiteral("--help");
+    }
+    if (name.isEmpty()) {
+        const bool askedForHelp = rest.contains(QLatin1String("--help")) || rest.contains(QLatin1String("-h"));
+        invocation.print(overview());
+        return askedForHelp ? TinteraExitSuccess : TinteraExitUsage;
+    }
+    const TinteraCommandInfo *command = findCommand(name);
+    if (!command) {
+        invocation.fail(vlFormat(tr("unknown command \"%@\"; \"tintera --help\" lists the commands."), name));
+        return TinteraExitUsage;
+    }
+
+    invocation.command = name;
+    setUpParser(invocation.parser, *command);
+    rest[0] = QStringLiteral("tintera ") + name;
+    if (!invocation.parser.parse(rest)) {
+        invocation.fail(invocation.parser.errorText());
+        return TinteraExitUsage;
+    }
+    invocation.runsSyncs = command->runsSyncs;
+    if (invocation.parser.isSet(QStringLiteral("help"))) {
+        invocation.print(invocation.parser.helpText());
+        return TinteraExitSuccess;
+    }
+    int milliseconds = 0;
+    if (!positiveSeconds(invocation.parser.value(kWaitOption), &milliseconds)
+        || (command->runsSyncs && !positiveSeconds(invocation.parser.value(kStallOption), &milliseconds))) {
+        invocation.fail(tr("--wait and --stall-timeout take a whole number of seconds."));
+        return TinteraExitUsage;
+    }
+    if (invocation.parser.isSet(kVerboseOption))
+        qputenv("TINTERA_LOG", "1");
+    if (invocation.parser.isSet(kServiceURLOption))
+        vlSetSyncProductionURLOverride(invocation.parser.value(kServiceURLOption));
+    return command->run(invocation);
+}

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <QCommandLineParser>
+#include <QString>
+#include <QStringList>
+
+#include <cstdio>
+
+// Exit statuses of the command line.
+enum TinteraExitStatus : int {
+    TinteraExitSuccess = 0,
+    TinteraExitFailure = 1,   // the work failed, or a sync collected errors
+    TinteraExitUsage = 2,     // the command line itself is wrong
+    TinteraExitCancelled = 3, // the run was cancelled (device gone, interrupted, no progress)
+};
+
+// One parsed invocation: the command, its parser (with the options every command shares) and
+// the streams it writes to.
+struct TinteraInvocation
+{
+    QString command;
+    QCommandLineParser parser;
+    bool runsSyncs = false; // the command takes --stall-timeout
+    FILE *out = stdout;
+    FILE *err = stderr;
+
+    QString deviceSerialNumber() const;
+    int deviceWaitMilliseconds() const;
+    int stallTimeoutMilliseconds() const;
+    QStringList positional() const { return parser.positionalArguments(); }
+
+    void print(const QString &text) const;   // to out, as given
+    void println(const QString &line) const; // to out, with a line end
+    void fail(const QString &line) const;    // to err, prefixed with the program name
+};
+
+// Parses the arguments (program name first), runs the command and returns the exit status.
+int tinteraMain(const QStringList &arguments);

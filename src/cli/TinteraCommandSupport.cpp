@@ -1,0 +1,105 @@
+#include "TinteraCommandSupport.h"
+
+#include "TinteraCommandLine.h"
+#include "TinteraDevices.h"
+#include "VLFormat.h"
+#include "VLSyncManager.h"
+#include "VLTerminationSignals.h"
+
+#include <QCoreApplication>
+#include <QFileInfo>
+
+#include <csignal>
+#include <cstdlib>
+
+namespace {
+
+QString tr(const char *text)
+{
+    return QCoreApplication::translate("tintera", text);
+}
+
+QString seconds(qint64 milliseconds)
+{
+    return vlFormat("%.1f s", double(milliseconds) / 1000.0);
+}
+
+} // namespace
+
+VLSyncManager *tinteraOpenSyncManager(TinteraInvocation &invocation, TinteraDevices &devices)
+{
+    VLError error;
+    const KDDevicePtr device =
+        devices.waitForDevice(invocation.deviceSerialNumber(), invocation.deviceWaitMilliseconds(), &error);
+    if (!device) {
+        invocation.fail(error.localizedDescription());
+        return nullptr;
+    }
+    VLSyncManager *manager = devices.syncManagerForDevice(device);
+    if (!manager)
+        invocation.fail(vlFormat(tr("the device reports an unusable serial number \"%@\"."), device->serialNumber()));
+    return manager;
+}
+
+void tinteraCancelRunsOnSignals(TinteraSyncRunner *runner, std::function<void()> beforeExit)
+{
+    vlHandleTerminationSignals(runner, [runner, beforeExit = std::move(beforeExit), asked = false](int signal) mutable {
+        if (asked || !runner->isRunning()) {
+            // Nothing to wind down, or asked twice: end now, as the shell expects of a signal.
+            if (beforeExit)
+                beforeExit();
+            std::_Exit(128 + signal);
+        }
+        asked = true;
+        std::fputs("\ntintera: cancelling the sync (press Ctrl-C again to stop at once)\n", stderr);
+        runner->cancel();
+    });
+}
+
+bool tinteraGatherPreliminaryInfo(TinteraInvocation &invocation, TinteraSyncRunner &runner)
+{
+    const TinteraSyncRunner::Outcome outcome = runner.gatherPreliminaryInfo();
+    if (!outcome.started) {
+        invocation.fail(tr("the device is busy or not available; no run could start."));
+        return false;
+    }
+    if (outcome.networkUnavailable) {
+        invocation.fail(tr("You do not appear to be connected to the Internet.  Please connect and sync again."));
+        return false;
+    }
+    if (outcome.cancelled) {
+        invocation.fail(tr("gathering the fandeck information was cancelled."));
+        return false;
+    }
+    return true;
+}
+
+int tinteraReportSync(TinteraInvocation &invocation, const TinteraSyncRunner::Outcome &outcome, VLSyncManager *manager)
+{
+    if (!outcome.started) {
+        invocation.fail(tr("the device is busy or not available; the sync could not start."));
+        return TinteraExitFailure;
+    }
+    for (const VLError &error : outcome.errors)
+        invocation.println(vlFormat(tr("Error code %d, %@"), error.code(), error.localizedDescription()));
+    if (outcome.networkUnavailable) {
+        invocation.fail(tr("You do not appear to be connected to the Internet.  Please connect and sync again."));
+        return TinteraExitFailure;
+    }
+    if (outcome.cancelled) {
+        invocation.println(vlFormat(tr("Sync cancelled after %@%@."), seconds(outcome.milliseconds),
+                                    outcome.stalled ? tr(" (no progress)") : QString()));
+        return TinteraExitCancelled;
+    }
+    if (!outcome.errors.isEmpty()) {
+        invocation.println(vlFormat(tr("Sync finished in %@ with %d error(s). Please sync again in order to fix these errors."),
+                                    seconds(outcome.milliseconds), int(outcome.errors.size())));
+        return TinteraExitFailure;
+    }
+    invocation.println(vlFormat(tr("Sync finished in %@ without errors. Last Sync: %@"), seconds(outcome.milliseconds),
+                                manager ? manager->lastSyncDateString() : QString()));
+    const QString matches = manager ? manager->pathForGlobalAutoSyncMatchesFile() : QString();
+    if (!matches.isEmpty() && QFileInfo::exists(matches))
+        invocation.println(vlFormat(tr("Measurements: %@"), matches));
+    return TinteraExitSuccess;
+}

@@ -1,0 +1,11 @@
+#pragma once
+
+struct TinteraInvocation;
+
+int tinteraDevicesCommand(TinteraInvocation &invocation);
+int tinteraStatusCommand(TinteraInvocation &invocation);
+int tinteraFandecksCommand(TinteraInvocation &invocation);
+int tinteraSettingsCommand(TinteraInvocation &invocation);
+int tinteraSyncCommand(TinteraInvocation &invocation);
+int tinteraExportCommand(TinteraInvocation &invocation);
+int tinteraDemoCommand(TinteraInvocation &invocation);

@@ -1,0 +1,122 @@
+// The demo: the whole product against an emulated device and service, in a temporary folder.
+#include "TinteraCommandLine.h"
+#include "TinteraCommandSupport.h"
+#include "TinteraCommands.h"
+#include "TinteraDemoEnvironment.h"
+#include "TinteraDevices.h"
+#include "TinteraMatchTable.h"
+#include "TinteraProgressDisplay.h"
+#include "VLApplicationInfo.h"
+#include "VLFormat.h"
+#include "VLSyncManager.h"
+
+#include <QCoreApplication>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+namespace {
+
+QString tr(const char *text)
+{
+    return QCoreApplication::translate("tintera", text);
+}
+
+struct ServedBytes
+{
+    qint64 bytes = 0;
+    qint64 files = 0; // files with at least one byte served
+};
+
+// What the emulated service has sent so far, from its own counters.
+ServedBytes servedBytes(TinteraDemoEnvironment &environment)
+{
+    ServedBytes served;
+    QByteArray reply;
+    if (!environment.cloudsimControl(QStringLiteral("stats"), &reply, nullptr))
+        return served;
+    const QJsonObject files = QJsonDocument::fromJson(reply).object().value(QStringLiteral("files")).toObject();
+    for (auto it = files.begin(); it != files.end(); ++it) {
+        const qint64 bytes = it->toObject().value(QStringLiteral("bytesServed")).toInteger();
+        served.bytes += bytes;
+        served.files += bytes > 0 ? 1 : 0;
+    }
+    return served;
+}
+
+} // namespace
+
+int tinteraDemoCommand(TinteraInvocation &invocation)
+{
+    if (!invocation.positional().isEmpty()) {
+        invocation.fail(tr("\"demo\" takes no arguments."));
+        return TinteraExitUsage;
+    }
+    invocation.println(tr("TINTERA Sync demo: an emulated device and sync service on this machine."));
+    TinteraDemoEnvironment environment;
+    TinteraDemoEnvironment::Options options;
+    options.keep = invocation.parser.isSet(QStringLiteral("keep"));
+    VLError error;
+    if (!environment.start(options, &error)) {
+        invocation.fail(vlFormat(tr("the demo cannot start: %@"), error.localizedDescription()));
+        return TinteraExitFailure;
+    }
+    // The service of the demo, whatever the environment named before.
+    vlSetSyncProductionURLOverride(environment.serviceURL());
+    invocation.println(vlFormat(tr("  folder:  %@"), environment.folder()));
+    invocation.println(vlFormat(tr("  service: %@"), environment.serviceURL()));
+    invocation.println(vlFormat(tr("  device:  %@, with %d captured colours"), environment.serialNumbers().join(QStringLiteral(", ")), 3));
+
+    TinteraDevices devices;
+    VLSyncManager *manager = tinteraOpenSyncManager(invocation, devices);
+    if (!manager)
+        return TinteraExitFailure;
+    TinteraProgressDisplay display(invocation.out, TinteraProgressDisplay::modeForStream(invocation.out));
+    TinteraSyncRunner runner(manager, &display);
+    runner.setStallTimeoutMilliseconds(invocation.stallTimeoutMilliseconds());
+    tinteraCancelRunsOnSignals(&runner, [&environment] { environment.stop(); });
+
+    invocation.println(QString());
+    invocation.println(tr("First sync: everything is new."));
+    if (!tinteraGatherPreliminaryInfo(invocation, runner))
+        return TinteraExitFailure;
+    const ServedBytes beforeFirst = servedBytes(environment);
+    int status = tinteraReportSync(invocation, runner.sync(), manager);
+    if (status != TinteraExitSuccess)
+        return status;
+    const ServedBytes afterFirst = servedBytes(environment);
+    invocation.println(vlFormat(tr("Downloaded %d file(s), %lld bytes, from the service."),
+                                int(afterFirst.files - beforeFirst.files), afterFirst.bytes - beforeFirst.bytes));
+
+    const QString matchesFile = manager->pathForGlobalAutoSyncMatchesFile();
+    const QList<TinteraMatchRow> rows = tinteraReadMatchRows(matchesFile, &error);
+    if (rows.isEmpty()) {
+        invocation.fail(vlFormat(tr("the sync exported no matches to %@: %@"), matchesFile, error.localizedDescription()));
+        return TinteraExitFailure;
+    }
+    invocation.println(QString());
+    invocation.println(tr("The captured colours, matched to fandeck colours:"));
+    invocation.print(tinteraFormatMatchTable(rows));
+    invocation.println(vlFormat(tr("CxF3 document: %@"), matchesFile));
+    invocation.println(vlFormat(tr("Audio notes:   %@"), manager->pathForGlobalAutoSyncMatchesAudioFolder()));
+
+    invocation.println(QString());
+    invocation.println(tr("Second sync: nothing new should move."));
+    if (!tinteraGatherPreliminaryInfo(invocation, runner))
+        return TinteraExitFailure;
+    status = tinteraReportSync(invocation, runner.sync(), manager);
+    if (status != TinteraExitSuccess)
+        return status;
+    const ServedBytes afterSecond = servedBytes(environment);
+    const qint64 secondBytes = afterSecond.bytes - afterFirst.bytes;
+    invocation.println(vlFormat(tr("Downloaded %lld bytes from the service in the second sync."), secondBytes));
+
+    environment.stop();
+    if (options.keep)
+        invocation.println(vlFormat(tr("The demo folder stays at %@"), environment.folder()));
+    if (secondBytes != 0) {
+        invocation.fail(tr("the second sync downloaded files again."));
+        return TinteraExitFailure;
+    }
+    invocation.println(tr("Demo finished."));
+    return TinteraExitSuccess;
+}

@@ -1,0 +1,220 @@
+// The commands that show and change what belongs to the device: devices, status, fandecks, settings.
+#include "TinteraCommandLine.h"
+#include "TinteraCommandSupport.h"
+#include "TinteraCommands.h"
+#include "TinteraDevices.h"
+#include "TinteraProgressDisplay.h"
+#include "VLFandeckListing.h"
+#include "VLFormat.h"
+#include "VLPreferencesInfo.h"
+#include "VLSyncInfo.h"
+#include "VLSyncManager.h"
+
+#include <QCoreApplication>
+
+#include <algorithm>
+
+namespace {
+
+QString tr(const char *text)
+{
+    return QCoreApplication::translate("tintera", text);
+}
+
+QString onOff(bool on)
+{
+    return on ? tr("on") : tr("off");
+}
+
+// "on" / "off" (and the usual synonyms); anything else is a usage error.
+bool parseSwitch(const QString &text, bool *on)
+{
+    const QString word = text.toLower();
+    if (word == QLatin1String("on") || word == QLatin1String("yes") || word == QLatin1String("true") || word == QLatin1String("1")) {
+        *on = true;
+        return true;
+    }
+    if (word == QLatin1String("off") || word == QLatin1String("no") || word == QLatin1String("false") || word == QLatin1String("0")) {
+        *on = false;
+        return true;
+    }
+    return false;
+}
+
+VLPreferencesDevice preferencesDevice(const KDDevicePtr &device)
+{
+    VLPreferencesDevice shown;
+    shown.live = device && device->isAvailable() && device->isConnected();
+    if (device) {
+        shown.serialNumber = device->serialNumber();
+        shown.chipId = device->attributeForKey(KDDeviceAttributeChipId);
+        shown.firmware = device->attributeForKey(KDDeviceAttributeFirmware);
+        shown.freeDiskSpace = device->attributeForKey(KDDeviceAttributeFreeDiskSpace);
+    }
+    return shown;
+}
+
+VLPreferencesSyncState preferencesState(VLSyncManager *manager)
+{
+    VLPreferencesSyncState state;
+    state.isInSync = manager->isInSync();
+    state.isJustGatheringPreliminaryInfo = manager->isJustGatheringPreliminaryInfo();
+    state.statusMessage = manager->statusMessage();
+    const KDDevicePtr device = manager->device();
+    state.managerDeviceLive = device && device->isAvailable() && device->isConnected();
+    state.lastSyncDateString = manager->lastSyncDateString();
+    state.autoSyncOnDeviceConnection = manager->autoSyncOnDeviceConnection();
+    state.syncSelectedFandecksOnly = manager->syncSelectedFandecksOnly();
+    return state;
+}
+
+void printSettings(TinteraInvocation &invocation, VLSyncManager *manager)
+{
+    invocation.println(vlFormat(tr("Auto sync on device connection: %@"), onOff(manager->autoSyncOnDeviceConnection())));
+    invocation.println(vlFormat(tr("Sync selected fandecks only:    %@"), onOff(manager->syncSelectedFandecksOnly())));
+}
+
+QString columns(const QList<QStringList> &rows)
+{
+    QList<qsizetype> widths;
+    for (const QStringList &row : rows) {
+        widths.resize(std::max(widths.size(), row.size()));
+        for (qsizetype i = 0; i < row.size(); ++i)
+            widths[i] = std::max(widths[i], row.at(i).size());
+    }
+    QString text;
+    for (const QStringList &row : rows) {
+        QStringList padded;
+        for (qsizetype i = 0; i < row.size(); ++i)
+            padded << row.at(i).leftJustified(widths.at(i));
+        text += padded.join(QStringLiteral("  ")).trimmed() + QLatin1Char('\n');
+    }
+    return text;
+}
+
+} // namespace
+
+int tinteraDevicesCommand(TinteraInvocation &invocation)
+{
+    if (!invocation.positional().isEmpty()) {
+        invocation.fail(tr("\"devices\" takes no arguments."));
+        return TinteraExitUsage;
+    }
+    TinteraDevices devices;
+    // Devices already present announce themselves within moments; a short wait is enough.
+    const QList<KDDevicePtr> found = devices.connectedDevices(std::min(invocation.deviceWaitMilliseconds(), 3000));
+    if (found.isEmpty()) {
+        invocation.println(tr("No TINTERA device is connected."));
+        return TinteraExitSuccess;
+    }
+    QList<QStringList> rows = {{tr("Name"), tr("Serial number"), tr("Firmware"), tr("Storage")}};
+    for (const KDDevicePtr &device : found) {
+        rows.append({device->name(), device->serialNumber(), device->attributeForKey(KDDeviceAttributeFirmware),
+                     vlPreferencesStorageText(device->attributeForKey(KDDeviceAttributeFreeDiskSpace))});
+    }
+    invocation.print(columns(rows));
+    return TinteraExitSuccess;
+}
+
+int tinteraStatusCommand(TinteraInvocation &invocation)
+{
+    if (!invocation.positional().isEmpty()) {
+        invocation.fail(tr("\"status\" takes no arguments."));
+        return TinteraExitUsage;
+    }
+    TinteraDevices devices;
+    VLSyncManager *manager = tinteraOpenSyncManager(invocation, devices);
+    if (!manager)
+        return TinteraExitFailure;
+    const VLPreferencesInfoTexts texts = vlPreferencesInfoTexts(preferencesDevice(manager->device()), preferencesState(manager));
+    invocation.println(vlFormat(tr("Device:        %@"), manager->device()->name()));
+    invocation.println(vlFormat(tr("Serial Number: %@"), texts.serialNumber));
+    invocation.println(vlFormat(tr("Chip ID:       %@"), texts.chipId));
+    invocation.println(vlFormat(tr("Firmware:      %@"), texts.firmware));
+    invocation.println(vlFormat(tr("Storage:       %@"), texts.storage));
+    invocation.println(texts.status);
+    printSettings(invocation, manager);
+    return TinteraExitSuccess;
+}
+
+int tinteraSettingsCommand(TinteraInvocation &invocation)
+{
+    const QStringList arguments = invocation.positional();
+    bool on = false;
+    const bool change = !arguments.isEmpty();
+    if (change
+        && (arguments.size() != 2 || !parseSwitch(arguments.at(1), &on)
+            || (arguments.at(0) != QLatin1String("auto-sync") && arguments.at(0) != QLatin1String("selected-only")))) {
+        invocation.fail(tr("usage: tintera settings [auto-sync on|off | selected-only on|off]"));
+        return TinteraExitUsage;
+    }
+    TinteraDevices devices;
+    VLSyncManager *manager = tinteraOpenSyncManager(invocation, devices);
+    if (!manager)
+        return TinteraExitFailure;
+    if (change) {
+        if (!manager->canChangeDefaults()) {
+            invocation.fail(tr("the settings cannot change while the device syncs."));
+            return TinteraExitFailure;
+        }
+        if (arguments.at(0) == QLatin1String("auto-sync"))
+            manager->setAutoSyncOnDeviceConnection(on);
+        else
+            manager->setSyncSelectedFandecksOnly(on);
+    }
+    printSettings(invocation, manager);
+    return TinteraExitSuccess;
+}
+
+int tinteraFandecksCommand(TinteraInvocation &invocation)
+{
+    const QStringList arguments = invocation.positional();
+    const bool change = !arguments.isEmpty();
+    if (change
+        && (arguments.size() != 2
+            || (arguments.at(0) != QLatin1String("select") && arguments.at(0) != QLatin1String("unselect")))) {
+        invocation.fail(tr("usage: tintera fandecks [select ID | unselect ID]"));
+        return TinteraExitUsage;
+    }
+    TinteraDevices devices;
+    VLSyncManager *manager = tinteraOpenSyncManager(invocation, devices);
+    if (!manager)
+        return TinteraExitFailure;
+
+    // The list comes from the inventory of the computer, the device and the service.
+    TinteraProgressDisplay display(stderr, TinteraProgressDisplay::modeForStream(stderr));
+    TinteraSyncRunner runner(manager, &display);
+    runner.setStallTimeoutMilliseconds(invocation.stallTimeoutMilliseconds());
+    tinteraCancelRunsOnSignals(&runner);
+    if (!tinteraGatherPreliminaryInfo(invocation, runner))
+        return TinteraExitFailure;
+    const VLSyncFileList fandecks =
+        manager->syncInfo() ? vlFandecksSortedByDescription(manager->syncInfo()->allUniqueFandecks()) : VLSyncFileList();
+
+    if (change) {
+        const QString id = arguments.at(1);
+        const bool known = std::any_of(fandecks.cbegin(), fandecks.cend(),
+                                       [&](const VLSyncFileInfoPtr &fandeck) { return fandeck->fileID() == id; });
+        if (!known) {
+            invocation.fail(vlFormat(tr("no fandeck has the id \"%@\"; \"tintera fandecks\" lists them."), id));
+            return TinteraExitFailure;
+        }
+        manager->setUserWantsSyncForFandeckWithID(arguments.at(0) == QLatin1String("select"), id);
+    }
+
+    if (fandecks.isEmpty()) {
+        invocation.println(tr("No fandecks are known yet."));
+        return TinteraExitSuccess;
+    }
+    QList<QStringList> rows = {{QString(), tr("ID"), tr("Fandeck"), tr("On device")}};
+    for (const VLSyncFileInfoPtr &fandeck : fandecks) {
+        const bool onDevice = manager->syncInfo()->fandeckExistsOnDeviceWithFandeckID(fandeck->fileID());
+        rows.append({manager->userWantsSyncForFandeckWithID(fandeck->fileID()) ? QStringLiteral("[x]") : QStringLiteral("[ ]"),
+                     fandeck->fileID(), vlFandeckDisplayName(fandeck), onDevice ? tr("yes") : tr("no")});
+    }
+    invocation.print(columns(rows));
+    invocation.println(manager->syncSelectedFandecksOnly()
+                           ? tr("Only the ticked fandecks sync; the others are removed from the device.")
+                           : tr("Every fandeck syncs; the ticks count once \"settings selected-only on\" is set."));
+    return TinteraExitSuccess;
+}

@@ -1,0 +1,94 @@
+#include "TinteraDevices.h"
+
+#include "KDDeviceDirectory.h"
+#include "VLFormat.h"
+#include "VLSyncManager.h"
+
+#include <QDir>
+#include <QEventLoop>
+#include <QPointer>
+#include <QTimer>
+
+namespace {
+
+const QString kDeviceName = QStringLiteral("Velmora");
+const QString kCommandLineDomain = QStringLiteral("TINTERA Sync Domain");
+
+qsizetype socketsInDeviceFolder()
+{
+    return QDir(kdDeviceDirectory()).entryList(QDir::System | QDir::NoDotAndDotDot).size();
+}
+
+} // namespace
+
+TinteraDevices::TinteraDevices(QObject *parent)
+    : QObject(parent)
+    , m_observer(std::make_unique<KDDeviceObserver>(kDeviceName))
+{
+    m_observer->setDeviceArrivalBlock([this](const KDDevicePtr &device) { emit deviceArrived(device); });
+    m_observer->setDeviceRemovalBlock([this](const KDDevicePtr &device) { emit deviceRemoved(device); });
+}
+
+TinteraDevices::~TinteraDevices() = default;
+
+bool TinteraDevices::waitUntil(const std::function<bool()> &condition, int timeoutMilliseconds)
+{
+    // Devices only arrive from the event loop, so the condition can change only inside exec().
+    QEventLoop loop;
+    QTimer deadline;
+    deadline.setSingleShot(true);
+    connect(&deadline, &QTimer::timeout, &loop, &QEventLoop::quit);
+    connect(this, &TinteraDevices::deviceArrived, &loop, &QEventLoop::quit);
+    deadline.start(timeoutMilliseconds);
+    while (!condition() && deadline.isActive())
+        loop.exec();
+    return condition();
+}
+
+QList<KDDevicePtr> TinteraDevices::connectedDevices(int timeoutMilliseconds)
+{
+    waitUntil([this] { return m_observer->devices().size() >= socketsInDeviceFolder(); }, timeoutMilliseconds);
+    return m_observer->devices();
+}
+
+KDDevicePtr TinteraDevices::waitForDevice(const QString &serialNumber, int timeoutMilliseconds, VLError *error)
+{
+    KDDevicePtr found;
+    const auto lookUp = [&] {
+        for (const KDDevicePtr &device : m_observer->devices()) {
+            if (serialNumber.isEmpty() || device->serialNumber() == serialNumber) {
+                found = device;
+                return true;
+            }
+        }
+        return false;
+    };
+    if (waitUntil(lookUp, timeoutMilliseconds))
+        return found;
+    if (error) {
+        const QString text = serialNumber.isEmpty()
+            ? vlFormat(tr("No TINTERA device is connected (waited %d s)."), timeoutMilliseconds / 1000)
+            : vlFormat(tr("The TINTERA device %@ is not connected (waited %d s)."), serialNumber,
+                       timeoutMilliseconds / 1000);
+        *error = VLError(kCommandLineDomain, 1, text);
+    }
+    return {};
+}
+
+VLSyncManager *TinteraDevices::syncManagerForDevice(const KDDevicePtr &device)
+{
+    VLSyncManager *manager = device ? VLSyncManager::syncManagerWithDevice(device) : nullptr;
+    if (!manager)
+        return nullptr;
+    manager->updateDevice(device);
+    manager->deviceBecameAvailable();
+    const QString serial = device->serialNumber();
+    const QPointer<VLSyncManager> weakManager(manager);
+    connect(this, &TinteraDevices::deviceRemoved, manager, [weakManager, serial](const KDDevicePtr &removed) {
+        if (!weakManager || !removed || removed->serialNumber() != serial)
+            return;
+        weakManager->updateDevice(KDDevicePtr());
+        weakManager->deviceBecameUnavailable();
+    });
+    return manager;
+}

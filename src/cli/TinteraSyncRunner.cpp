@@ -1,0 +1,179 @@
+#include "TinteraSyncRunner.h"
+
+#include "TinteraProgressDisplay.h"
+#include "VLFormat.h"
+#include "VLSyncManager.h"
+
+#include <QElapsedTimer>
+#include <QEventLoop>
+
+namespace {
+
+constexpr int kPreliminarySteps = VLSyncManagerEndPrelimianryInfo;
+constexpr int kFullSyncSteps = VLSyncManagerStatusDone;
+
+} // namespace
+
+TinteraSyncRunner::TinteraSyncRunner(VLSyncManager *manager, TinteraProgressDisplay *display, QObject *parent)
+    : QObject(parent)
+    , m_manager(manager)
+    , m_display(display)
+{
+    if (m_manager)
+        m_manager->setDelegate(this);
+    m_stallTimer.setSingleShot(true);
+    connect(&m_stallTimer, &QTimer::timeout, this, &TinteraSyncRunner::onStall);
+}
+
+TinteraSyncRunner::~TinteraSyncRunner()
+{
+    if (m_manager && m_manager->delegate() == this)
+        m_manager->setDelegate(nullptr);
+}
+
+TinteraSyncRunner::Outcome TinteraSyncRunner::gatherPreliminaryInfo()
+{
+    return run(Kind::Preliminary);
+}
+
+TinteraSyncRunner::Outcome TinteraSyncRunner::sync()
+{
+    return run(Kind::Full);
+}
+
+TinteraSyncRunner::Outcome TinteraSyncRunner::run(Kind kind)
+{
+    m_outcome = Outcome();
+    if (!m_manager || m_loop)
+        return m_outcome;
+    const bool preliminary = kind == Kind::Preliminary;
+    if (!(preliminary ? m_manager->canStartPreliminaryDataGathering() : m_manager->canStartSync()))
+        return m_outcome;
+
+    QEventLoop loop;
+    m_loop = &loop;
+    QElapsedTimer clock;
+    clock.start();
+    m_display->beginRun(preliminary ? tr("Gathering fandeck information") : tr("Syncing"),
+                        preliminary ? kPreliminarySteps : kFullSyncSteps, m_manager->statusMessage());
+    m_outcome.started = true;
+    noteProgress();
+    if (preliminary)
+        m_manager->gatherPrelimiaryInfo();
+    else
+        m_manager->startSync();
+    // The run may already have ended inside the call.
+    while (!m_outcome.finished)
+        loop.exec();
+    m_stallTimer.stop();
+    m_loop = nullptr;
+    m_display->endRun();
+    m_outcome.milliseconds = clock.elapsed();
+    return m_outcome;
+}
+
+void TinteraSyncRunner::endRun(bool cancelled)
+{
+    if (!m_loop || m_outcome.finished)
+        return;
+    m_outcome.finished = true;
+    m_outcome.cancelled = cancelled;
+    if (m_manager)
+        m_outcome.errors = m_manager->errors();
+    m_loop->quit();
+}
+
+void TinteraSyncRunner::cancel()
+{
+    if (!m_loop || !m_manager || m_outcome.finished)
+        return;
+    // The flag first: without a pending cancel, cancelSync runs the current step again.
+    m_manager->setIsCancellingSync(true);
+    m_manager->cancelSync();
+}
+
+void TinteraSyncRunner::noteProgress()
+{
+    if (m_loop && m_stallTimeoutMilliseconds > 0)
+        m_stallTimer.start(m_stallTimeoutMilliseconds);
+}
+
+void TinteraSyncRunner::onStall()
+{
+    if (!m_loop || m_outcome.finished)
+        return;
+    const int seconds = m_stallTimeoutMilliseconds / 1000;
+    if (m_outcome.stalled) {
+        m_display->printLine(vlFormat(tr("The sync did not stop within %d s of the cancel; giving up."), seconds));
+        endRun(true);
+        return;
+    }
+    m_outcome.stalled = true;
+    m_display->printLine(vlFormat(tr("No progress for %d s at step %d (%@): cancelling the sync."), seconds,
+                                  m_manager ? int(m_manager->status()) : 0,
+                                  m_manager ? m_manager->statusMessage() : QString()));
+    noteProgress();
+    cancel();
+}
+
+void TinteraSyncRunner::syncManagerChangedImage(VLSyncManager *, const QImage &)
+{
+    noteProgress();
+}
+
+void TinteraSyncRunner::syncManagerDidBeginSync(VLSyncManager *)
+{
+    noteProgress();
+}
+
+void TinteraSyncRunner::syncManagerDidFinishSync(VLSyncManager *manager)
+{
+    endRun(manager && manager->wasCancelled());
+}
+
+void TinteraSyncRunner::networkConnectionError()
+{
+    // The manager has wound the run down without a finish of its own.
+    m_outcome.networkUnavailable = true;
+    endRun(false);
+}
+
+void TinteraSyncRunner::syncManagerStatusDidChange(VLSyncManager *manager)
+{
+    noteProgress();
+    if (manager && m_loop)
+        m_display->update(manager->status(), manager->statusMessage());
+}
+
+void TinteraSyncRunner::syncManagerSyncDidFailWithError(VLSyncManager *, const VLError &error)
+{
+    noteProgress();
+    m_display->printLine(vlFormat(tr("Error code %d, %@"), error.code(), error.localizedDescription()));
+}
+
+void TinteraSyncRunner::syncManagerDidBeginPreliminaryInfoGathering(VLSyncManager *)
+{
+    noteProgress();
+}
+
+void TinteraSyncRunner::syncManagerDidFinishPreliminaryInfoGathering(VLSyncManager *manager)
+{
+    endRun(manager && manager->wasCancelled());
+}
+
+void TinteraSyncRunner::syncManagerDownloadingDidBegin(VLSyncManager *)
+{
+    noteProgress();
+}
+
+void TinteraSyncRunner::syncManagerDownloadingDidFinish(VLSyncManager *)
+{
+    noteProgress();
+    m_display->downloadFinished();
+}
+
+void TinteraSyncRunner::syncManagerDownloadDidUpdateAmount(VLSyncManager *, double amount)
+{
+    noteProgress();
+    m_display->downloadProgress(amount);
+}
