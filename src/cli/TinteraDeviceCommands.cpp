@@ -11,10 +11,13 @@
 #include "VLSyncManager.h"
 
 #include <QCoreApplication>
+#include <QRegularExpression>
 
 #include <algorithm>
 
 namespace {
+
+const QRegularExpression kTrailingSpace(QStringLiteral("\\s+$"));
 
 QString tr(const char *text)
 {
@@ -87,7 +90,7 @@ QString columns(const QList<QStringList> &rows)
         QStringList padded;
         for (qsizetype i = 0; i < row.size(); ++i)
             padded << row.at(i).leftJustified(widths.at(i));
-        text += padded.join(QStringLiteral("  ")).trimmed() + QLatin1Char('\n');
+        text += padded.join(QStringLiteral("  ")).replace(kTrailingSpace, QString()) + QLatin1Char('\n');
     }
     return text;
 }
@@ -206,7 +209,7 @@ int tinteraFandecksCommand(TinteraInvocation &invocation)
         invocation.println(tr("No fandecks are known yet."));
         return TinteraExitSuccess;
     }
-    QList<QStringList> rows = {{QString(), tr("ID"), tr("Fandeck"), tr("On device")}};
+    QList<QStringList> rows = {{tr("Sync"), tr("ID"), tr("Fandeck"), tr("On device")}};
     for (const VLSyncFileInfoPtr &fandeck : fandecks) {
         const bool onDevice = manager->syncInfo()->fandeckExistsOnDeviceWithFandeckID(fandeck->fileID());
         rows.append({manager->userWantsSyncForFandeckWithID(fandeck->fileID()) ? QStringLiteral("[x]") : QStringLiteral("[ ]"),

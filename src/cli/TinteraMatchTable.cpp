@@ -6,10 +6,13 @@
 #include "VLFormat.h"
 
 #include <QCoreApplication>
+#include <QRegularExpression>
 
 #include <algorithm>
 
 namespace {
+
+const QRegularExpression kTrailingSpace(QStringLiteral("\\s+$"));
 
 QString tr(const char *text)
 {
@@ -98,7 +101,7 @@ QString tinteraFormatMatchTable(const QList<TinteraMatchRow> &rows)
             const int width = int(widths.at(column));
             padded << (isNumberColumn(column) ? line.at(column).rightJustified(width) : line.at(column).leftJustified(width));
         }
-        text += padded.join(QStringLiteral("  ")).trimmed() + QLatin1Char('\n');
+        text += padded.join(QStringLiteral("  ")).replace(kTrailingSpace, QString()) + QLatin1Char('\n');
     }
     return text;
 }

@@ -21,7 +21,7 @@ DevsimDevice::DevsimDevice(const QString &stateFolder, const QString &serialNumb
                            QObject *parent)
     : QObject(parent)
     , m_model(DevsimStore(stateFolder, serialNumber))
-    , m_deviceDirectory(deviceDirectory)
+    , m_deviceDirectory(QDir(deviceDirectory).absolutePath()) // a local server takes a relative name as a bare name
 {
     connect(&m_server, &QLocalServer::newConnection, this, &DevsimDevice::acceptConnections);
 }

@@ -1,0 +1,268 @@
+#include "TestSupport.h"
+#include "TinteraDemoEnvironment.h"
+#include "TinteraProcess.h"
+#include "VLPropertyList.h"
+#include "VLZip.h"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QRegularExpression>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+
+namespace {
+
+// The ids of the fandeck list, in the order shown, with their ticks.
+QList<std::pair<QString, bool>> listedFandecks(const QString &out)
+{
+    QList<std::pair<QString, bool>> fandecks;
+    static const QRegularExpression row(QStringLiteral("^\\[([ x])\\]\\s+(\\S+)\\s"), QRegularExpression::MultilineOption);
+    for (auto it = row.globalMatch(out); it.hasNext();) {
+        const QRegularExpressionMatch match = it.next();
+        fandecks.append({match.captured(2), match.captured(1) == QLatin1String("x")});
+    }
+    return fandecks;
+}
+
+} // namespace
+
+TEST(TinteraCommandLine, HelpAndUsageErrors)
+{
+    const TinteraRun overview = runTintera({"--help"});
+    EXPECT_EQ(overview.exitCode, 0);
+    for (const char *command : {"devices", "status", "sync", "export", "fandecks", "settings", "demo"}) {
+        EXPECT_TRUE(overview.out.contains(QStringLiteral("  %1 ").arg(command))) << command;
+        const TinteraRun help = runTintera({command, "--help"});
+        EXPECT_EQ(help.exitCode, 0) << command;
+        EXPECT_TRUE(help.out.contains("--service-url")) << command;
+        EXPECT_EQ(runTintera({"help", command}).out, help.out) << command;
+    }
+    EXPECT_TRUE(runTintera({"export", "--help"}).out.contains("--zip"));
+    EXPECT_FALSE(runTintera({"status", "--help"}).out.contains("--stall-timeout"));
+
+    // Usage errors exit with 2 and say what is wrong, before any device is looked for.
+    EXPECT_EQ(runTintera({}).exitCode, 2);
+    const TinteraRun unknown = runTintera({"frobnicate"});
+    EXPECT_EQ(unknown.exitCode, 2);
+    EXPECT_TRUE(unknown.err.contains("unknown command \"frobnicate\"")) << qPrintable(unknown.err);
+    EXPECT_EQ(runTintera({"sync", "--wait", "soon"}).exitCode, 2);
+    EXPECT_EQ(runTintera({"sync", "--no-such-option"}).exitCode, 2);
+    EXPECT_EQ(runTintera({"export"}).exitCode, 2);
+    EXPECT_EQ(runTintera({"export", "notes.txt"}).exitCode, 2);
+    EXPECT_EQ(runTintera({"settings", "auto-sync", "maybe"}).exitCode, 2);
+    EXPECT_EQ(runTintera({"fandecks", "pick", "x"}).exitCode, 2);
+    // Options may come before the command; their values are not taken for it.
+    EXPECT_EQ(runTintera({"--wait", "1", "sync", "--help"}).exitCode, 0);
+}
+
+TEST(TinteraCommandLine, WithoutADeviceItSaysSo)
+{
+    ScopedDataFolder data;
+    QDir().mkpath(data.filePath("devices"));
+    const QByteArray previous = qgetenv("KALVEX_DEVICE_DIR");
+    qputenv("KALVEX_DEVICE_DIR", data.filePath("devices").toUtf8());
+    const TinteraRun devices = runTintera({"devices"});
+    const TinteraRun status = runTintera({"status", "--wait", "1"});
+    qputenv("KALVEX_DEVICE_DIR", previous);
+
+    EXPECT_EQ(devices.exitCode, 0);
+    EXPECT_TRUE(devices.out.contains("No TINTERA device is connected."));
+    EXPECT_EQ(status.exitCode, 1);
+    EXPECT_TRUE(status.err.contains("No TINTERA device is connected (waited 1 s).")) << qPrintable(status.err);
+}
+
+// The program against a running service emulator and an emulated device with three captures.
+class TinteraAgainstEmulators : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        TinteraDemoEnvironment::Options options;
+        options.rebootMilliseconds = 0;
+        VLError error;
+        ASSERT_TRUE(environment.start(options, &error)) << qPrintable(error.description());
+        serial = environment.serialNumbers().first();
+    }
+    void TearDown() override { environment.stop(); }
+
+    qint64 bytesServed()
+    {
+        QByteArray reply;
+        environment.cloudsimControl("stats", &reply, nullptr);
+        qint64 total = 0;
+        const QJsonObject files = QJsonDocument::fromJson(reply).object().value("files").toObject();
+        for (auto it = files.begin(); it != files.end(); ++it)
+            total += it->toObject().value("bytesServed").toInteger();
+        return total;
+    }
+    QString dataPath(const QString &relative) const { return environment.dataFolder() + QLatin1Char('/') + relative; }
+
+    TinteraDemoEnvironment environment;
+    QString serial;
+};
+
+TEST_F(TinteraAgainstEmulators, SyncShowsProgressAndASecondSyncMovesNothing)
+{
+    const TinteraRun devices = runTintera({"devices"});
+    EXPECT_EQ(devices.exitCode, 0);
+    EXPECT_TRUE(devices.out.contains(QRegularExpression(serial + "\\s+\\S+\\s+\\d+ Mb Available"))) << qPrintable(devices.out);
+    EXPECT_TRUE(runTintera({"status"}).out.contains("Last Sync: Never"));
+
+    const TinteraRun first = runTintera({"sync"});
+    ASSERT_EQ(first.exitCode, 0) << qPrintable(first.out + first.err);
+    // Not a terminal: plain lines, one per step that names itself.
+    EXPECT_TRUE(first.out.contains("  step  8 of 28  Starting sync...\n"));
+    EXPECT_TRUE(first.out.contains("  step 27 of 28  Finishing sync...\n"));
+    EXPECT_TRUE(first.out.contains("    download 100%\n"));
+    EXPECT_FALSE(first.out.contains("\x1b["));
+    EXPECT_TRUE(first.out.contains("without errors"));
+    EXPECT_TRUE(QFile::exists(dataPath("Measurements/LastMeasurements.cxf")));
+
+    const qint64 served = bytesServed();
+    const TinteraRun second = runTintera({"sync"});
+    EXPECT_EQ(second.exitCode, 0) << qPrintable(second.out + second.err);
+    EXPECT_EQ(bytesServed(), served);
+    EXPECT_FALSE(second.out.contains("download"));
+
+    const TinteraRun status = runTintera({"status"});
+    EXPECT_EQ(status.exitCode, 0);
+    EXPECT_TRUE(status.out.contains("Serial Number: " + serial));
+    EXPECT_TRUE(status.out.contains("Last Sync: ")) << qPrintable(status.out);
+    EXPECT_FALSE(status.out.contains("Last Sync: Never"));
+}
+
+TEST_F(TinteraAgainstEmulators, SyncThatCollectsAnErrorPrintsItAndExitsNonZero)
+{
+    ASSERT_TRUE(environment.devsim({"fault", "--serial", serial, "--command", "SetClock", "--error", "-77", "--message",
+                                    "clock refused"},
+                                   nullptr, nullptr));
+    const TinteraRun run = runTintera({"sync"});
+    EXPECT_EQ(run.exitCode, 1) << qPrintable(run.out + run.err);
+    EXPECT_TRUE(run.out.contains("Error code -77, clock refused")) << qPrintable(run.out);
+    EXPECT_TRUE(run.out.contains("with 1 error(s)"));
+}
+
+TEST_F(TinteraAgainstEmulators, SyncWithTheServiceDownSaysSo)
+{
+    ASSERT_TRUE(environment.cloudsimControl("fault?target=GetAvailableFiles&http=500", nullptr, nullptr));
+    const TinteraRun run = runTintera({"sync"});
+    EXPECT_NE(run.exitCode, 0);
+    EXPECT_TRUE(run.out.contains("Error code 500")) << qPrintable(run.out + run.err);
+}
+
+// A file the service refuses keeps the download step waiting (the download queue reports nothing
+// for it); the command line must not wait forever.
+TEST_F(TinteraAgainstEmulators, ARunWithoutProgressIsCancelledAndAnInterruptCancelsToo)
+{
+    ASSERT_TRUE(environment.cloudsimControl("fault?target=files&http=500", nullptr, nullptr));
+    const TinteraRun stalled = runTintera({"sync", "--stall-timeout", "2"});
+    EXPECT_EQ(stalled.exitCode, 3) << qPrintable(stalled.out + stalled.err);
+    EXPECT_TRUE(stalled.out.contains("No progress for 2 s at step 10")) << qPrintable(stalled.out);
+    EXPECT_TRUE(stalled.out.contains("Sync cancelled after"));
+
+    bool interrupted = false;
+    const TinteraRun cancelled =
+        runTintera({"sync", "--stall-timeout", "0"}, 60000, [&](const QString &out, qint64 pid) {
+            if (!out.contains("Downloading TX350 Bootloader"))
+                return true;
+            interrupted = ::kill(pid_t(pid), SIGINT) == 0;
+            return false;
+        });
+    EXPECT_TRUE(interrupted);
+    EXPECT_EQ(cancelled.exitCode, 3) << qPrintable(cancelled.out + cancelled.err);
+    EXPECT_TRUE(cancelled.err.contains("cancelling the sync"));
+    EXPECT_TRUE(cancelled.out.contains("Sync cancelled after"));
+}
+
+TEST_F(TinteraAgainstEmulators, SettingsAndFandeckChoicesLastAcrossRuns)
+{
+    EXPECT_TRUE(runTintera({"settings", "selected-only", "on"}).out.contains("Sync selected fandecks only:    on"));
+    EXPECT_TRUE(runTintera({"settings", "auto-sync", "on"}).out.contains("Auto sync on device connection: on"));
+    const TinteraRun settings = runTintera({"settings"});
+    EXPECT_TRUE(settings.out.contains("Sync selected fandecks only:    on"));
+    EXPECT_TRUE(settings.out.contains("Auto sync on device connection: on"));
+
+    const TinteraRun list = runTintera({"fandecks"});
+    ASSERT_EQ(list.exitCode, 0) << qPrintable(list.err);
+    const auto fandecks = listedFandecks(list.out);
+    ASSERT_GE(fandecks.size(), 2) << qPrintable(list.out);
+    for (const auto &[id, ticked] : fandecks)
+        EXPECT_FALSE(ticked) << qPrintable(id);
+    EXPECT_TRUE(list.out.contains("Only the ticked fandecks sync"));
+
+    const QString chosen = fandecks.at(1).first;
+    EXPECT_EQ(runTintera({"fandecks", "select", chosen}).exitCode, 0);
+    auto after = listedFandecks(runTintera({"fandecks"}).out);
+    ASSERT_EQ(after.size(), fandecks.size());
+    EXPECT_TRUE(after.at(1).second);
+    EXPECT_FALSE(after.at(0).second);
+
+    EXPECT_EQ(runTintera({"fandecks", "unselect", chosen}).exitCode, 0);
+    after = listedFandecks(runTintera({"fandecks"}).out);
+    EXPECT_FALSE(after.at(1).second);
+
+    const TinteraRun unknown = runTintera({"fandecks", "select", "no-such-fandeck"});
+    EXPECT_EQ(unknown.exitCode, 1);
+    EXPECT_TRUE(unknown.err.contains("no fandeck has the id \"no-such-fandeck\""));
+}
+
+TEST_F(TinteraAgainstEmulators, ExportNeedsTheFandecksThenShipsTheMissingNoteAndZips)
+{
+    QTemporaryDir out;
+    // Before any sync the computer has none of the fandecks the matches refer to.
+    const TinteraRun early = runTintera({"export", out.filePath("early.cxf")});
+    EXPECT_EQ(early.exitCode, 1);
+    EXPECT_TRUE(early.err.contains("none could be matched to an installed fandeck")) << qPrintable(early.err);
+    EXPECT_FALSE(QFile::exists(out.filePath("early.cxf")));
+
+    ASSERT_EQ(runTintera({"sync"}).exitCode, 0);
+    // Notes already on the computer are not shipped: the document goes exactly where asked.
+    const TinteraRun plain = runTintera({"export", out.filePath("plain.cxf")});
+    EXPECT_EQ(plain.exitCode, 0) << qPrintable(plain.err);
+    EXPECT_TRUE(QFile::exists(out.filePath("plain.cxf")));
+    EXPECT_FALSE(QFileInfo::exists(out.filePath("plain")));
+    EXPECT_TRUE(plain.out.contains("Front door"));
+    EXPECT_TRUE(plain.out.contains("Exported 3 of 3 match(es)"));
+
+    // Both notes gone from the computer: one export fetches one of them, and the archive holds the
+    // folder with the document and that note.
+    const QStringList notes = QDir(dataPath("Measurements/Audio")).entryList(QDir::Files, QDir::Name);
+    ASSERT_EQ(notes.size(), 2);
+    for (const QString &note : notes)
+        QFile::remove(dataPath("Measurements/Audio/") + note);
+    const TinteraRun zipped = runTintera({"export", out.filePath("mine.cxf"), "--zip"});
+    EXPECT_EQ(zipped.exitCode, 0) << qPrintable(zipped.out + zipped.err);
+    EXPECT_TRUE(QFile::exists(out.filePath("mine/mine.cxf")));
+    const QStringList shipped = QDir(out.filePath("mine/Audio")).entryList(QDir::Files);
+    EXPECT_EQ(shipped.size(), 1);
+    EXPECT_TRUE(zipped.out.contains("Some audio notes are not on this computer yet"));
+
+    VLZip zip;
+    zip.setSourceFilename(out.filePath("mine.zip"));
+    QStringList entries = zip.contents();
+    entries.sort();
+    ASSERT_EQ(shipped.size(), 1);
+    EXPECT_EQ(entries, QStringList({"mine/", "mine/Audio/", "mine/Audio/" + shipped.first(), "mine/mine.cxf"}));
+
+    EXPECT_EQ(runTintera({"export", out.filePath("no/such/folder/x.cxf")}).exitCode, 1);
+}
+
+TEST(TinteraDemo, RunsTheWholeProductAndPrintsTheMatches)
+{
+    const TinteraRun demo = runTintera({"demo"}, 300000);
+    ASSERT_EQ(demo.exitCode, 0) << qPrintable(demo.out + demo.err);
+    EXPECT_TRUE(demo.out.contains(QRegularExpression("Colour\\s+Fandeck\\s+L\\*\\s+a\\*\\s+b\\*\\s+Tag\\s+Audio note")));
+    for (const char *tag : {"Front door", "Garden shed", "Window frames"})
+        EXPECT_TRUE(demo.out.contains(tag)) << tag;
+    EXPECT_TRUE(demo.out.contains("Audio/note-0001.wav"));
+    EXPECT_TRUE(demo.out.contains("Downloaded 0 bytes from the service in the second sync."));
+    EXPECT_TRUE(demo.out.trimmed().endsWith("Demo finished."));
+    // Without --keep its folder is gone.
+    const QRegularExpressionMatch folder = QRegularExpression("folder:\\s+(\\S+)").match(demo.out);
+    ASSERT_TRUE(folder.hasMatch());
+    EXPECT_FALSE(QFileInfo::exists(folder.captured(1)));
+}
