@@ -7,6 +7,7 @@
 #include <QImageReader>
 #include <QImageWriter>
 #include <QLocale>
+#include <QRegularExpression>
 
 namespace {
 
@@ -111,8 +112,10 @@ QString VLSyncManager::lastSyncDateString() const
     if (date.isValid()) {
         const QLocale locale;
         const QDateTime local = date.toLocalTime();
-        text = locale.toString(local.date(), QLocale::LongFormat) + QLatin1Char(' ')
-            + locale.toString(local.time(), QLocale::ShortFormat);
+        // The short time style names hours and minutes; Qt's C locale (no locale configured) adds seconds.
+        QString timeFormat = locale.timeFormat(QLocale::ShortFormat);
+        timeFormat.remove(QRegularExpression(QStringLiteral("[.:]ss")));
+        text = locale.toString(local.date(), QLocale::LongFormat) + QLatin1Char(' ') + locale.toString(local.time(), timeFormat);
     }
     return text.trimmed().isEmpty() ? tr("Never") : text;
 }

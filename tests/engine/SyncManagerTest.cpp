@@ -6,6 +6,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QLocale>
 
 #include <gtest/gtest.h>
 
@@ -91,6 +92,9 @@ TEST_F(ManagerFixture, StoredDefaultsAreCreatedPerDeviceAndRememberedAcrossConne
               QVariant(QVariantList{"FD-1"}));
     EXPECT_EQ(manager->lastSyncDate(), when);
     EXPECT_NE(manager->lastSyncDateString(), "Never");
+    // Hours and minutes, without the seconds Qt's C locale would add.
+    const QLocale locale;
+    EXPECT_FALSE(manager->lastSyncDateString().contains(locale.toString(when.toLocalTime().time(), "HH:mm:ss")));
 }
 
 TEST_F(ManagerFixture, DisplayImageIsTheLogoUnlessAConnectedDeviceGaveOne)
