@@ -2,6 +2,7 @@
 
 #include "TinteraCommandLine.h"
 #include "TinteraDevices.h"
+#include "TinteraProgressDisplay.h"
 #include "VLFormat.h"
 #include "VLSyncManager.h"
 #include "VLTerminationSignals.h"
@@ -26,49 +27,60 @@ QString seconds(qint64 milliseconds)
 
 } // namespace
 
-VLSyncManager *tinteraOpenSyncManager(TinteraInvocation &invocation, TinteraDevices &devices)
+TinteraDeviceSession::TinteraDeviceSession(TinteraInvocation &invocation, FILE *progress)
+    : m_invocation(invocation)
+    , m_devices(std::make_unique<TinteraDevices>())
+    , m_display(std::make_unique<TinteraProgressDisplay>(progress, TinteraProgressDisplay::modeForStream(progress)))
+{
+}
+
+TinteraDeviceSession::~TinteraDeviceSession() = default;
+
+bool TinteraDeviceSession::open(std::function<void()> beforeForcedExit)
 {
     VLError error;
     const KDDevicePtr device =
-        devices.waitForDevice(invocation.deviceSerialNumber(), invocation.deviceWaitMilliseconds(), &error);
+        m_devices->waitForDevice(m_invocation.deviceSerialNumber(), m_invocation.deviceWaitMilliseconds(), &error);
     if (!device) {
-        invocation.fail(error.localizedDescription());
-        return nullptr;
+        m_invocation.fail(error.localizedDescription());
+        return false;
     }
-    VLSyncManager *manager = devices.syncManagerForDevice(device);
-    if (!manager)
-        invocation.fail(vlFormat(tr("the device reports an unusable serial number \"%@\"."), device->serialNumber()));
-    return manager;
-}
-
-void tinteraCancelRunsOnSignals(TinteraSyncRunner *runner, std::function<void()> beforeExit)
-{
-    vlHandleTerminationSignals(runner, [runner, beforeExit = std::move(beforeExit), asked = false](int signal) mutable {
+    m_manager = m_devices->syncManagerForDevice(device);
+    if (!m_manager) {
+        m_invocation.fail(vlFormat(tr("the device reports an unusable serial number \"%@\"."), device->serialNumber()));
+        return false;
+    }
+    m_runner = std::make_unique<TinteraSyncRunner>(m_manager, m_display.get());
+    if (m_invocation.runsSyncs)
+        m_runner->setStallTimeoutMilliseconds(m_invocation.stallTimeoutMilliseconds());
+    TinteraSyncRunner *runner = m_runner.get();
+    vlHandleTerminationSignals(runner, [runner, beforeForcedExit = std::move(beforeForcedExit), asked = false](int signal) mutable {
         if (asked || !runner->isRunning()) {
             // Nothing to wind down, or asked twice: end now, as the shell expects of a signal.
-            if (beforeExit)
-                beforeExit();
+            if (beforeForcedExit)
+                beforeForcedExit();
             std::_Exit(128 + signal);
         }
         asked = true;
         std::fputs("\ntintera: cancelling the sync (press Ctrl-C again to stop at once)\n", stderr);
         runner->cancel();
     });
+    return true;
 }
 
-bool tinteraGatherPreliminaryInfo(TinteraInvocation &invocation, TinteraSyncRunner &runner)
+bool TinteraDeviceSession::gatherPreliminaryInfo()
 {
-    const TinteraSyncRunner::Outcome outcome = runner.gatherPreliminaryInfo();
+    const TinteraSyncRunner::Outcome outcome = m_runner->gatherPreliminaryInfo();
     if (!outcome.started) {
-        invocation.fail(tr("the device is busy or not available; no run could start."));
+        m_invocation.fail(tr("the device is busy or not available; no run could start."));
         return false;
     }
     if (outcome.networkUnavailable) {
-        invocation.fail(tr("You do not appear to be connected to the Internet.  Please connect and sync again."));
+        m_invocation.fail(tr("You do not appear to be connected to the Internet.  Please connect and sync again."));
         return false;
     }
     if (outcome.cancelled) {
-        invocation.fail(tr("gathering the fandeck information was cancelled."));
+        m_invocation.fail(tr("gathering the fandeck information was cancelled."));
         return false;
     }
     return true;

@@ -3,23 +3,41 @@
 #include "KDDevice.h"
 #include "TinteraSyncRunner.h"
 
+#include <cstdio>
 #include <functional>
+#include <memory>
 
 class TinteraDevices;
+class TinteraProgressDisplay;
 struct TinteraInvocation;
 class VLSyncManager;
 
-// The device the invocation names (or the first connected) and its sync manager; prints why not
-// and gives null when there is none.
-VLSyncManager *tinteraOpenSyncManager(TinteraInvocation &invocation, TinteraDevices &devices);
+// What a command needs to work with a device: the device the invocation names (or the first
+// connected), its sync manager, and a runner for its runs that shows progress on `progress`,
+// gives up after the command line's stall limit and cancels on Ctrl-C, SIGTERM and SIGHUP (a
+// second signal, or one while no run is under way, ends the program after `beforeForcedExit`).
+class TinteraDeviceSession
+{
+public:
+    TinteraDeviceSession(TinteraInvocation &invocation, FILE *progress);
+    ~TinteraDeviceSession();
 
-// Ctrl-C, SIGTERM and SIGHUP cancel the runner's run at once; a second signal (or one while no
-// run is under way) ends the program, after `beforeExit`.
-void tinteraCancelRunsOnSignals(TinteraSyncRunner *runner, std::function<void()> beforeExit = {});
+    // False, after saying why, when there is no such device.
+    bool open(std::function<void()> beforeForcedExit = {});
+    VLSyncManager *manager() const { return m_manager; }
+    TinteraSyncRunner &runner() { return *m_runner; }
 
-// The preliminary-info run, as the application runs it when the device arrives; says what went
-// wrong when it did not finish. Errors it collects only matter to the full sync that follows.
-bool tinteraGatherPreliminaryInfo(TinteraInvocation &invocation, TinteraSyncRunner &runner);
+    // The preliminary-info run, as the application runs it when the device arrives; says what
+    // went wrong when it did not finish. Its errors only matter to the full sync that follows.
+    bool gatherPreliminaryInfo();
+
+private:
+    TinteraInvocation &m_invocation;
+    std::unique_ptr<TinteraDevices> m_devices;
+    std::unique_ptr<TinteraProgressDisplay> m_display;
+    VLSyncManager *m_manager = nullptr;
+    std::unique_ptr<TinteraSyncRunner> m_runner;
+};
 
 // Prints a finished full sync's errors ("Error code %d, %@") and a one-line summary, and gives
 // the exit status it stands for.

@@ -3,9 +3,7 @@
 #include "TinteraCommandSupport.h"
 #include "TinteraCommands.h"
 #include "TinteraDemoEnvironment.h"
-#include "TinteraDevices.h"
 #include "TinteraMatchTable.h"
-#include "TinteraProgressDisplay.h"
 #include "VLApplicationInfo.h"
 #include "VLFormat.h"
 #include "VLSyncManager.h"
@@ -66,18 +64,15 @@ int tinteraDemoCommand(TinteraInvocation &invocation)
     invocation.println(vlFormat(tr("  service: %@"), environment.serviceURL()));
     invocation.println(vlFormat(tr("  device:  %@, with %d captured colours"), environment.serialNumbers().join(QStringLiteral(", ")), 3));
 
-    TinteraDevices devices;
-    VLSyncManager *manager = tinteraOpenSyncManager(invocation, devices);
-    if (!manager)
+    TinteraDeviceSession session(invocation, invocation.out);
+    if (!session.open([&environment] { environment.stop(); }))
         return TinteraExitFailure;
-    TinteraProgressDisplay display(invocation.out, TinteraProgressDisplay::modeForStream(invocation.out));
-    TinteraSyncRunner runner(manager, &display);
-    runner.setStallTimeoutMilliseconds(invocation.stallTimeoutMilliseconds());
-    tinteraCancelRunsOnSignals(&runner, [&environment] { environment.stop(); });
+    VLSyncManager *manager = session.manager();
+    TinteraSyncRunner &runner = session.runner();
 
     invocation.println(QString());
     invocation.println(tr("First sync: everything is new."));
-    if (!tinteraGatherPreliminaryInfo(invocation, runner))
+    if (!session.gatherPreliminaryInfo())
         return TinteraExitFailure;
     const ServedBytes beforeFirst = servedBytes(environment);
     int status = tinteraReportSync(invocation, runner.sync(), manager);
@@ -101,7 +96,7 @@ int tinteraDemoCommand(TinteraInvocation &invocation)
 
     invocation.println(QString());
     invocation.println(tr("Second sync: nothing new should move."));
-    if (!tinteraGatherPreliminaryInfo(invocation, runner))
+    if (!session.gatherPreliminaryInfo())
         return TinteraExitFailure;
     status = tinteraReportSync(invocation, runner.sync(), manager);
     if (status != TinteraExitSuccess)

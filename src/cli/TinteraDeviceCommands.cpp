@@ -3,7 +3,6 @@
 #include "TinteraCommandSupport.h"
 #include "TinteraCommands.h"
 #include "TinteraDevices.h"
-#include "TinteraProgressDisplay.h"
 #include "VLFandeckListing.h"
 #include "VLFormat.h"
 #include "VLPreferencesInfo.h"
@@ -125,10 +124,10 @@ int tinteraStatusCommand(TinteraInvocation &invocation)
         invocation.fail(tr("\"status\" takes no arguments."));
         return TinteraExitUsage;
     }
-    TinteraDevices devices;
-    VLSyncManager *manager = tinteraOpenSyncManager(invocation, devices);
-    if (!manager)
+    TinteraDeviceSession session(invocation, stderr);
+    if (!session.open())
         return TinteraExitFailure;
+    VLSyncManager *manager = session.manager();
     const VLPreferencesInfoTexts texts = vlPreferencesInfoTexts(preferencesDevice(manager->device()), preferencesState(manager));
     invocation.println(vlFormat(tr("Device:        %@"), manager->device()->name()));
     invocation.println(vlFormat(tr("Serial Number: %@"), texts.serialNumber));
@@ -151,10 +150,10 @@ int tinteraSettingsCommand(TinteraInvocation &invocation)
         invocation.fail(tr("usage: tintera settings [auto-sync on|off | selected-only on|off]"));
         return TinteraExitUsage;
     }
-    TinteraDevices devices;
-    VLSyncManager *manager = tinteraOpenSyncManager(invocation, devices);
-    if (!manager)
+    TinteraDeviceSession session(invocation, stderr);
+    if (!session.open())
         return TinteraExitFailure;
+    VLSyncManager *manager = session.manager();
     if (change) {
         if (!manager->canChangeDefaults()) {
             invocation.fail(tr("the settings cannot change while the device syncs."));
@@ -179,18 +178,11 @@ int tinteraFandecksCommand(TinteraInvocation &invocation)
         invocation.fail(tr("usage: tintera fandecks [select ID | unselect ID]"));
         return TinteraExitUsage;
     }
-    TinteraDevices devices;
-    VLSyncManager *manager = tinteraOpenSyncManager(invocation, devices);
-    if (!manager)
-        return TinteraExitFailure;
-
     // The list comes from the inventory of the computer, the device and the service.
-    TinteraProgressDisplay display(stderr, TinteraProgressDisplay::modeForStream(stderr));
-    TinteraSyncRunner runner(manager, &display);
-    runner.setStallTimeoutMilliseconds(invocation.stallTimeoutMilliseconds());
-    tinteraCancelRunsOnSignals(&runner);
-    if (!tinteraGatherPreliminaryInfo(invocation, runner))
+    TinteraDeviceSession session(invocation, stderr);
+    if (!session.open() || !session.gatherPreliminaryInfo())
         return TinteraExitFailure;
+    VLSyncManager *manager = session.manager();
     const VLSyncFileList fandecks =
         manager->syncInfo() ? vlFandecksSortedByDescription(manager->syncInfo()->allUniqueFandecks()) : VLSyncFileList();
 

@@ -2,9 +2,7 @@
 #include "TinteraCommandLine.h"
 #include "TinteraCommandSupport.h"
 #include "TinteraCommands.h"
-#include "TinteraDevices.h"
 #include "TinteraMatchTable.h"
-#include "TinteraProgressDisplay.h"
 #include "VLApplicationInfo.h"
 #include "VLExportController.h"
 #include "VLFormat.h"
@@ -64,18 +62,13 @@ int tinteraSyncCommand(TinteraInvocation &invocation)
         invocation.fail(tr("\"sync\" takes no arguments."));
         return TinteraExitUsage;
     }
-    TinteraDevices devices;
-    VLSyncManager *manager = tinteraOpenSyncManager(invocation, devices);
-    if (!manager)
+    TinteraDeviceSession session(invocation, invocation.out);
+    if (!session.open())
         return TinteraExitFailure;
-    TinteraProgressDisplay display(invocation.out, TinteraProgressDisplay::modeForStream(invocation.out));
-    TinteraSyncRunner runner(manager, &display);
-    runner.setStallTimeoutMilliseconds(invocation.stallTimeoutMilliseconds());
-    tinteraCancelRunsOnSignals(&runner);
-    invocation.println(vlFormat(tr("Device %@, service %@"), manager->device()->serialNumber(), vlSyncProductionURL()));
-    if (!tinteraGatherPreliminaryInfo(invocation, runner))
+    invocation.println(vlFormat(tr("Device %@, service %@"), session.manager()->device()->serialNumber(), vlSyncProductionURL()));
+    if (!session.gatherPreliminaryInfo())
         return TinteraExitFailure;
-    return tinteraReportSync(invocation, runner.sync(), manager);
+    return tinteraReportSync(invocation, session.runner().sync(), session.manager());
 }
 
 int tinteraExportCommand(TinteraInvocation &invocation)
@@ -91,18 +84,11 @@ int tinteraExportCommand(TinteraInvocation &invocation)
         invocation.fail(vlFormat(tr("the folder %@ does not exist."), QFileInfo(path).absolutePath()));
         return TinteraExitFailure;
     }
-    TinteraDevices devices;
-    VLSyncManager *manager = tinteraOpenSyncManager(invocation, devices);
-    if (!manager)
-        return TinteraExitFailure;
-
     // The fandecks the matches refer to are found through the inventory of the first run.
-    TinteraProgressDisplay display(stderr, TinteraProgressDisplay::modeForStream(stderr));
-    TinteraSyncRunner runner(manager, &display);
-    runner.setStallTimeoutMilliseconds(invocation.stallTimeoutMilliseconds());
-    tinteraCancelRunsOnSignals(&runner);
-    if (!tinteraGatherPreliminaryInfo(invocation, runner))
+    TinteraDeviceSession session(invocation, stderr);
+    if (!session.open() || !session.gatherPreliminaryInfo())
         return TinteraExitFailure;
+    VLSyncManager *manager = session.manager();
 
     ExportWaiter waiter;
     VLExportController controller(manager);
