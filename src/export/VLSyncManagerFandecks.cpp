@@ -11,6 +11,11 @@
 #include <QThread>
 #include <QTimeZone>
 
+#include <algorithm>
+#include <atomic>
+#include <thread>
+#include <vector>
+
 namespace {
 
 const QString kColorInfo = QStringLiteral("ColorInfo");
@@ -67,17 +72,43 @@ void VLSyncManager::loadFandecksIntoMemory()
 
 void VLSyncManager::loadFandecksIntoMemoryWithDecks(const VLSyncFileList &decks, const FandeckSnapshot &snapshot)
 {
+    // Parsing is most of the time and each document is independent: parse on every core, then
+    // take the results in the records' order, so the log, the list and the map read as if the
+    // documents had been opened one after another.
+    struct Opened
+    {
+        HBColorDocumentPtr document;
+        VLError error;
+    };
     const QString fandecksFolder = pathForGlobalFandecksFolder();
-    for (const VLSyncFileInfoPtr &record : decks) {
+    QList<Opened> opened(decks.size());
+    std::atomic<qsizetype> next{0};
+    const auto open = [&] {
+        for (qsizetype i = next++; i < decks.size(); i = next++) {
+            const VLSyncFileInfoPtr &record = decks.at(i);
+            if (!vlIsPlainPathComponent(record->SKU()))
+                continue;
+            const QString path = fandecksFolder + QLatin1Char('/') + record->SKU() + QStringLiteral("/payload.cxf");
+            opened[i].document = HBColorDocument::initWithFile(path, nullptr, &opened[i].error);
+        }
+    };
+    std::vector<std::thread> helpers;
+    const qsizetype helperCount = std::min<qsizetype>(QThread::idealThreadCount(), decks.size()) - 1;
+    for (qsizetype i = 0; i < helperCount; ++i)
+        helpers.emplace_back(open);
+    open();
+    for (std::thread &helper : helpers)
+        helper.join();
+
+    for (qsizetype i = 0; i < decks.size(); ++i) {
+        const VLSyncFileInfoPtr &record = decks.at(i);
         if (!vlIsPlainPathComponent(record->SKU())) {
             VL_LOG("[VLSyncManager loadFandecksIntoMemory] - error: unusable SKU '%@'", record->SKU());
             continue;
         }
-        VLError error;
-        const QString path = fandecksFolder + QLatin1Char('/') + record->SKU() + QStringLiteral("/payload.cxf");
-        const HBColorDocumentPtr document = HBColorDocument::initWithFile(path, nullptr, &error);
+        const HBColorDocumentPtr &document = opened.at(i).document;
         if (!document) {
-            VL_LOG("[VLSyncManager loadFandecksIntoMemory] - error: %@", error);
+            VL_LOG("[VLSyncManager loadFandecksIntoMemory] - error: %@", opened.at(i).error);
             VL_LOG("%@", record);
             continue;
         }
