@@ -99,8 +99,10 @@ int tinteraReportSync(TinteraInvocation &invocation, const TinteraSyncRunner::Ou
         return TinteraExitFailure;
     }
     if (outcome.cancelled) {
-        invocation.println(vlFormat(tr("Sync cancelled after %@%@."), seconds(outcome.milliseconds),
-                                    outcome.stalled ? tr(" (no progress)") : QString()));
+        const QString reason = outcome.deviceLost ? tr(": the device is no longer connected")
+                               : outcome.stalled  ? tr(": no progress")
+                                                  : QString();
+        invocation.println(vlFormat(tr("Sync cancelled after %@%@."), seconds(outcome.milliseconds), reason));
         return TinteraExitCancelled;
     }
     if (!outcome.errors.isEmpty()) {

@@ -78,8 +78,10 @@ void TinteraSyncRunner::endRun(bool cancelled)
         return;
     m_outcome.finished = true;
     m_outcome.cancelled = cancelled;
-    if (m_manager)
+    if (m_manager) {
         m_outcome.errors = m_manager->errors();
+        m_outcome.deviceLost = !m_manager->device();
+    }
     m_loop->quit();
 }
 

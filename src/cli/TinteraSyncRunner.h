@@ -26,6 +26,7 @@ public:
         bool cancelled = false;    // it ended as a cancelled run (device gone, -1024, user, stall)
         bool networkUnavailable = false;
         bool stalled = false;      // cancelled by us after a time without any sign of progress
+        bool deviceLost = false;   // the device was gone when the run ended
         QList<VLError> errors;     // collected by the manager during the run
         qint64 milliseconds = 0;
 

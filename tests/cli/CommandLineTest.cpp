@@ -162,7 +162,7 @@ TEST_F(TinteraAgainstEmulators, ARunWithoutProgressIsCancelledAndAnInterruptCanc
     const TinteraRun stalled = runTintera({"sync", "--stall-timeout", "2"});
     EXPECT_EQ(stalled.exitCode, 3) << qPrintable(stalled.out + stalled.err);
     EXPECT_TRUE(stalled.out.contains("No progress for 2 s at step 10")) << qPrintable(stalled.out);
-    EXPECT_TRUE(stalled.out.contains("Sync cancelled after"));
+    EXPECT_TRUE(stalled.out.contains(QRegularExpression("Sync cancelled after [0-9.]+ s: no progress.")));
 
     bool interrupted = false;
     const TinteraRun cancelled =
@@ -176,6 +176,20 @@ TEST_F(TinteraAgainstEmulators, ARunWithoutProgressIsCancelledAndAnInterruptCanc
     EXPECT_EQ(cancelled.exitCode, 3) << qPrintable(cancelled.out + cancelled.err);
     EXPECT_TRUE(cancelled.err.contains("cancelling the sync"));
     EXPECT_TRUE(cancelled.out.contains("Sync cancelled after"));
+}
+
+TEST_F(TinteraAgainstEmulators, PullingTheDeviceMidSyncEndsItWithTheReason)
+{
+    bool pulled = false;
+    const TinteraRun run = runTintera({"sync"}, 60000, [&](const QString &out, qint64) {
+        if (!out.contains("step 19 of 28"))
+            return true;
+        pulled = environment.devsim({"unplug", "--serial", serial}, nullptr, nullptr);
+        return false;
+    });
+    EXPECT_TRUE(pulled);
+    EXPECT_EQ(run.exitCode, 3) << qPrintable(run.out + run.err);
+    EXPECT_TRUE(run.out.contains("the device is no longer connected")) << qPrintable(run.out);
 }
 
 TEST_F(TinteraAgainstEmulators, SettingsAndFandeckChoicesLastAcrossRuns)
