@@ -22,7 +22,7 @@ QString tr(const char *text)
 
 QString seconds(qint64 milliseconds)
 {
-    return vlFormat("%.1f s", double(milliseconds) / 1000.0);
+    return vlFormat(milliseconds < 10000 ? "%.2f s" : "%.1f s", double(milliseconds) / 1000.0);
 }
 
 } // namespace

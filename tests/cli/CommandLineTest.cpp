@@ -154,6 +154,23 @@ TEST_F(TinteraAgainstEmulators, SyncWithTheServiceDownSaysSo)
     EXPECT_TRUE(run.out.contains("Error code 500")) << qPrintable(run.out + run.err);
 }
 
+TEST_F(TinteraAgainstEmulators, TheServiceURLOptionRanksAboveTheEnvironment)
+{
+    const QByteArray demoService = qgetenv("TINTERA_SERVICE_URL");
+    qputenv("TINTERA_SERVICE_URL", "http://127.0.0.1:1");
+    const TinteraRun unreachable = runTintera({"sync", "--stall-timeout", "30"});
+    const TinteraRun chosen = runTintera({"sync", "--service-url", QString::fromUtf8(demoService)});
+    qputenv("TINTERA_SERVICE_URL", demoService);
+
+    // Every request to the unreachable service is reported; the device steps still run.
+    EXPECT_EQ(unreachable.exitCode, 1);
+    EXPECT_TRUE(unreachable.out.contains("service http://127.0.0.1:1")) << qPrintable(unreachable.out);
+    EXPECT_TRUE(unreachable.out.contains("Error code -1004, Connection refused")) << qPrintable(unreachable.out);
+    EXPECT_TRUE(unreachable.out.contains("step 25 of 28"));
+    EXPECT_EQ(chosen.exitCode, 0) << qPrintable(chosen.out + chosen.err);
+    EXPECT_TRUE(chosen.out.contains("service " + QString::fromUtf8(demoService)));
+}
+
 // A file the service refuses keeps the download step waiting (the download queue reports nothing
 // for it); the command line must not wait forever.
 TEST_F(TinteraAgainstEmulators, ARunWithoutProgressIsCancelledAndAnInterruptCancelsToo)
