@@ -211,7 +211,7 @@ bool TinteraDemoEnvironment::start(const Options &options, VLError *error)
     }
     m_devsim = launch(QStringLiteral("tintera-devsim"),
                       {QStringLiteral("serve"), QStringLiteral("--state"), devsimStateFolder(),
-                       QStringLiteral("--device-dir"), deviceFolder()});
+                       QStringLiteral("--device-dir"), deviceFolder(), QStringLiteral("--exit-with-parent")});
     QByteArray announced;
     while (!announced.contains("tintera-devsim: ready") && m_devsim->waitForReadyRead(15000))
         announced += m_devsim->readAllStandardOutput();

@@ -1,6 +1,6 @@
 // tintera-devsim: emulated TINTERA devices for the demo and the tests.
 //
-//   tintera-devsim serve      --state DIR [--device-dir DIR] [--devices N]
+//   tintera-devsim serve      --state DIR [--device-dir DIR] [--devices N] [--exit-with-parent]
 //   tintera-devsim add-device --state DIR --serial SERIAL [--name NAME] [--chip-id ID] [--firmware VERSION]
 //                             [--capacity BYTES] [--reboot-ms MS]
 //   tintera-devsim capture    --state DIR --serial SERIAL (--lab L,a,b | --spectrum START,STEP,v1,v2,...)
@@ -18,17 +18,19 @@
 #include "DevsimStore.h"
 #include "KDDeviceDirectory.h"
 #include "VLPropertyList.h"
+#include "VLTerminationSignals.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QCryptographicHash>
 #include <QFile>
-#include <QSocketNotifier>
 #include <QTextStream>
 
 #include <csignal>
-#include <sys/socket.h>
-#include <unistd.h>
+
+#ifdef __linux__
+#include <sys/prctl.h>
+#endif
 
 namespace {
 
@@ -71,25 +73,6 @@ QVariantMap defaultIdentity(const QString &serial)
             {DevsimKey::SyncMode, false},
             {DevsimKey::ClockOffset, 0.0},
             {DevsimKey::Files, QVariantList()}};
-}
-
-// SIGINT and SIGTERM end the event loop cleanly, so that sockets are taken away.
-int s_signalPipe[2] = {-1, -1};
-
-void onSignal(int)
-{
-    const char byte = 1;
-    [[maybe_unused]] const ssize_t ignored = ::write(s_signalPipe[1], &byte, 1);
-}
-
-void quitOnSignals(QCoreApplication *application)
-{
-    if (::socketpair(AF_UNIX, SOCK_STREAM, 0, s_signalPipe) != 0)
-        return;
-    auto *notifier = new QSocketNotifier(s_signalPipe[0], QSocketNotifier::Read, application);
-    QObject::connect(notifier, &QSocketNotifier::activated, application, &QCoreApplication::quit);
-    std::signal(SIGINT, onSignal);
-    std::signal(SIGTERM, onSignal);
 }
 
 struct Command
@@ -138,7 +121,9 @@ int serve(const QStringList &arguments)
     Command command(QStringLiteral("Serves the emulated devices of the state folder."));
     QCommandLineOption deviceDir(QStringLiteral("device-dir"), QStringLiteral("Device socket folder."), QStringLiteral("DIR"));
     QCommandLineOption devices(QStringLiteral("devices"), QStringLiteral("Create devices up to this number."), QStringLiteral("N"));
-    command.parser.addOptions({deviceDir, devices});
+    QCommandLineOption exitWithParent(QStringLiteral("exit-with-parent"),
+                                      QStringLiteral("End when the process that started this one ends (Linux)."));
+    command.parser.addOptions({deviceDir, devices, exitWithParent});
     if (!command.parse(arguments, false))
         return kUsage;
     const QString stateFolder = command.stateFolder();
@@ -150,6 +135,11 @@ int serve(const QStringList &arguments)
         if (!store.exists() && !store.create(defaultIdentity(store.serialNumber()), &error))
             return fail(error.localizedDescription());
     }
+#ifdef __linux__
+    // A demo or test that is killed cannot stop its emulators: they go with it.
+    if (command.parser.isSet(exitWithParent))
+        prctl(PR_SET_PDEATHSIG, SIGTERM);
+#endif
     const QString directory = command.parser.isSet(deviceDir) ? command.parser.value(deviceDir) : kdDeviceDirectory();
     DevsimServer server(stateFolder, directory);
     QObject::connect(&server, &DevsimServer::announcement, [](const QString &line) {
@@ -159,7 +149,7 @@ int serve(const QStringList &arguments)
     if (!server.start(&error))
         return fail(error.localizedDescription());
     out() << "tintera-devsim: ready" << Qt::endl;
-    quitOnSignals(QCoreApplication::instance());
+    vlQuitOnTerminationSignals(QCoreApplication::instance());
     const int status = QCoreApplication::exec();
     server.stop();
     return status;
