@@ -56,6 +56,12 @@ struct LaunchedApp
         device.plugIn();
         EXPECT_TRUE(QTest::qWaitFor([&] { return delegate->velmoraDevice() == device.device(); }, 5000));
     }
+    // Pulls the device and waits until the delegate has let it go; true once it has.
+    bool unplug(KDScriptedDevice &device) const
+    {
+        device.unplug();
+        return QTest::qWaitFor([&] { return !delegate->velmoraDevice(); }, 5000);
+    }
 };
 
 // A device whose answer to the first command of every run ("EndSync") is the cancelling error, so
@@ -201,8 +207,7 @@ TEST(AppDelegate, AnUpdateMakesADeviceReadyWhenNoneIsServed)
     EXPECT_EQ(app.delegate->velmoraDevice(), device.device());
 
     // With no device served, an update of a device with a serial number makes it the one.
-    device.unplug();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !app.delegate->velmoraDevice(); }, 5000));
+    ASSERT_TRUE(app.unplug(device));
     KDScriptedDevice other(freshSerial(), deviceAttributes());
     other.plugIn();
     ASSERT_TRUE(QTest::qWaitFor([&] { return app.delegate->velmoraDevice() == other.device(); }, 5000));
@@ -250,8 +255,7 @@ TEST(AppDelegate, MenuTitlesFollowTheManager)
     manager->setLastSyncDate(date);
     EXPECT_EQ(app.titleOf(VLStatusMenuAction::LastSyncDateNoop), QStringLiteral("Last Sync: ") + manager->lastSyncDateString());
     EXPECT_TRUE(app.titleOf(VLStatusMenuAction::LastSyncDateNoop).contains(QStringLiteral("2024")));
-    device.unplug();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !app.delegate->velmoraDevice(); }, 5000));
+    ASSERT_TRUE(app.unplug(device));
 }
 
 TEST(AppDelegate, PullingTheDeviceDuringTheFirstLookEndsIt)
@@ -264,8 +268,7 @@ TEST(AppDelegate, PullingTheDeviceDuringTheFirstLookEndsIt)
     ASSERT_NE(manager, nullptr);
     EXPECT_TRUE(manager->isJustGatheringPreliminaryInfo());
     EXPECT_EQ(app.titleOf(VLStatusMenuAction::SyncNow), QStringLiteral("Gathering info..."));
-    device.unplug();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !app.delegate->velmoraDevice(); }, 5000));
+    ASSERT_TRUE(app.unplug(device));
     ASSERT_TRUE(QTest::qWaitFor([&] { return !manager->isJustGatheringPreliminaryInfo(); }, 5000));
     EXPECT_EQ(manager->status(), 0);
     QTest::qWait(100); // late answers of the cancelled request must find nobody
@@ -292,8 +295,7 @@ TEST(AppDelegate, SyncURLStartsASyncOnlyWithTheExactScheme)
     emit qobject_cast<VLApplication *>(qApp)->urlOpened(QStringLiteral("x-tintera-sync://any/host?and=query"));
     EXPECT_TRUE(manager->isInSync());
     ASSERT_TRUE(QTest::qWaitFor([&] { return !manager->isInSync(); }, 5000));
-    device.unplug();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !app.delegate->velmoraDevice(); }, 5000));
+    ASSERT_TRUE(app.unplug(device));
 }
 
 TEST(AppDelegate, EndOfSyncEventsAndTheirFallbacks)
@@ -330,8 +332,7 @@ TEST(AppDelegate, EndOfSyncEventsAndTheirFallbacks)
     EXPECT_FALSE(app.delegate->showingModalAlert());
 
     // No error list at all (the device went away): "sync_end_ok" with its own fallback.
-    device.unplug();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !app.delegate->velmoraDevice(); }, 5000));
+    ASSERT_TRUE(app.unplug(device));
     const int okBefore = int(analyticsEvents(app.data, QStringLiteral("sync_end_ok")).size());
     manager->setLastSyncedDeviceSerialNumber(QString());
     app.delegate->syncManagerDidFinishSync(manager);
@@ -405,8 +406,7 @@ TEST(AppDelegate, StatusTitleAndDownloadProgress)
     app.delegate->syncManagerDidFinishPreliminaryInfoGathering(manager);
     EXPECT_EQ(app.statusItem->title(), QString());
     ASSERT_TRUE(QTest::qWaitFor([&] { return !manager->isInSync(); }, 5000));
-    device.unplug();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !app.delegate->velmoraDevice(); }, 5000));
+    ASSERT_TRUE(app.unplug(device));
 }
 
 TEST(AppDelegate, AutomaticSyncAfterPreliminaryInfoOnlyWhenSwitchedOn)
@@ -424,8 +424,7 @@ TEST(AppDelegate, AutomaticSyncAfterPreliminaryInfoOnlyWhenSwitchedOn)
     app.delegate->syncManagerDidFinishPreliminaryInfoGathering(manager);
     EXPECT_TRUE(manager->isInSync());
     ASSERT_TRUE(QTest::qWaitFor([&] { return !manager->isInSync(); }, 5000));
-    device.unplug();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !app.delegate->velmoraDevice(); }, 5000));
+    ASSERT_TRUE(app.unplug(device));
 }
 
 TEST(AppDelegate, CleanDeviceRunsCleanThenRebootThenTheAlert)
@@ -446,6 +445,5 @@ TEST(AppDelegate, CleanDeviceRunsCleanThenRebootThenTheAlert)
               (QStringList{"HiddenClean", "Reboot"}));
     EXPECT_EQ(app.alerts->alerts.at(0).title, QStringLiteral("Clean Device"));
     EXPECT_EQ(app.alerts->alerts.at(0).text, QStringLiteral("Device cleaning has completed."));
-    device.unplug();
-    EXPECT_TRUE(QTest::qWaitFor([&] { return !app.delegate->velmoraDevice(); }, 5000));
+    EXPECT_TRUE(app.unplug(device));
 }
