@@ -18,11 +18,13 @@ TinteraSyncRunner::TinteraSyncRunner(VLSyncManager *manager, TinteraProgressDisp
     : QObject(parent)
     , m_manager(manager)
     , m_display(display)
+    , m_watchdog(manager)
 {
     if (m_manager)
         m_manager->setDelegate(this);
-    m_stallTimer.setSingleShot(true);
-    connect(&m_stallTimer, &QTimer::timeout, this, &TinteraSyncRunner::onStall);
+    m_watchdog.setTimeoutMilliseconds(0);
+    connect(&m_watchdog, &VLSyncStallWatchdog::stalled, this, &TinteraSyncRunner::onStall);
+    connect(&m_watchdog, &VLSyncStallWatchdog::gaveUp, this, &TinteraSyncRunner::onGiveUp);
 }
 
 TinteraSyncRunner::~TinteraSyncRunner()
@@ -57,7 +59,7 @@ TinteraSyncRunner::Outcome TinteraSyncRunner::run(Kind kind)
     m_display->beginRun(preliminary ? tr("Gathering fandeck information") : tr("Syncing"),
                         preliminary ? kPreliminarySteps : kFullSyncSteps, m_manager->statusMessage());
     m_outcome.started = true;
-    noteProgress();
+    m_watchdog.runBegan();
     if (preliminary)
         m_manager->gatherPrelimiaryInfo();
     else
@@ -65,7 +67,7 @@ TinteraSyncRunner::Outcome TinteraSyncRunner::run(Kind kind)
     // The run may already have ended inside the call.
     while (!m_outcome.finished)
         loop.exec();
-    m_stallTimer.stop();
+    m_watchdog.runEnded();
     m_loop = nullptr;
     m_display->endRun();
     m_outcome.milliseconds = clock.elapsed();
@@ -89,33 +91,32 @@ void TinteraSyncRunner::cancel()
 {
     if (!m_loop || !m_manager || m_outcome.finished)
         return;
-    // The flag first: without a pending cancel, cancelSync runs the current step again.
-    m_manager->setIsCancellingSync(true);
-    m_manager->cancelSync();
+    vlCancelSync(m_manager);
 }
 
 void TinteraSyncRunner::noteProgress()
 {
-    if (m_loop && m_stallTimeoutMilliseconds > 0)
-        m_stallTimer.start(m_stallTimeoutMilliseconds);
+    m_watchdog.noteProgress();
 }
 
 void TinteraSyncRunner::onStall()
 {
     if (!m_loop || m_outcome.finished)
         return;
-    const int seconds = m_stallTimeoutMilliseconds / 1000;
-    if (m_outcome.stalled) {
-        m_display->printLine(vlFormat(tr("The sync did not stop within %d s of the cancel; giving up."), seconds));
-        endRun(true);
-        return;
-    }
+    // The watchdog collects the error and cancels the run after this.
     m_outcome.stalled = true;
-    m_display->printLine(vlFormat(tr("No progress for %d s at step %d (%@): cancelling the sync."), seconds,
-                                  m_manager ? int(m_manager->status()) : 0,
+    m_display->printLine(vlFormat(tr("No progress for %d s at step %d (%@): cancelling the sync."),
+                                  m_watchdog.timeoutMilliseconds() / 1000, m_manager ? int(m_manager->status()) : 0,
                                   m_manager ? m_manager->statusMessage() : QString()));
-    noteProgress();
-    cancel();
+}
+
+void TinteraSyncRunner::onGiveUp()
+{
+    if (!m_loop || m_outcome.finished)
+        return;
+    m_display->printLine(vlFormat(tr("The sync did not stop within %d s of the cancel; giving up."),
+                                  m_watchdog.timeoutMilliseconds() / 1000));
+    endRun(true);
 }
 
 void TinteraSyncRunner::syncManagerChangedImage(VLSyncManager *, const QImage &)

@@ -2,11 +2,11 @@
 
 #include "VLError.h"
 #include "VLSyncManagerDelegate.h"
+#include "VLSyncStallWatchdog.h"
 
 #include <QList>
 #include <QObject>
 #include <QPointer>
-#include <QTimer>
 
 class QEventLoop;
 class TinteraProgressDisplay;
@@ -37,8 +37,9 @@ public:
     ~TinteraSyncRunner() override;
 
     // With 0 a run may wait forever (a file the service refuses keeps the download step waiting
-    // until the user cancels); otherwise a run without any progress for this long is cancelled.
-    void setStallTimeoutMilliseconds(int milliseconds) { m_stallTimeoutMilliseconds = milliseconds; }
+    // until the user cancels); otherwise a run without any progress for this long is cancelled,
+    // with the stall collected as one of its errors.
+    void setStallTimeoutMilliseconds(int milliseconds) { m_watchdog.setTimeoutMilliseconds(milliseconds); }
 
     Outcome gatherPreliminaryInfo();
     Outcome sync();
@@ -65,11 +66,11 @@ private:
     void endRun(bool cancelled);
     void noteProgress();
     void onStall();
+    void onGiveUp();
 
     QPointer<VLSyncManager> m_manager;
     TinteraProgressDisplay *m_display;
     QEventLoop *m_loop = nullptr;
     Outcome m_outcome;
-    QTimer m_stallTimer;
-    int m_stallTimeoutMilliseconds = 0;
+    VLSyncStallWatchdog m_watchdog;
 };

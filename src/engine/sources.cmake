@@ -9,6 +9,7 @@ target_sources(tintera_sync PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/VLSyncManagerDefaults.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLSyncManagerPaths.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLSyncManagerSteps.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/VLSyncStallWatchdog.cpp
 )
 
 # The logo shown when no device image is known, and the image the device shows while it syncs.
