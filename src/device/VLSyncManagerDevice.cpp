@@ -1,7 +1,6 @@
 #include "VLSyncManager.h"
 
 #include "KDCommandArgumentForKey.h"
-#include "KDDeviceCommandSendTinteraSync.h"
 #include "KXTypes.h"
 #include "KDType.h"
 
@@ -13,6 +12,7 @@
 #include <QDate>
 #include <QFile>
 #include <QFileInfo>
+#include <QPointer>
 #include <QSaveFile>
 #include <QTime>
 
@@ -36,23 +36,49 @@ void VLSyncManager::sendDeviceCommand(const QString &name, ResponseMethod method
 
 void VLSyncManager::sendDeviceCommand(const KDCommandPtr &command, ResponseMethod method)
 {
+    m_commandStepTokens.insert(command, operationStepToken());
+    const QPointer<VLSyncManager> self(this);
+    const KDCommandResponseHandler handler = [self, method](const KDCommandResponsePtr &response) {
+        if (!self)
+            return;
+        const std::optional<StepToken> token = self->takeCommandStepToken(response);
+        if (token)
+            self->completeOperation(*token, [&] { (self.data()->*method)(self->m_device, response); });
+    };
     if (!m_device) {
-        // Only a run that is being wound down after the device left gets here; it ends elsewhere.
+        // Deliberate: with no device the command is answered with that error, later, as the device
+        // framework answers any command, so the step that sent it still ends.
         VL_LOG("no device for '%@'", command->name());
+        kdDeliverResponse(handler, KDCommandResponsePtr::create(command, kdError(KDErrorDeviceNotAvailable)));
         return;
     }
-    m_outstandingCommands.append(command);
-    KDDeviceCommandSendTinteraSync::sendCommandDelegateResponseSelector(m_device, command, this, method);
+    m_device->sendCommand(command, handler);
 }
 
 // An answer counts only while the run that sent its command is still under way: after a cancel,
 // a device loss or the end of the run, a late answer must not start the steps again.
-bool VLSyncManager::acceptDeviceAnswer(const KDCommandResponsePtr &response)
+std::optional<VLSyncManager::StepToken> VLSyncManager::takeCommandStepToken(const KDCommandResponsePtr &response)
 {
-    if (m_outstandingCommands.removeOne(response->command()))
-        return true;
-    VL_LOG("ignoring the answer to '%@' from a run that has ended", response->command() ? response->command()->name() : QString());
-    return false;
+    const auto found = m_commandStepTokens.constFind(response->command());
+    if (found == m_commandStepTokens.constEnd()) {
+        VL_LOG("ignoring the answer to '%@' from a run that has ended",
+               response->command() ? response->command()->name() : QString());
+        return std::nullopt;
+    }
+    const StepToken token = found.value();
+    m_commandStepTokens.erase(found);
+    return token;
+}
+
+void VLSyncManager::startCommandQueue(const QList<KDCommandPtr> &commands)
+{
+    m_commandQueueStepToken = operationStepToken();
+    m_commandManager->pause();
+    for (const KDCommandPtr &command : commands) {
+        m_commandStepTokens.insert(command, m_commandQueueStepToken);
+        m_commandManager->addCommand(command);
+    }
+    m_commandManager->start();
 }
 
 void VLSyncManager::reportResponseError(const KDCommandResponsePtr &response, bool runNextStep)
@@ -63,8 +89,6 @@ void VLSyncManager::reportResponseError(const KDCommandResponsePtr &response, bo
 
 void VLSyncManager::beginSyncDidReceiveResponse(const KDDevicePtr &, const KDCommandResponsePtr &response)
 {
-    if (!acceptDeviceAnswer(response))
-        return;
     VL_LOG("[VLSyncManager beginSync:didReceiveResponse:]");
     if (!response->error().isNull())
         reportResponseError(response, false);
@@ -76,8 +100,6 @@ void VLSyncManager::beginSyncDidReceiveResponse(const KDDevicePtr &, const KDCom
 
 void VLSyncManager::syncImageDidReceiveResponse(const KDDevicePtr &, const KDCommandResponsePtr &response)
 {
-    if (!acceptDeviceAnswer(response))
-        return;
     VL_LOG("[VLSyncManager syncImage:didReceiveResponse:]");
     if (!response->error().isNull())
         reportResponseError(response, false);
@@ -86,8 +108,6 @@ void VLSyncManager::syncImageDidReceiveResponse(const KDDevicePtr &, const KDCom
 
 void VLSyncManager::endSyncDidReceiveResponse(const KDDevicePtr &, const KDCommandResponsePtr &response)
 {
-    if (!acceptDeviceAnswer(response))
-        return;
     VL_LOG("[VLSyncManager endSync:didReceiveResponse:]");
     if (!response->error().isNull())
         reportResponseError(response, false);
@@ -96,8 +116,6 @@ void VLSyncManager::endSyncDidReceiveResponse(const KDDevicePtr &, const KDComma
 
 void VLSyncManager::clockWasSetForDeviceResponse(const KDDevicePtr &, const KDCommandResponsePtr &response)
 {
-    if (!acceptDeviceAnswer(response))
-        return;
     VL_LOG("[VLSyncManager clockWasSetForDevice:response:]");
     if (!response->error().isNull())
         reportResponseError(response, false);
@@ -106,8 +124,6 @@ void VLSyncManager::clockWasSetForDeviceResponse(const KDDevicePtr &, const KDCo
 
 void VLSyncManager::receivedRebootDidReceiveResponse(const KDDevicePtr &, const KDCommandResponsePtr &response)
 {
-    if (!acceptDeviceAnswer(response))
-        return;
     if (!response->error().isNull()) {
         VL_LOG("-----> REBOOT ERROR: %@", response->error());
         syncDidReceiveErrorRunNextStep(response->error(), false);
@@ -118,8 +134,6 @@ void VLSyncManager::receivedRebootDidReceiveResponse(const KDDevicePtr &, const 
 void VLSyncManager::receivedFilesForDeviceDidReceiveResponse(const KDDevicePtr &,
                                                              const KDCommandResponsePtr &response)
 {
-    if (!acceptDeviceAnswer(response))
-        return;
     VL_LOG("[VLSyncManager receivedFilesForDevice:didReceiveResponse:]");
     if (!response->error().isNull()) {
         reportResponseError(response, true);
@@ -161,8 +175,6 @@ void VLSyncManager::receivedFilesForDeviceDidReceiveResponse(const KDDevicePtr &
 void VLSyncManager::receivedMeasurementsForDeviceDidReceiveResponse(const KDDevicePtr &,
                                                                    const KDCommandResponsePtr &response)
 {
-    if (!acceptDeviceAnswer(response))
-        return;
     VL_LOG("[VLSyncManager receivedMeasurementsForDevice:didReceiveResponse:]");
     m_latestMatches.clear();
     if (!response->error().isNull()) {
@@ -193,13 +205,13 @@ void VLSyncManager::receivedMeasurementsForDeviceDidReceiveResponse(const KDDevi
         runNextSyncStep();
         return;
     }
-    m_commandManager->pause();
+    QList<KDCommandPtr> downloads;
     for (const QString &name : std::as_const(missing)) {
         const KDCommandPtr download = KDCommand::initWithName(QStringLiteral("Download"));
         setArgumentForKey(download, name, QStringLiteral("filename"));
-        m_commandManager->addCommand(download);
+        downloads.append(download);
     }
-    m_commandManager->start();
+    startCommandQueue(downloads);
 }
 
 void VLSyncManager::updateDeviceClock()
@@ -239,6 +251,12 @@ void VLSyncManager::commandManagerWillSendCommand(VLDeviceCommandManager *, cons
 
 void VLSyncManager::commandManagerDidReceiveResponse(VLDeviceCommandManager *, const KDCommandResponsePtr &response)
 {
+    if (const std::optional<StepToken> token = takeCommandStepToken(response))
+        completeOperation(*token, [&] { handleQueuedCommandResponse(response); });
+}
+
+void VLSyncManager::handleQueuedCommandResponse(const KDCommandResponsePtr &response)
+{
     if (!response->error().isNull()) {
         m_needsRebootAfterSync = true;
         VL_LOG("commandManager:didReceiveResponse: %@", response->error());
@@ -275,7 +293,7 @@ void VLSyncManager::commandManagerDidReceiveResponse(VLDeviceCommandManager *, c
 
 void VLSyncManager::commandManagerDidCompleteAllCommands(VLDeviceCommandManager *)
 {
-    runNextSyncStep();
+    completeOperation(m_commandQueueStepToken, [this] { runNextSyncStep(); });
 }
 
 // ---- fandecks on the device ----
@@ -350,23 +368,23 @@ void VLSyncManager::updateDeviceFandecks()
         runNextSyncStep();
         return;
     }
-    m_commandManager->pause();
+    QList<KDCommandPtr> commands;
     for (const VLSyncFileInfoPtr &doomed : std::as_const(remove)) {
         const KDCommandPtr deleteFile = KDCommand::initWithName(QStringLiteral("DeleteFile"));
         setArgumentForKey(deleteFile, doomed->fileID(), QStringLiteral("FileID"));
         setArgumentForKey(deleteFile, doomed->deviceFileID(), QStringLiteral("DeviceFileID"));
         if (!doomed->fileDescription().isNull())
             setArgumentForKey(deleteFile, doomed->fileDescription(), QStringLiteral("Description"));
-        m_commandManager->addCommand(deleteFile);
+        commands.append(deleteFile);
     }
     m_fandecksToEnableAfterReboot.clear();
     const QString fandecksFolder = pathForGlobalFandecksFolder();
     for (const VLSyncFileInfoPtr &fandeck : std::as_const(transfer)) {
         const QString payload = fandecksFolder + QLatin1Char('/') + fandeck->SKU() + QStringLiteral("/payload.cxf");
-        m_commandManager->addCommand(uploadCommandForFile(fandeck, payload));
+        commands.append(uploadCommandForFile(fandeck, payload));
         m_fandecksToEnableAfterReboot.append(fandeck);
     }
-    m_commandManager->start();
+    startCommandQueue(commands);
 }
 
 void VLSyncManager::enableAllDeviceFandecks()
@@ -381,13 +399,13 @@ void VLSyncManager::enableAllDeviceFandecks()
         runNextSyncStep();
         return;
     }
-    m_commandManager->pause();
+    QList<KDCommandPtr> commands;
     for (const VLSyncFileInfoPtr &fandeck : std::as_const(found)) {
         const KDCommandPtr enable = KDCommand::initWithName(QStringLiteral("EnableFandeck"));
         setArgumentForKey(enable, fandeck->deviceFileID(), QStringLiteral("DeviceFileID"));
         if (!fandeck->fileDescription().isNull())
             setArgumentForKey(enable, fandeck->fileDescription(), QStringLiteral("Description"));
-        m_commandManager->addCommand(enable);
+        commands.append(enable);
     }
-    m_commandManager->start();
+    startCommandQueue(commands);
 }

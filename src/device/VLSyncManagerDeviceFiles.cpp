@@ -45,6 +45,7 @@ void VLSyncManager::updateDeviceFileIfNeccessary(const char *logName, const QStr
     }
     m_deviceFileDownload = VLFileDownload::initWithURLDestinationFolder(offer->fileURL(), pathForGlobalDownloadsFolder());
     m_deviceFileDownload->setUserData(offer);
+    m_deviceFileDownloadStepToken = operationStepToken();
     m_deviceFileDownload->setDelegate(this);
     m_deviceFileDownload->start();
 }
@@ -116,12 +117,14 @@ void VLSyncManager::updateInversionMatrixIfNeccessary()
 
 void VLSyncManager::fileDownloadDidBegin(VLFileDownload *download)
 {
-    const VLSyncFileInfoPtr file = fileInfoOfDownload(download);
-    VL_LOG("fileDownloadDidBegin: %@", download->URL().toString());
-    setStatusMessage(vlFormat(tr("Downloading %@ (%@)..."), file ? file->fileDescription() : QString(),
-                              file ? file->versionString() : QString()));
-    if (m_delegate)
-        m_delegate->syncManagerDownloadingDidBegin(this);
+    completeOperation(m_deviceFileDownloadStepToken, [&] {
+        const VLSyncFileInfoPtr file = fileInfoOfDownload(download);
+        VL_LOG("fileDownloadDidBegin: %@", download->URL().toString());
+        setStatusMessage(vlFormat(tr("Downloading %@ (%@)..."), file ? file->fileDescription() : QString(),
+                                  file ? file->versionString() : QString()));
+        if (m_delegate)
+            m_delegate->syncManagerDownloadingDidBegin(this);
+    });
 }
 
 void VLSyncManager::fileDownloadProgressDidUpdate(VLFileDownload *download)
@@ -133,31 +136,35 @@ void VLSyncManager::fileDownloadProgressDidUpdate(VLFileDownload *download)
 
 void VLSyncManager::fileDownloadDidFinish(VLFileDownload *download)
 {
-    const VLSyncFileInfoPtr file = fileInfoOfDownload(download);
-    VL_LOG("fileDownloadDidFinish: %@", download->URL().toString());
-    if (m_delegate)
-        m_delegate->syncManagerDownloadingDidFinish(this);
-    if (!file) {
-        runNextSyncStep();
-        return;
-    }
-    VLError error;
-    const QString downloaded = download->destinationFolder() + QLatin1Char('/') + download->suggestedFilename();
-    if (!verifyAndInstallDeviceFileWithInfoDownloadPathError(file, downloaded, &error)) {
-        VL_LOG("verifyAndInstallDeviceFileWithInfo error: %@", error);
-        syncDidReceiveErrorRunNextStep(error, true);
-    }
-    // Even after a failed verification the package's current payload goes to the device; the
-    // step then advances twice, once for the report and once for the upload's answer.
-    installDeviceFile(file);
+    completeOperation(m_deviceFileDownloadStepToken, [&] {
+        const VLSyncFileInfoPtr file = fileInfoOfDownload(download);
+        VL_LOG("fileDownloadDidFinish: %@", download->URL().toString());
+        if (m_delegate)
+            m_delegate->syncManagerDownloadingDidFinish(this);
+        if (!file) {
+            runNextSyncStep();
+            return;
+        }
+        VLError error;
+        const QString downloaded = download->destinationFolder() + QLatin1Char('/') + download->suggestedFilename();
+        if (!verifyAndInstallDeviceFileWithInfoDownloadPathError(file, downloaded, &error)) {
+            VL_LOG("verifyAndInstallDeviceFileWithInfo error: %@", error);
+            syncDidReceiveErrorRunNextStep(error, true);
+        }
+        // Even after a failed verification the package's current payload goes to the device; the
+        // step then advances twice, once for the report and once for the upload's answer.
+        installDeviceFile(file);
+    });
 }
 
 void VLSyncManager::fileDownloadDidFailWithError(VLFileDownload *download, const VLError &error)
 {
-    if (m_delegate)
-        m_delegate->syncManagerDownloadingDidFinish(this);
-    Q_UNUSED(download);
-    syncDidReceiveErrorRunNextStep(error, true);
+    completeOperation(m_deviceFileDownloadStepToken, [&] {
+        if (m_delegate)
+            m_delegate->syncManagerDownloadingDidFinish(this);
+        Q_UNUSED(download);
+        syncDidReceiveErrorRunNextStep(error, true);
+    });
 }
 
 QString VLSyncManager::packageFolderForFile(const VLSyncFileInfoPtr &file, const QString &storeFolder) const
@@ -244,8 +251,6 @@ void VLSyncManager::installDeviceFile(const VLSyncFileInfoPtr &file)
 void VLSyncManager::installDeviceFileForDeviceDidReceiveResponse(const KDDevicePtr &,
                                                                   const KDCommandResponsePtr &response)
 {
-    if (!acceptDeviceAnswer(response))
-        return;
     const VLSyncFileInfoPtr local =
         m_syncInfo ? m_syncInfo->localFileWithFileID(argumentForKey(response->command(), QStringLiteral("FileID")))
                    : nullptr;
@@ -261,7 +266,12 @@ void VLSyncManager::installDeviceFileForDeviceDidReceiveResponse(const KDDeviceP
     }
     if (m_syncInfo)
         m_syncInfo->replaceDeviceFile(local);
-    if (local->needsRebootAfterInstall()) {
+    if (local->needsRebootAfterInstall() && operationStepToken() != m_stepToken) {
+        // The upload that follows a failed verification is answered after its step has already
+        // moved on: the reboot it needs waits for the reboot step rather than pulling the device
+        // away from the step now under way.
+        m_needsRebootAfterSync = true;
+    } else if (local->needsRebootAfterInstall()) {
         setStatusMessage(tr("Waiting for device..."));
         sendDeviceCommand(QStringLiteral("Reboot"), &VLSyncManager::receivedRebootDidReceiveResponse);
     } else if (local->fileType() == VLSyncSessionFileTypeDeviceSettings) {
@@ -306,8 +316,6 @@ void VLSyncManager::installDeviceSettingsFile(const VLSyncFileInfoPtr &file)
 
 void VLSyncManager::deviceSettingsWereSetForDeviceResponse(const KDDevicePtr &, const KDCommandResponsePtr &response)
 {
-    if (!acceptDeviceAnswer(response))
-        return;
     VL_LOG("deviceSettingsWereSetForDevice:response:");
     if (!response->error().isNull()) {
         VL_LOG("deviceSettingsWereSetForDevice:response: error - %@", response->error());
@@ -326,8 +334,6 @@ void VLSyncManager::deviceSettingsWereSetForDeviceResponse(const KDDevicePtr &, 
 
 void VLSyncManager::preferedFandeckWasSetForDeviceResponse(const KDDevicePtr &, const KDCommandResponsePtr &response)
 {
-    if (!acceptDeviceAnswer(response))
-        return;
     VL_LOG("deviceSettingsWereSetForDevice:response:");
     if (!response->error().isNull()) {
         VL_LOG("preferedFandeckWasSetForDevice:response: error - %@", response->error());

@@ -223,18 +223,22 @@ void VLSyncManager::updateSyncInfoWithWebserviceCache(const VLSyncFileList &file
 
 void VLSyncManager::syncSessionDidOpenSession(VLSyncSession *)
 {
-    VL_LOG("[VLSyncManager syncSessionDidOpenSession:]");
-    if (m_status != VLSyncManagerStatusOpeningSessionWithCloud && !m_isCancellingSync) {
-        VL_LOG("status is wrong for current sync state");
-        return;
-    }
-    runNextSyncStep();
+    completeOperation(m_sessionStepToken, [&] {
+        VL_LOG("[VLSyncManager syncSessionDidOpenSession:]");
+        if (m_status != VLSyncManagerStatusOpeningSessionWithCloud && !m_isCancellingSync) {
+            VL_LOG("status is wrong for current sync state");
+            return;
+        }
+        runNextSyncStep();
+    });
 }
 
 void VLSyncManager::syncSessionDidFailToOpenWithError(VLSyncSession *, const VLError &error)
 {
-    VL_LOG("[VLSyncManager syncSession:didFailToOpenWithError:]");
-    syncDidReceiveErrorRunNextStep(error, true);
+    completeOperation(m_sessionStepToken, [&] {
+        VL_LOG("[VLSyncManager syncSession:didFailToOpenWithError:]");
+        syncDidReceiveErrorRunNextStep(error, true);
+    });
 }
 
 void VLSyncManager::networkConnectionError()
@@ -263,32 +267,38 @@ void VLSyncManager::syncSessionDidFinishRequest(VLSyncSession *, VLSyncSessionRe
 
 void VLSyncManager::syncSessionDidReceiveAllFiles(VLSyncSession *, const VLSyncFileList &files)
 {
-    VL_LOG("[VLSyncManager syncSession:didReceiveAllFiles:]");
-    if (m_status == VLSyncManagerStatusQueryCloudFandecks) {
-        syncWebServiceCacheWithFiles(files);
-        updateSyncInfoWithWebserviceCache(files);
-        runNextSyncStep();
-    } else if (!m_isCancellingSync) {
-        VL_LOG("status is wrong for current sync state");
-    } else {
-        runNextSyncStep();
-    }
+    completeOperation(m_sessionStepToken, [&] {
+        VL_LOG("[VLSyncManager syncSession:didReceiveAllFiles:]");
+        if (m_status == VLSyncManagerStatusQueryCloudFandecks) {
+            syncWebServiceCacheWithFiles(files);
+            updateSyncInfoWithWebserviceCache(files);
+            runNextSyncStep();
+        } else if (!m_isCancellingSync) {
+            VL_LOG("status is wrong for current sync state");
+        } else {
+            runNextSyncStep();
+        }
+    });
 }
 
 void VLSyncManager::syncSessionAllFilesRequestsDidFailWithError(VLSyncSession *, const VLError &error)
 {
-    VL_LOG("allFilesRequestsDidFailWithError");
-    if (m_status == VLSyncManagerStatusQueryCloudFandecks)
-        syncDidReceiveErrorRunNextStep(error, true);
-    else if (!m_isCancellingSync)
-        VL_LOG("status is wrong for current sync state");
-    else
-        runNextSyncStep();
+    completeOperation(m_sessionStepToken, [&] {
+        VL_LOG("allFilesRequestsDidFailWithError");
+        if (m_status == VLSyncManagerStatusQueryCloudFandecks)
+            syncDidReceiveErrorRunNextStep(error, true);
+        else if (!m_isCancellingSync)
+            VL_LOG("status is wrong for current sync state");
+        else
+            runNextSyncStep();
+    });
 }
 
 void VLSyncManager::syncSessionRequestDidFailWithError(VLSyncSession *, int requestType, const VLError &error)
 {
-    VL_LOG("[VLSyncManager syncSession:request:didFailWithError:] - %d", requestType);
-    VL_LOG("---------------- THIS SHOULD NOT HAPPEN -------------------");
-    syncDidReceiveErrorRunNextStep(error, true);
+    completeOperation(m_sessionStepToken, [&] {
+        VL_LOG("[VLSyncManager syncSession:request:didFailWithError:] - %d", requestType);
+        VL_LOG("---------------- THIS SHOULD NOT HAPPEN -------------------");
+        syncDidReceiveErrorRunNextStep(error, true);
+    });
 }

@@ -17,9 +17,13 @@
 #include <QHash>
 #include <QImage>
 #include <QList>
+#include <QMutex>
 #include <QPointer>
 #include <QSharedPointer>
 #include <QVariantMap>
+
+#include <functional>
+#include <optional>
 
 class HBColorDocument;
 class VLSyncInfo;
@@ -94,6 +98,13 @@ public:
     void cancelSync();
     void stopSyncSmoothly();
     void syncDidReceiveErrorRunNextStep(const VLError &error, bool runNextStep);
+
+    // Every asynchronous operation carries the token of the step that started it; while its
+    // completion runs, the machine moves on only if that step is still the one under way. Another
+    // step, or the end of the run, makes a late completion harmless.
+    using StepToken = quint64;
+    StepToken operationStepToken() const { return m_completingStepToken.value_or(m_stepToken); }
+    void completeOperation(StepToken token, const std::function<void()> &completion);
 
     // ---- Paths ----
     QString pathForGlobalAppSupportFolder() const;
@@ -196,6 +207,9 @@ public:
     void loadFandecksIntoMemory();
     void runExportMatchStep();
     void exportMatches(const VLExportParameters &parameters);
+    // On a worker thread: loads the installed fandecks, then runs exportMatches on the main thread
+    // and waits for it. Exports that overlap take turns.
+    void loadFandecksAndExportMatches(const VLExportParameters &parameters);
     QList<QSharedPointer<HBColorDocument>> memoryFandecks() const { return m_memoryFandecks; }
 
 private:
@@ -203,9 +217,13 @@ private:
     void sendDeviceCommand(const QString &name, ResponseMethod method);
     void sendDeviceCommand(const KDCommandPtr &command, ResponseMethod method);
     void reportResponseError(const KDCommandResponsePtr &response, bool runNextStep);
-    bool acceptDeviceAnswer(const KDCommandResponsePtr &response);
+    // The token of the step that sent the command, or nothing for an answer from a run that has ended.
+    std::optional<StepToken> takeCommandStepToken(const KDCommandResponsePtr &response);
+    void startCommandQueue(const QList<KDCommandPtr> &commands);
+    void handleQueuedCommandResponse(const KDCommandResponsePtr &response);
     void beginRun();
     void endRun();
+    void runFirstStep();
     KDCommandPtr uploadCommandForFile(const VLSyncFileInfoPtr &file, const QString &payloadPath) const;
     void updateDeviceFileIfNeccessary(const char *logName, const QString &statusMessage,
                                       const VLSyncFileList &offered, bool newAvailable);
@@ -220,7 +238,7 @@ private:
     };
     FandeckSnapshot fandeckSnapshot() const;
     void loadFandecksIntoMemoryWithDecks(const VLSyncFileList &decks, const FandeckSnapshot &snapshot);
-    void loadFandecksThenExportThenRun(const QList<KDMeasurementPtr> &matches, quint64 run);
+    void loadFandecksThenExportThenRun(const QList<KDMeasurementPtr> &matches, StepToken step);
     static VLSyncFileInfoPtr fileInfoOfDownload(const VLFileDownload *download);
 
     explicit VLSyncManager(const KDDevicePtr &device);
@@ -243,11 +261,17 @@ private:
     bool m_needsRebootAfterSync = false;
     QList<QSharedPointer<HBColorDocument>> m_memoryFandecks;
     QHash<QString, QSharedPointer<HBColorDocument>> m_deviceFileIDToMemoryFandeckMap;
+    QMutex m_memoryFandecksLock; // held by an export from loading the fandecks until it has used them
     QList<KDMeasurementPtr> m_latestMatches;
     QString m_storedDeviceFileIDToSetAsPrefered;
     VLFileDownloadPtr m_deviceFileDownload; // the device file being fetched by an update step
-    QList<KDCommandPtr> m_outstandingCommands; // one-shot commands of the current run not yet answered
-    quint64 m_runGeneration = 0;              // changes whenever a run begins or ends
+    StepToken m_deviceFileDownloadStepToken = 0;
+    QHash<KDCommandPtr, StepToken> m_commandStepTokens; // commands of the current run not yet answered
+    StepToken m_commandQueueStepToken = 0;   // the step that last filled the command queue
+    StepToken m_downloadQueueStepToken = 0;  // the step that last filled the download queue
+    StepToken m_sessionStepToken = 0;        // the step that last asked the session for something
+    StepToken m_stepToken = 0;               // changes whenever a step begins and when a run ends
+    std::optional<StepToken> m_completingStepToken; // while a completion or a step runs: its step
     qint64 m_stepLevel = 0;
     bool m_wasCancelled = false;
     VLSyncFileList m_fandecksToEnableAfterReboot;

@@ -1,5 +1,6 @@
 #include "VLSyncManager.h"
 
+#include "KDError.h"
 #include "TMAnalytics.h"
 #include "TSLogger.h"
 #include "VLPropertyList.h"
@@ -51,14 +52,41 @@ const char *stepName(qint32 status)
 
 void VLSyncManager::beginRun()
 {
-    ++m_runGeneration;
-    m_outstandingCommands.clear();
+    ++m_stepToken;
+    m_commandStepTokens.clear();
 }
 
+// The end of a run, however it ends. Besides what the run itself ends, the queues it filled are
+// emptied on purpose: a run cancelled in the middle of its downloads or device commands would
+// otherwise leave them going on behind an idle manager, and the next run would queue the same
+// files and commands a second time. Their completions arrive with the run's steps already over.
 void VLSyncManager::endRun()
 {
-    ++m_runGeneration;
-    m_outstandingCommands.clear();
+    ++m_stepToken;
+    m_commandStepTokens.clear();
+    if (m_downloadManager)
+        m_downloadManager->cancel();
+    if (m_deviceFileDownload) {
+        m_deviceFileDownload->setDelegate(nullptr);
+        m_deviceFileDownload->cancel();
+        m_deviceFileDownload.reset();
+    }
+    if (m_commandManager)
+        m_commandManager->cancel();
+}
+
+void VLSyncManager::completeOperation(StepToken token, const std::function<void()> &completion)
+{
+    const std::optional<StepToken> outer = std::exchange(m_completingStepToken, token);
+    completion();
+    m_completingStepToken = outer;
+}
+
+// A run may begin from inside another's completion (the delegate starts the full sync when the
+// preliminary run ends): its first step belongs to the new run, not to the completion.
+void VLSyncManager::runFirstStep()
+{
+    completeOperation(m_stepToken, [this] { runNextSyncStep(); });
 }
 
 void VLSyncManager::startSync()
@@ -80,7 +108,7 @@ void VLSyncManager::startSync()
     if (m_delegate)
         m_delegate->syncManagerDidBeginSync(this);
     setStatus(VLSyncManagerStatusIdle);
-    runNextSyncStep();
+    runFirstStep();
 }
 
 void VLSyncManager::gatherPrelimiaryInfo()
@@ -93,15 +121,26 @@ void VLSyncManager::gatherPrelimiaryInfo()
     setStatus(VLSyncManagerStatusIdle);
     if (m_delegate)
         m_delegate->syncManagerDidBeginPreliminaryInfoGathering(this);
-    runNextSyncStep();
+    runFirstStep();
 }
 
 void VLSyncManager::runNextSyncStep(QObject *)
 {
+    // Deliberately stricter than advancing from anywhere: a completion of an operation whose step
+    // is no longer under way (a second answer after a step already moved on, a late answer after
+    // a cancel, a queue's completion after the run ended) must not move the machine.
+    if (m_completingStepToken && *m_completingStepToken != m_stepToken) {
+        VL_LOG("not advancing from step %d: the operation completing now belongs to a step that has ended",
+               m_status);
+        return;
+    }
+    ++m_stepToken;
+    const std::optional<StepToken> outer = std::exchange(m_completingStepToken, m_stepToken);
     setStatus(m_status + 1);
     ++m_stepLevel;
     runCurrentStep();
     --m_stepLevel;
+    m_completingStepToken = outer;
 }
 
 void VLSyncManager::cancelSync()
@@ -189,13 +228,18 @@ void VLSyncManager::runCurrentStep(QObject *)
             runNextSyncStep();
         } else if (m_syncSession) {
             VL_LOG("\n>>>>> !syncSession.isSessionOpen\n");
+            m_sessionStepToken = operationStepToken();
             m_syncSession->openSession();
         } else if (m_device) {
             VL_LOG("\n>>>>> syncSession == nil\n");
             m_syncSession = new VLSyncSession(m_device->serialNumber(), m_device->attributeForKey(QStringLiteral("ChipId")));
             m_syncSession->setParent(this);
             m_syncSession->setDelegate(this);
+            m_sessionStepToken = operationStepToken();
             m_syncSession->openSession();
+        } else {
+            // Without a device there is no one to open a session for; the step still ends.
+            syncDidReceiveErrorRunNextStep(kdError(KDErrorDeviceNotAvailable), true);
         }
         break;
     case VLSyncManagerStatusQueryLocalWebServiceCache: {
@@ -226,8 +270,15 @@ void VLSyncManager::runCurrentStep(QObject *)
         break;
     case VLSyncManagerStatusQueryCloudFandecks:
         setStatusMessage(tr("Requesting store info..."));
-        if (m_syncSession)
+        if (m_syncSession) {
+            m_sessionStepToken = operationStepToken();
             m_syncSession->requestAllFiles();
+        } else {
+            // No session (no device when step 2 ran): the inventory cannot be asked for, and the
+            // step ends with that error rather than waiting for an answer that cannot come.
+            syncDidReceiveErrorRunNextStep(
+                VLError(QStringLiteral("SyncManager"), 10, tr("Session not open")), true);
+        }
         break;
     case VLSyncManagerEndPrelimianryInfo:
         setStatusMessage(tr("Ending prelimiary info requests..."));

@@ -7,6 +7,7 @@
 #include "VLPathComponent.h"
 #include "VLSyncManager.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -121,28 +122,31 @@ void VLExportController::exportAll()
 {
     if (m_finished)
         return; // a late completion of the command queue after the export ended
-    QThread *worker = QThread::create([this] { loadFandecksThenExport(); });
+    // The worker takes copies of what it needs and holds the controller only weakly: closing the
+    // export sheet may delete the controller while the fandecks still load. The sync manager lives
+    // as long as the process.
+    WritingJob job{m_syncManager.data(), m_matches, m_audioFileNames, documentPath()};
+    const QPointer<VLExportController> controller(this);
+    QThread *worker = QThread::create([job = std::move(job), controller] { loadFandecksThenExport(job, controller); });
     connect(worker, &QThread::finished, worker, &QObject::deleteLater);
     worker->start();
 }
 
-void VLExportController::loadFandecksThenExport()
+void VLExportController::loadFandecksThenExport(const WritingJob &job, const QPointer<VLExportController> &controller)
 {
-    VLSyncManager *manager = m_syncManager.data();
-    if (manager)
-        manager->loadFandecksIntoMemory();
-    const QString document = documentPath();
-    const QString exportAudio = QFileInfo(document).absolutePath() + QStringLiteral("/Audio");
-    if (!m_audioFileNames.isEmpty())
+    const QString exportAudio = QFileInfo(job.documentPath).absolutePath() + QStringLiteral("/Audio");
+    if (!job.audioFileNames.isEmpty())
         QDir().mkpath(exportAudio);
-    QMetaObject::invokeMethod(this, [this, document] {
-        if (m_syncManager)
-            m_syncManager->exportMatches({m_matches, document, false});
-    }, Qt::BlockingQueuedConnection);
-    const QString audioFolder = manager ? manager->pathForGlobalAutoSyncMatchesAudioFolder() : QString();
-    for (const QString &name : std::as_const(m_audioFileNames))
+    if (job.syncManager)
+        job.syncManager->loadFandecksAndExportMatches({job.matches, job.documentPath, false});
+    const QString audioFolder = job.syncManager ? job.syncManager->pathForGlobalAutoSyncMatchesAudioFolder() : QString();
+    for (const QString &name : job.audioFileNames)
         QFile::copy(audioFolder + QLatin1Char('/') + name, exportAudio + QLatin1Char('/') + name);
-    QMetaObject::invokeMethod(this, [this] { sendFinishDelegateWithError(VLError()); }, Qt::BlockingQueuedConnection);
+    // The controller is looked at only on the main thread, where it is deleted.
+    QMetaObject::invokeMethod(QCoreApplication::instance(), [controller] {
+        if (controller)
+            controller->sendFinishDelegateWithError(VLError());
+    }, Qt::BlockingQueuedConnection);
 }
 
 void VLExportController::sendFinishDelegateWithError(const VLError &error)

@@ -45,7 +45,15 @@ public:
     void commandManagerDidCompleteAllCommands(VLDeviceCommandManager *manager) override;
 
 private:
-    void loadFandecksThenExport();
+    // What the writing phase works with, copied for its worker thread.
+    struct WritingJob
+    {
+        VLSyncManager *syncManager = nullptr;
+        QList<KDMeasurementPtr> matches;
+        QStringList audioFileNames;
+        QString documentPath;
+    };
+    static void loadFandecksThenExport(const WritingJob &job, const QPointer<VLExportController> &controller);
     void sendFinishDelegateWithError(const VLError &error);
     QString documentPath() const;
 

@@ -8,6 +8,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QMutexLocker>
 #include <QThread>
 #include <QTimeZone>
 
@@ -133,22 +134,27 @@ void VLSyncManager::runExportMatchStep()
         runNextSyncStep();
         return;
     }
-    const quint64 run = m_runGeneration;
-    QThread *worker = QThread::create([this, matches, run] { loadFandecksThenExportThenRun(matches, run); });
+    const StepToken step = operationStepToken();
+    QThread *worker = QThread::create([this, matches, step] { loadFandecksThenExportThenRun(matches, step); });
     connect(worker, &QThread::finished, worker, &QObject::deleteLater);
     worker->start();
 }
 
-void VLSyncManager::loadFandecksThenExportThenRun(const QList<KDMeasurementPtr> &matches, quint64 run)
+void VLSyncManager::loadFandecksThenExportThenRun(const QList<KDMeasurementPtr> &matches, StepToken step)
 {
-    loadFandecksIntoMemory();
-    const VLExportParameters parameters{matches, pathForGlobalAutoSyncMatchesFile(), true};
-    QMetaObject::invokeMethod(this, [this, &parameters] { exportMatches(parameters); }, Qt::BlockingQueuedConnection);
+    loadFandecksAndExportMatches({matches, pathForGlobalAutoSyncMatchesFile(), true});
     // A run cancelled while the worker loaded has already ended: it must not be advanced again.
-    QMetaObject::invokeMethod(this, [this, run] {
-        if (run == m_runGeneration)
-            runNextSyncStep();
-    }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(this, [this, step] { completeOperation(step, [this] { runNextSyncStep(); }); },
+                              Qt::QueuedConnection);
+}
+
+void VLSyncManager::loadFandecksAndExportMatches(const VLExportParameters &parameters)
+{
+    // The user's export and the sync's export step each load into the same list and map: one at a
+    // time, from the load until the export that reads them is done.
+    QMutexLocker exporting(&m_memoryFandecksLock);
+    loadFandecksIntoMemory();
+    QMetaObject::invokeMethod(this, [this, &parameters] { exportMatches(parameters); }, Qt::BlockingQueuedConnection);
 }
 
 void VLSyncManager::exportMatches(const VLExportParameters &parameters)

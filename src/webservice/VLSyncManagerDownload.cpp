@@ -18,6 +18,7 @@ void VLSyncManager::downloadNeededFandecks()
         runNextSyncStep();
         return;
     }
+    m_downloadQueueStepToken = operationStepToken();
     m_downloadManager->pause();
     const QString downloads = pathForGlobalDownloadsFolder();
     for (const VLSyncFileInfoPtr &fandeck : std::as_const(needed)) {
@@ -47,10 +48,12 @@ void VLSyncManager::downloadManagerDidBeginAllDownloads(VLFileDownloadManager *)
 
 void VLSyncManager::downloadManagerDidBeginDownload(VLFileDownloadManager *, VLFileDownload *download)
 {
-    const VLSyncFileInfoPtr file = fileInfoOfDownload(download);
-    VL_LOG("downloadManager:didBeginDownload:");
-    VL_LOG("%@", file);
-    setStatusMessage(vlFormat(tr("Downloading %@..."), file ? file->fileDescription() : QString()));
+    completeOperation(m_downloadQueueStepToken, [&] {
+        const VLSyncFileInfoPtr file = fileInfoOfDownload(download);
+        VL_LOG("downloadManager:didBeginDownload:");
+        VL_LOG("%@", file);
+        setStatusMessage(vlFormat(tr("Downloading %@..."), file ? file->fileDescription() : QString()));
+    });
 }
 
 void VLSyncManager::downloadManagerDownloadDidUpdate(VLFileDownloadManager *, VLFileDownload *download)
@@ -63,30 +66,36 @@ void VLSyncManager::downloadManagerDownloadDidUpdate(VLFileDownloadManager *, VL
 
 void VLSyncManager::downloadManagerDidFinishDownload(VLFileDownloadManager *, VLFileDownload *download)
 {
-    VL_LOG("downloadManager:didFinishDownload:");
-    VL_LOG("%@", download->URL().toString());
-    const VLSyncFileInfoPtr file = fileInfoOfDownload(download);
-    const QString downloaded = download->destinationFolder() + QLatin1Char('/') + download->suggestedFilename();
-    VLError error;
-    if (file && !verifyAndinstallDownloadedFandeckWithInfoDownloadPathError(file, downloaded, &error)) {
-        VL_LOG("verifyAndinstallDownloadedFandeckWithInfo error");
-        VL_LOG("%@", file);
-        syncDidReceiveErrorRunNextStep(error, false);
-    }
+    completeOperation(m_downloadQueueStepToken, [&] {
+        VL_LOG("downloadManager:didFinishDownload:");
+        VL_LOG("%@", download->URL().toString());
+        const VLSyncFileInfoPtr file = fileInfoOfDownload(download);
+        const QString downloaded = download->destinationFolder() + QLatin1Char('/') + download->suggestedFilename();
+        VLError error;
+        if (file && !verifyAndinstallDownloadedFandeckWithInfoDownloadPathError(file, downloaded, &error)) {
+            VL_LOG("verifyAndinstallDownloadedFandeckWithInfo error");
+            VL_LOG("%@", file);
+            syncDidReceiveErrorRunNextStep(error, false);
+        }
+    });
 }
 
 void VLSyncManager::downloadManagerDownloadDidFailWithError(VLFileDownloadManager *, VLFileDownload *download,
                                                             const VLError &error)
 {
-    VL_LOG("downloadManager:download:didFailWithError:");
-    VL_LOG("%@", fileInfoOfDownload(download));
-    syncDidReceiveErrorRunNextStep(error, false);
+    completeOperation(m_downloadQueueStepToken, [&] {
+        VL_LOG("downloadManager:download:didFailWithError:");
+        VL_LOG("%@", fileInfoOfDownload(download));
+        syncDidReceiveErrorRunNextStep(error, false);
+    });
 }
 
 void VLSyncManager::downloadManagerDidCompleteAllDownloads(VLFileDownloadManager *)
 {
-    VL_LOG("downloadManagerDidCompleteAllDownloads:");
-    if (m_delegate)
-        m_delegate->syncManagerDownloadingDidFinish(this);
-    runNextSyncStep();
+    completeOperation(m_downloadQueueStepToken, [&] {
+        VL_LOG("downloadManagerDidCompleteAllDownloads:");
+        if (m_delegate)
+            m_delegate->syncManagerDownloadingDidFinish(this);
+        runNextSyncStep();
+    });
 }

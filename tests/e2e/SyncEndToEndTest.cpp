@@ -294,3 +294,27 @@ TEST_F(E2EFixture, UserStartedExportFetchesOneMissingNoteAndLaysOutTheFolder)
     EXPECT_EQ(refused.error.code(), -5);
     EXPECT_FALSE(QFileInfo::exists(out.filePath("refused.cxf")));
 }
+
+TEST_F(E2EFixture, ClosingTheExportSheetMidExportIsSafeAndTheSyncsExportRunsBesideIt)
+{
+    ASSERT_TRUE(runPreliminaryAndFullSync());
+    QTemporaryDir out;
+    ExportRecorder recorder;
+    auto *controller = new VLExportController(manager);
+    controller->setDelegate(&recorder);
+    controller->exportToFilename(out.filePath("closed.cxf"));
+    // The matches are in and the worker loads the fandecks: the sheet goes (Escape) and takes the
+    // controller with it, while a sync's export step loads the same fandecks.
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !controller->matches().isEmpty(); }, 30000));
+    delete controller;
+    ASSERT_TRUE(runFullSync());
+    EXPECT_TRUE(manager->errors().isEmpty());
+    ASSERT_TRUE(QTest::qWaitFor([&] { return QFileInfo::exists(out.filePath("closed.cxf")); }, 30000));
+    QTest::qWait(200);
+    EXPECT_EQ(recorder.calls, 0); // no one is left to tell
+    VLError error;
+    const HBColorDocumentPtr document = HBColorDocument::initWithFile(out.filePath("closed.cxf"), nullptr, &error);
+    ASSERT_TRUE(document) << qPrintable(error.description());
+    EXPECT_EQ(document->colors().size(), 3);
+    EXPECT_TRUE(QFileInfo::exists(environment.dataFolder() + "/Measurements/LastMeasurements.cxf"));
+}

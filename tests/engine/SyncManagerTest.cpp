@@ -271,3 +271,54 @@ TEST_F(ManagerFixture, LocalInventoryTakesOnlyCompletePackages)
         ids << f->fileID();
     EXPECT_EQ(ids, QStringList({"A", "FW"}));
 }
+
+TEST_F(ManagerFixture, WithoutADeviceEveryStepStillEndsAndTheRunFinishesOnce)
+{
+    // The device handle goes while the first command is out: every later command, the session
+    // step and the inventory step have no one to talk to.
+    KDScriptedDevice::Reply slow;
+    slow.delay = 100;
+    device.setReply("EndSync", slow);
+    QObject::connect(&device, &KDScriptedDevice::commandReceived, manager, [&](const QString &name) {
+        if (name == "EndSync" && manager->device())
+            manager->updateDevice(KDDevicePtr());
+    });
+    manager->startSync();
+    ASSERT_TRUE(delegate.waitForFinish(20000)) << "stalled at step " << manager->status();
+    QTest::qWait(200);
+    EXPECT_EQ(delegate.events, QStringList({"beginSync", "finishSync"}));
+    EXPECT_EQ(manager->status(), 0);
+    QStringList descriptions;
+    for (const VLError &error : manager->errors())
+        descriptions << error.localizedDescription();
+    EXPECT_TRUE(descriptions.contains("Session not open")) << qPrintable(descriptions.join('\n'));
+    EXPECT_GE(manager->errors().size(), 5); // session, inventory and every device command of the run
+    manager->updateDevice(device.device());
+}
+
+TEST_F(ManagerFixture, ALateCompletionAfterACancelDoesNotStartTheStepsAgain)
+{
+    // A capture with an audio note the computer lacks: step 9 fetches it through the command queue,
+    // and the user cancels while that answer is still on its way.
+    KDScriptedDevice::Reply measurements;
+    measurements.measurements = {KDScriptedDevice::measurementRecord({{"ColorId", "1"}, {"AudioFileName", "n.wav"}})};
+    device.setReply("GetMeasurements", measurements);
+    KDScriptedDevice::Reply slowNote;
+    slowNote.data = "RIFF";
+    slowNote.delay = 300;
+    device.setReply("Download", slowNote);
+    QObject::connect(&device, &KDScriptedDevice::commandReceived, manager, [&](const QString &name) {
+        if (name == "Download") {
+            manager->setIsCancellingSync(true);
+            manager->cancelSync();
+        }
+    });
+    manager->startSync();
+    ASSERT_TRUE(delegate.waitForFinish());
+    QTest::qWait(600); // the note's answer and the queue's completion arrive meanwhile
+    EXPECT_EQ(delegate.events, QStringList({"beginSync", "finishSync"}));
+    EXPECT_TRUE(delegate.wasCancelledAtFinish);
+    EXPECT_EQ(manager->status(), 0);
+    EXPECT_FALSE(manager->isInSync());
+    EXPECT_EQ(commandNames().count("EndSync"), 1) << qPrintable(commandNames().join(' '));
+}
