@@ -1,5 +1,6 @@
 #include "TSLogger.h"
 #include "TinteraDemoEnvironment.h"
+#include "VLApplicationInfo.h"
 #include "VLApplication.h"
 #include "VLSingleInstance.h"
 #include "VLTerminationSignals.h"
@@ -10,14 +11,46 @@
 #include <QTimer>
 
 #include <cstdio>
+#include <cstring>
 #include <memory>
 
 namespace {
 constexpr int kTrayGraceMs = 3000;
+
+const char *const kUsage =
+    "Usage: VelmoraSync [--demo] [x-tintera-sync:URL ...]\n"
+    "\n"
+    "TINTERA Sync keeps a TINTERA colour-capture device in step with the sync service, from the\n"
+    "system tray. A running instance takes the URLs of a second launch: an \"x-tintera-sync:\" URL\n"
+    "starts a sync.\n"
+    "\n"
+    "  --demo     run against an emulated device and sync service in a temporary folder\n"
+    "  --version  print the version and exit\n"
+    "  --help     print this help and exit\n";
+
+// --version and --help answer before the application object exists, so they work without a
+// display (over ssh, in a package test).
+bool answeredWithoutDisplay(int argc, char **argv)
+{
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--version") == 0) {
+            std::printf("%s\n", qPrintable(vlApplicationVersionLine(QStringLiteral("VelmoraSync"))));
+            return true;
+        }
+        if (std::strcmp(argv[i], "--help") == 0 || std::strcmp(argv[i], "-h") == 0) {
+            std::fputs(kUsage, stdout);
+            return true;
+        }
+    }
+    return false;
 }
+
+} // namespace
 
 int main(int argc, char **argv)
 {
+    if (answeredWithoutDisplay(argc, argv))
+        return 0;
     VLApplication app(argc, argv);
     VLApplication::setApplicationName(QStringLiteral("VelmoraSync"));
     VLApplication::setApplicationDisplayName(QStringLiteral("TINTERA Sync"));

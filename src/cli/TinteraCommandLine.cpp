@@ -5,6 +5,7 @@
 #include "VLFormat.h"
 
 #include <QCoreApplication>
+#include <QJsonDocument>
 
 #include <functional>
 
@@ -40,6 +41,12 @@ const QCommandLineOption kStallOption(QStringLiteral("stall-timeout"),
                                       QStringLiteral("seconds"), QStringLiteral("120"));
 const QCommandLineOption kVerboseOption(QStringList{QStringLiteral("v"), QStringLiteral("verbose")},
                                         QStringLiteral("Copy every log line to standard error."));
+
+const QCommandLineOption kJsonOption(QStringLiteral("json"),
+                                     QStringLiteral("Print JSON objects, one a line, instead of text (see \"tintera help json\")."));
+// The commands that have a --json form.
+const QStringList kJsonCommands = {QStringLiteral("devices"),  QStringLiteral("status"), QStringLiteral("fandecks"),
+                                   QStringLiteral("settings"), QStringLiteral("sync"),   QStringLiteral("export")};
 
 // Options that take a value as the next argument, so that a value is not taken for the command.
 const QStringList kValueOptions = {QStringLiteral("--service-url"), QStringLiteral("--device"), QStringLiteral("--wait"),
@@ -101,6 +108,41 @@ const TinteraCommandInfo *findCommand(const QString &name)
     return nullptr;
 }
 
+const char *const kJsonHelp =
+    "JSON output (--json)\n"
+    "\n"
+    "devices, status, fandecks, settings, sync and export take --json. Standard output then carries\n"
+    "JSON objects only, one a line; messages for people still go to standard error. Names are\n"
+    "camelCase; a value that is not known is null. The exit status is the same as without --json.\n"
+    "\n"
+    "devices   {\"devices\": [{\"name\", \"serialNumber\", \"firmware\", \"freeBytes\", \"storage\"}]}\n"
+    "status    {\"device\": {\"name\", \"serialNumber\", \"chipId\", \"firmware\", \"freeBytes\", \"storage\",\n"
+    "          \"connected\"}, \"lastSync\", \"lastSyncText\", \"status\",\n"
+    "          \"settings\": {\"autoSync\", \"selectedFandecksOnly\"}}\n"
+    "settings  {\"settings\": {\"autoSync\", \"selectedFandecksOnly\"}}\n"
+    "fandecks  {\"fandecks\": [{\"id\", \"name\", \"selected\", \"onDevice\"}], \"selectedFandecksOnly\"}\n"
+    "export    {\"file\", \"exported\", \"total\", \"matches\": [{\"colorId\", \"fandeck\",\n"
+    "          \"lab\": {\"L\", \"a\", \"b\"}, \"tag\", \"audioNote\"}], \"audioNotes\": [{\"name\", \"path\",\n"
+    "          \"present\"}], \"archive\"}\n"
+    "sync      one object per event while it runs; \"run\" is \"preliminary\" (the fandeck\n"
+    "          information) or \"sync\" (the full sync):\n"
+    "            {\"event\": \"start\", \"device\", \"service\"}\n"
+    "            {\"event\": \"run\", \"run\", \"totalSteps\"}\n"
+    "            {\"event\": \"step\", \"run\", \"step\", \"totalSteps\", \"message\"}\n"
+    "            {\"event\": \"download\", \"run\", \"step\", \"percent\"}\n"
+    "            {\"event\": \"error\", \"run\", \"step\", \"fatal\", \"code\", \"domain\", \"message\"}\n"
+    "            {\"event\": \"stalled\", \"run\", \"step\", \"message\", \"seconds\", \"givingUp\"}\n"
+    "          and last a summary:\n"
+    "            {\"event\": \"summary\", \"result\": \"ok\"|\"errors\"|\"cancelled\"|\"failed\", \"exitCode\",\n"
+    "             \"seconds\", \"errors\": [{\"code\", \"domain\", \"message\"}],\n"
+    "             \"cancelReason\": \"deviceGone\"|\"stalled\"|\"interrupted\"|null, \"lastSync\",\n"
+    "             \"measurements\", \"error\"}\n"
+    "\n"
+    "Dates are ISO 8601 in UTC (\"2026-11-22T08:03:00Z\"). A command that fails before it has\n"
+    "anything to report prints {\"error\": \"...\", \"exitCode\": N}; for sync this is its summary,\n"
+    "with \"event\": \"summary\" and \"result\": \"failed\".\n"
+    "\"tintera --version --json\" prints {\"program\", \"product\", \"version\", \"build\"}.\n";
+
 QString overview()
 {
     QString text = tr("Usage: tintera [options] COMMAND [arguments]\n\n"
@@ -110,7 +152,10 @@ QString overview()
         text += vlFormat("  %-10s %@\n", command.name, tr(command.summary));
     text += tr("\nOptions of every command: --service-url URL, --device SERIAL, --wait SECONDS, --verbose.\n"
                "\"tintera COMMAND --help\" describes a command. TINTERA_SERVICE_URL chooses the service,\n"
-               "TINTERA_DATA_DIR the data folder.\n");
+               "TINTERA_DATA_DIR the data folder. --json (devices, status, fandecks, settings, sync, export)\n"
+               "prints JSON for scripts: \"tintera help json\". \"tintera --version\" prints the version.\n"
+               "\nExit status: 0 success; 1 a failure, or a sync that collected errors; 2 a wrong command\n"
+               "line; 3 a cancelled run (device gone, interrupted, no progress).\n");
     return text;
 }
 
@@ -121,6 +166,8 @@ void setUpParser(QCommandLineParser &parser, const TinteraCommandInfo &command)
     parser.addOptions({kServiceURLOption, kDeviceOption, kWaitOption, kVerboseOption});
     if (command.runsSyncs)
         parser.addOption(kStallOption);
+    if (kJsonCommands.contains(QLatin1String(command.name)))
+        parser.addOption(kJsonOption);
     if (command.addOptions)
         command.addOptions(parser);
     if (*command.syntax)
@@ -152,6 +199,18 @@ bool positiveSeconds(const QString &text, int *milliseconds)
         return false;
     *milliseconds = seconds * 1000;
     return true;
+}
+
+void printVersion(const TinteraInvocation &invocation, bool json)
+{
+    if (!json) {
+        invocation.println(vlApplicationVersionLine(QStringLiteral("tintera")));
+        return;
+    }
+    invocation.printJson({{QStringLiteral("program"), QStringLiteral("tintera")},
+                          {QStringLiteral("product"), vlApplicationInfoValue(QStringLiteral("CFBundleName")).toString()},
+                          {QStringLiteral("version"), vlApplicationInfoValue(QStringLiteral("CFBundleShortVersionString")).toString()},
+                          {QStringLiteral("build"), vlApplicationInfoValue(QStringLiteral("CFBundleVersion")).toString()}});
 }
 
 } // namespace
@@ -188,8 +247,28 @@ void TinteraInvocation::println(const QString &line) const
     print(line + QLatin1Char('\n'));
 }
 
+void TinteraInvocation::printJson(const QJsonObject &object) const
+{
+    jsonPrinted = true;
+    const QByteArray bytes = QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n';
+    std::fwrite(bytes.constData(), 1, size_t(bytes.size()), out);
+    std::fflush(out);
+}
+
+void TinteraInvocation::printJsonFailure(int status) const
+{
+    QJsonObject failure{{QStringLiteral("error"), lastFailure}, {QStringLiteral("exitCode"), status}};
+    // A sync's output always ends with its summary.
+    if (command == QLatin1String("sync")) {
+        failure.insert(QStringLiteral("event"), QStringLiteral("summary"));
+        failure.insert(QStringLiteral("result"), QStringLiteral("failed"));
+    }
+    printJson(failure);
+}
+
 void TinteraInvocation::fail(const QString &line) const
 {
+    lastFailure = line;
     const QByteArray bytes = (QStringLiteral("tintera: ") + line + QLatin1Char('\n')).toUtf8();
     std::fwrite(bytes.constData(), 1, size_t(bytes.size()), err);
     std::fflush(err);
@@ -198,6 +277,10 @@ void TinteraInvocation::fail(const QString &line) const
 int tinteraMain(const QStringList &arguments)
 {
     TinteraInvocation invocation;
+    if (arguments.contains(QLatin1String("--version"))) {
+        printVersion(invocation, arguments.contains(QLatin1String("--json")));
+        return TinteraExitSuccess;
+    }
     const qsizetype index = commandIndex(arguments);
     QString name = index > 0 ? arguments.at(index) : QString();
     QStringList rest = arguments;
@@ -210,6 +293,10 @@ int tinteraMain(const QStringList &arguments)
         name = next > 0 ? rest.at(next) : QString();
         if (next > 0)
             rest.removeAt(next);
+        if (name == QLatin1String("json")) {
+            invocation.print(tr(kJsonHelp));
+            return TinteraExitSuccess;
+        }
         rest << QStringLiteral("--help");
     }
     if (name.isEmpty()) {
@@ -245,5 +332,10 @@ int tinteraMain(const QStringList &arguments)
         qputenv("TINTERA_LOG", "1");
     if (invocation.parser.isSet(kServiceURLOption))
         vlSetSyncProductionURLOverride(invocation.parser.value(kServiceURLOption));
-    return command->run(invocation);
+    invocation.json = kJsonCommands.contains(name) && invocation.parser.isSet(kJsonOption);
+    const int status = command->run(invocation);
+    // A script reading JSON gets an object even when the command failed before it had one.
+    if (invocation.json && status != TinteraExitSuccess && !invocation.jsonPrinted)
+        invocation.printJsonFailure(status);
+    return status;
 }

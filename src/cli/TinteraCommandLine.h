@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QCommandLineParser>
+#include <QJsonObject>
 #include <QString>
 #include <QStringList>
 
@@ -21,6 +22,7 @@ struct TinteraInvocation
     QString command;
     QCommandLineParser parser;
     bool runsSyncs = false; // the command takes --stall-timeout
+    bool json = false;      // --json: JSON objects on out, one a line, instead of text
     FILE *out = stdout;
     FILE *err = stderr;
 
@@ -32,6 +34,13 @@ struct TinteraInvocation
     void print(const QString &text) const;   // to out, as given
     void println(const QString &line) const; // to out, with a line end
     void fail(const QString &line) const;    // to err, prefixed with the program name
+    void printJson(const QJsonObject &object) const; // to out, compact, on one line
+    // {"error": <the last failure>, "exitCode": status}; for sync a summary of a failed run.
+    void printJsonFailure(int status) const;
+
+    // What the run wrote, so that a --json run that fails before any object still prints one.
+    mutable QString lastFailure;
+    mutable bool jsonPrinted = false;
 };
 
 // Parses the arguments (program name first), runs the command and returns the exit status.

@@ -2,6 +2,7 @@
 
 #include "TinteraCommandLine.h"
 #include "TinteraDevices.h"
+#include "TinteraJson.h"
 #include "TinteraProgressDisplay.h"
 #include "VLFormat.h"
 #include "VLSyncManager.h"
@@ -9,6 +10,7 @@
 
 #include <QCoreApplication>
 #include <QFileInfo>
+#include <QJsonArray>
 
 #include <csignal>
 #include <cstdlib>
@@ -25,12 +27,59 @@ QString seconds(qint64 milliseconds)
     return vlFormat(milliseconds < 10000 ? "%.2f s" : "%.1f s", double(milliseconds) / 1000.0);
 }
 
+std::unique_ptr<TinteraRunObserver> observerFor(const TinteraInvocation &invocation, FILE *progress)
+{
+    if (!invocation.json)
+        return std::make_unique<TinteraProgressDisplay>(progress, TinteraProgressDisplay::modeForStream(progress));
+    if (progress == invocation.out)
+        return std::make_unique<TinteraJsonEvents>(invocation);
+    return std::make_unique<TinteraQuietObserver>();
+}
+
+int reportSyncAsJson(TinteraInvocation &invocation, const TinteraSyncRunner::Outcome &outcome, VLSyncManager *manager)
+{
+    int status = TinteraExitSuccess;
+    QString result = QStringLiteral("ok");
+    QJsonValue cancelReason = QJsonValue::Null;
+    QJsonValue failure = QJsonValue::Null;
+    if (!outcome.started || outcome.networkUnavailable) {
+        status = TinteraExitFailure;
+        result = QStringLiteral("failed");
+        failure = outcome.started ? tr("You do not appear to be connected to the Internet.  Please connect and sync again.")
+                                  : tr("the device is busy or not available; the sync could not start.");
+    } else if (outcome.cancelled) {
+        status = TinteraExitCancelled;
+        result = QStringLiteral("cancelled");
+        cancelReason = outcome.deviceLost ? QStringLiteral("deviceGone")
+                       : outcome.stalled  ? QStringLiteral("stalled")
+                                          : QStringLiteral("interrupted");
+    } else if (!outcome.errors.isEmpty()) {
+        status = TinteraExitFailure;
+        result = QStringLiteral("errors");
+    }
+    QJsonArray errors;
+    for (const VLError &error : outcome.errors)
+        errors.append(tinteraErrorJson(error));
+    const QString matches = manager ? manager->pathForGlobalAutoSyncMatchesFile() : QString();
+    invocation.printJson({{QStringLiteral("event"), QStringLiteral("summary")},
+                          {QStringLiteral("result"), result},
+                          {QStringLiteral("exitCode"), status},
+                          {QStringLiteral("seconds"), double(outcome.milliseconds) / 1000.0},
+                          {QStringLiteral("errors"), errors},
+                          {QStringLiteral("cancelReason"), cancelReason},
+                          {QStringLiteral("lastSync"), manager ? tinteraDateJson(manager->lastSyncDate()) : QJsonValue()},
+                          {QStringLiteral("measurements"),
+                           status == TinteraExitSuccess && QFileInfo::exists(matches) ? QJsonValue(matches) : QJsonValue()},
+                          {QStringLiteral("error"), failure}});
+    return status;
+}
+
 } // namespace
 
 TinteraDeviceSession::TinteraDeviceSession(TinteraInvocation &invocation, FILE *progress)
     : m_invocation(invocation)
     , m_devices(std::make_unique<TinteraDevices>())
-    , m_display(std::make_unique<TinteraProgressDisplay>(progress, TinteraProgressDisplay::modeForStream(progress)))
+    , m_observer(observerFor(invocation, progress))
 {
 }
 
@@ -50,7 +99,7 @@ bool TinteraDeviceSession::open(std::function<void()> beforeForcedExit)
         m_invocation.fail(vlFormat(tr("the device reports an unusable serial number \"%@\"."), device->serialNumber()));
         return false;
     }
-    m_runner = std::make_unique<TinteraSyncRunner>(m_manager, m_display.get());
+    m_runner = std::make_unique<TinteraSyncRunner>(m_manager, m_observer.get());
     if (m_invocation.runsSyncs)
         m_runner->setStallTimeoutMilliseconds(m_invocation.stallTimeoutMilliseconds());
     TinteraSyncRunner *runner = m_runner.get();
@@ -88,6 +137,8 @@ bool TinteraDeviceSession::gatherPreliminaryInfo()
 
 int tinteraReportSync(TinteraInvocation &invocation, const TinteraSyncRunner::Outcome &outcome, VLSyncManager *manager)
 {
+    if (invocation.json)
+        return reportSyncAsJson(invocation, outcome, manager);
     if (!outcome.started) {
         invocation.fail(tr("the device is busy or not available; the sync could not start."));
         return TinteraExitFailure;

@@ -8,12 +8,13 @@
 #include <memory>
 
 class TinteraDevices;
-class TinteraProgressDisplay;
+class TinteraRunObserver;
 struct TinteraInvocation;
 class VLSyncManager;
 
 // What a command needs to work with a device: the device the invocation names (or the first
-// connected), its sync manager, and a runner for its runs that shows progress on `progress`,
+// connected), its sync manager, and a runner for its runs that shows progress on `progress` (with
+// --json: as event lines when `progress` is the command's output, else not at all),
 // gives up after the command line's stall limit and cancels on Ctrl-C, SIGTERM and SIGHUP (a
 // second signal, or one while no run is under way, ends the program after `beforeForcedExit`).
 class TinteraDeviceSession
@@ -34,11 +35,11 @@ public:
 private:
     TinteraInvocation &m_invocation;
     std::unique_ptr<TinteraDevices> m_devices;
-    std::unique_ptr<TinteraProgressDisplay> m_display;
+    std::unique_ptr<TinteraRunObserver> m_observer;
     VLSyncManager *m_manager = nullptr;
     std::unique_ptr<TinteraSyncRunner> m_runner;
 };
 
-// Prints a finished full sync's errors ("Error code %d, %@") and a one-line summary, and gives
-// the exit status it stands for.
+// Prints a finished full sync's errors ("Error code %d, %@") and a one-line summary (with --json:
+// the summary object), and gives the exit status it stands for.
 int tinteraReportSync(TinteraInvocation &invocation, const TinteraSyncRunner::Outcome &outcome, VLSyncManager *manager);

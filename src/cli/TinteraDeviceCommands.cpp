@@ -3,6 +3,7 @@
 #include "TinteraCommandSupport.h"
 #include "TinteraCommands.h"
 #include "TinteraDevices.h"
+#include "TinteraJson.h"
 #include "VLFandeckListing.h"
 #include "VLFormat.h"
 #include "VLPreferencesInfo.h"
@@ -10,6 +11,7 @@
 #include "VLSyncManager.h"
 
 #include <QCoreApplication>
+#include <QJsonArray>
 #include <QRegularExpression>
 
 #include <algorithm>
@@ -70,8 +72,18 @@ VLPreferencesSyncState preferencesState(VLSyncManager *manager)
     return state;
 }
 
+QJsonObject settingsJson(VLSyncManager *manager)
+{
+    return {{QStringLiteral("autoSync"), manager->autoSyncOnDeviceConnection()},
+            {QStringLiteral("selectedFandecksOnly"), manager->syncSelectedFandecksOnly()}};
+}
+
 void printSettings(TinteraInvocation &invocation, VLSyncManager *manager)
 {
+    if (invocation.json) {
+        invocation.printJson({{QStringLiteral("settings"), settingsJson(manager)}});
+        return;
+    }
     invocation.println(vlFormat(tr("Auto sync on device connection: %@"), onOff(manager->autoSyncOnDeviceConnection())));
     invocation.println(vlFormat(tr("Sync selected fandecks only:    %@"), onOff(manager->syncSelectedFandecksOnly())));
 }
@@ -105,6 +117,19 @@ int tinteraDevicesCommand(TinteraInvocation &invocation)
     TinteraDevices devices;
     // Devices already present announce themselves within moments; a short wait is enough.
     const QList<KDDevicePtr> found = devices.connectedDevices(std::min(invocation.deviceWaitMilliseconds(), 3000));
+    if (invocation.json) {
+        QJsonArray list;
+        for (const KDDevicePtr &device : found) {
+            const QString freeSpace = device->attributeForKey(KDDeviceAttributeFreeDiskSpace);
+            list.append(QJsonObject{{QStringLiteral("name"), device->name()},
+                                    {QStringLiteral("serialNumber"), device->serialNumber()},
+                                    {QStringLiteral("firmware"), tinteraTextJson(device->attributeForKey(KDDeviceAttributeFirmware))},
+                                    {QStringLiteral("freeBytes"), tinteraBytesJson(freeSpace)},
+                                    {QStringLiteral("storage"), vlPreferencesStorageText(freeSpace)}});
+        }
+        invocation.printJson({{QStringLiteral("devices"), list}});
+        return TinteraExitSuccess;
+    }
     if (found.isEmpty()) {
         invocation.println(tr("No TINTERA device is connected."));
         return TinteraExitSuccess;
@@ -128,7 +153,23 @@ int tinteraStatusCommand(TinteraInvocation &invocation)
     if (!session.open())
         return TinteraExitFailure;
     VLSyncManager *manager = session.manager();
-    const VLPreferencesInfoTexts texts = vlPreferencesInfoTexts(preferencesDevice(manager->device()), preferencesState(manager));
+    const VLPreferencesDevice device = preferencesDevice(manager->device());
+    const VLPreferencesInfoTexts texts = vlPreferencesInfoTexts(device, preferencesState(manager));
+    if (invocation.json) {
+        const QJsonObject shown{{QStringLiteral("name"), manager->device()->name()},
+                                {QStringLiteral("serialNumber"), device.serialNumber},
+                                {QStringLiteral("chipId"), tinteraTextJson(texts.chipId)},
+                                {QStringLiteral("firmware"), tinteraTextJson(device.firmware)},
+                                {QStringLiteral("freeBytes"), tinteraBytesJson(device.freeDiskSpace)},
+                                {QStringLiteral("storage"), texts.storage},
+                                {QStringLiteral("connected"), device.live}};
+        invocation.printJson({{QStringLiteral("device"), shown},
+                              {QStringLiteral("lastSync"), tinteraDateJson(manager->lastSyncDate())},
+                              {QStringLiteral("lastSyncText"), manager->lastSyncDateString()},
+                              {QStringLiteral("status"), texts.status},
+                              {QStringLiteral("settings"), settingsJson(manager)}});
+        return TinteraExitSuccess;
+    }
     invocation.println(vlFormat(tr("Device:        %@"), manager->device()->name()));
     invocation.println(vlFormat(tr("Serial Number: %@"), texts.serialNumber));
     invocation.println(vlFormat(tr("Chip ID:       %@"), texts.chipId));
@@ -197,6 +238,18 @@ int tinteraFandecksCommand(TinteraInvocation &invocation)
         manager->setUserWantsSyncForFandeckWithID(arguments.at(0) == QLatin1String("select"), id);
     }
 
+    if (invocation.json) {
+        QJsonArray list;
+        for (const VLSyncFileInfoPtr &fandeck : fandecks) {
+            list.append(QJsonObject{{QStringLiteral("id"), fandeck->fileID()},
+                                    {QStringLiteral("name"), vlFandeckDisplayName(fandeck)},
+                                    {QStringLiteral("selected"), manager->userWantsSyncForFandeckWithID(fandeck->fileID())},
+                                    {QStringLiteral("onDevice"), manager->syncInfo()->fandeckExistsOnDeviceWithFandeckID(fandeck->fileID())}});
+        }
+        invocation.printJson({{QStringLiteral("fandecks"), list},
+                              {QStringLiteral("selectedFandecksOnly"), manager->syncSelectedFandecksOnly()}});
+        return TinteraExitSuccess;
+    }
     if (fandecks.isEmpty()) {
         invocation.println(tr("No fandecks are known yet."));
         return TinteraExitSuccess;

@@ -3,6 +3,7 @@
 #include "VLFormat.h"
 
 #include <QByteArray>
+#include <QCoreApplication>
 
 #include <cmath>
 #include <sys/ioctl.h>
@@ -11,6 +12,11 @@
 namespace {
 
 const char *const kClearLine = "\r\x1b[2K";
+
+QString tr(const char *text)
+{
+    return QCoreApplication::translate("tintera", text);
+}
 
 } // namespace
 
@@ -82,6 +88,22 @@ void TinteraProgressDisplay::update(int step, const QString &message)
     m_printedMessage = message;
     const int digits = int(QString::number(m_totalSteps).size());
     write(vlFormat("  step %*d of %d  %@\n", digits, step, m_totalSteps, message));
+}
+
+void TinteraProgressDisplay::runBegan(Run run, int totalSteps, const QString &staleMessage)
+{
+    beginRun(run == Run::Preliminary ? tr("Gathering fandeck information") : tr("Syncing"), totalSteps, staleMessage);
+}
+
+void TinteraProgressDisplay::syncFailed(const VLError &error)
+{
+    printLine(vlFormat(tr("Error code %d, %@"), error.code(), error.localizedDescription()));
+}
+
+void TinteraProgressDisplay::stalled(int seconds, int step, const QString &message, bool givingUp)
+{
+    printLine(givingUp ? vlFormat(tr("The sync did not stop within %d s of the cancel; giving up."), seconds)
+                       : vlFormat(tr("No progress for %d s at step %d (%@): cancelling the sync."), seconds, step, message));
 }
 
 void TinteraProgressDisplay::downloadProgress(double fraction)

@@ -2,6 +2,7 @@
 #include "TinteraCommandLine.h"
 #include "TinteraCommandSupport.h"
 #include "TinteraCommands.h"
+#include "TinteraJson.h"
 #include "TinteraMatchTable.h"
 #include "VLApplicationInfo.h"
 #include "VLExportController.h"
@@ -13,6 +14,7 @@
 #include <QDir>
 #include <QEventLoop>
 #include <QFileInfo>
+#include <QJsonArray>
 
 #include <algorithm>
 
@@ -54,6 +56,60 @@ bool zipExport(const QString &exported, const QString &archive)
     return packed;
 }
 
+void printExportText(const TinteraInvocation &invocation, const QList<TinteraMatchRow> &rows, int total,
+                     const QString &document, const QString &folder, qsizetype audioFiles, const QString &audioCache)
+{
+    invocation.print(tinteraFormatMatchTable(rows));
+    invocation.println(vlFormat(tr("Exported %d of %d match(es) to %@"), int(rows.size()), total, document));
+    if (!folder.isEmpty()) {
+        const QStringList notes = QDir(folder + QStringLiteral("/Audio")).entryList(QDir::Files, QDir::Name);
+        invocation.println(vlFormat(tr("Audio notes: %d in %@/Audio"), int(notes.size()), folder));
+        if (notes.size() < audioFiles)
+            invocation.println(tr("Some audio notes are not on this computer yet; export again to fetch the next one, "
+                                  "or run \"tintera sync\" to fetch them all."));
+    }
+    const bool rowsHaveNotes = std::any_of(rows.cbegin(), rows.cend(), [](const TinteraMatchRow &row) { return !row.audioNote.isEmpty(); });
+    if (folder.isEmpty() && rowsHaveNotes)
+        invocation.println(vlFormat(tr("The audio notes of these matches are already on this computer, in %@"), audioCache));
+    if (rows.size() < total)
+        invocation.println(vlFormat(tr("%d match(es) could not be exported: their fandeck is not installed on this computer."),
+                                    int(total - rows.size())));
+}
+
+// The audio notes the document refers to, each where it is: beside the document as written, else
+// in the cache of the synced notes.
+QJsonArray audioNotesJson(const QString &document, const QList<TinteraMatchRow> &rows, const QString &audioCache)
+{
+    QJsonArray notes;
+    const QString documentFolder = QFileInfo(document).absolutePath();
+    for (const TinteraMatchRow &row : rows) {
+        if (row.audioNote.isEmpty())
+            continue;
+        QString path = QDir::cleanPath(documentFolder + QLatin1Char('/') + row.audioNote);
+        if (!QFileInfo::exists(path))
+            path = audioCache + QLatin1Char('/') + QFileInfo(row.audioNote).fileName();
+        const bool present = QFileInfo::exists(path);
+        notes.append(QJsonObject{{QStringLiteral("name"), row.audioNote},
+                                 {QStringLiteral("path"), present ? QJsonValue(path) : QJsonValue()},
+                                 {QStringLiteral("present"), present}});
+    }
+    return notes;
+}
+
+void printExportJson(const TinteraInvocation &invocation, const QString &document, const QList<TinteraMatchRow> &rows,
+                     int total, const QString &audioCache, const QString &archive)
+{
+    QJsonArray matches;
+    for (const TinteraMatchRow &row : rows)
+        matches.append(tinteraMatchRowJson(row));
+    invocation.printJson({{QStringLiteral("file"), tinteraTextJson(document)},
+                          {QStringLiteral("exported"), int(rows.size())},
+                          {QStringLiteral("total"), total},
+                          {QStringLiteral("matches"), matches},
+                          {QStringLiteral("audioNotes"), audioNotesJson(document, rows, audioCache)},
+                          {QStringLiteral("archive"), tinteraTextJson(archive)}});
+}
+
 } // namespace
 
 int tinteraSyncCommand(TinteraInvocation &invocation)
@@ -65,9 +121,18 @@ int tinteraSyncCommand(TinteraInvocation &invocation)
     TinteraDeviceSession session(invocation, invocation.out);
     if (!session.open())
         return TinteraExitFailure;
-    invocation.println(vlFormat(tr("Device %@, service %@"), session.manager()->device()->serialNumber(), vlSyncProductionURL()));
-    if (!session.gatherPreliminaryInfo())
+    const QString serial = session.manager()->device()->serialNumber();
+    if (invocation.json)
+        invocation.printJson({{QStringLiteral("event"), QStringLiteral("start")},
+                              {QStringLiteral("device"), serial},
+                              {QStringLiteral("service"), vlSyncProductionURL()}});
+    else
+        invocation.println(vlFormat(tr("Device %@, service %@"), serial, vlSyncProductionURL()));
+    if (!session.gatherPreliminaryInfo()) {
+        if (invocation.json)
+            invocation.printJsonFailure(TinteraExitFailure);
         return TinteraExitFailure;
+    }
     return tinteraReportSync(invocation, session.runner().sync(), session.manager());
 }
 
@@ -108,7 +173,10 @@ int tinteraExportCommand(TinteraInvocation &invocation)
     const QString document = inFolder ? folder + QLatin1Char('/') + chosen.fileName() : path;
     if (!QFileInfo::exists(document)) {
         if (controller.matches().isEmpty()) {
-            invocation.println(tr("The device holds no captured colours; nothing was exported."));
+            if (invocation.json)
+                printExportJson(invocation, {}, {}, 0, {}, {});
+            else
+                invocation.println(tr("The device holds no captured colours; nothing was exported."));
             return TinteraExitSuccess;
         }
         invocation.fail(vlFormat(tr("%d captured colour(s) on the device, none could be matched to an installed fandeck; "
@@ -119,30 +187,21 @@ int tinteraExportCommand(TinteraInvocation &invocation)
 
     VLError error;
     const QList<TinteraMatchRow> rows = tinteraReadMatchRows(document, &error);
-    invocation.print(tinteraFormatMatchTable(rows));
-    invocation.println(vlFormat(tr("Exported %d of %d match(es) to %@"), int(rows.size()), int(controller.matches().size()),
-                                document));
-    if (inFolder) {
-        const QStringList notes = QDir(folder + QStringLiteral("/Audio")).entryList(QDir::Files, QDir::Name);
-        invocation.println(vlFormat(tr("Audio notes: %d in %@/Audio"), int(notes.size()), folder));
-        if (notes.size() < controller.audioFileNames().size())
-            invocation.println(tr("Some audio notes are not on this computer yet; export again to fetch the next one, "
-                                  "or run \"tintera sync\" to fetch them all."));
-    }
-    const bool rowsHaveNotes = std::any_of(rows.cbegin(), rows.cend(), [](const TinteraMatchRow &row) { return !row.audioNote.isEmpty(); });
-    if (!inFolder && rowsHaveNotes)
-        invocation.println(vlFormat(tr("The audio notes of these matches are already on this computer, in %@"),
-                                    manager->pathForGlobalAutoSyncMatchesAudioFolder()));
-    if (rows.size() < controller.matches().size())
-        invocation.println(vlFormat(tr("%d match(es) could not be exported: their fandeck is not installed on this computer."),
-                                    int(controller.matches().size() - rows.size())));
+    const int total = int(controller.matches().size());
+    if (!invocation.json)
+        printExportText(invocation, rows, total, document, inFolder ? folder : QString(), controller.audioFileNames().size(),
+                        manager->pathForGlobalAutoSyncMatchesAudioFolder());
+    QString archive;
     if (invocation.parser.isSet(QStringLiteral("zip"))) {
-        const QString archive = chosen.absolutePath() + QLatin1Char('/') + chosen.completeBaseName() + QStringLiteral(".zip");
+        archive = chosen.absolutePath() + QLatin1Char('/') + chosen.completeBaseName() + QStringLiteral(".zip");
         if (!zipExport(inFolder ? folder : document, archive)) {
             invocation.fail(vlFormat(tr("packing %@ failed."), archive));
             return TinteraExitFailure;
         }
-        invocation.println(vlFormat(tr("Archive: %@"), archive));
+        if (!invocation.json)
+            invocation.println(vlFormat(tr("Archive: %@"), archive));
     }
+    if (invocation.json)
+        printExportJson(invocation, document, rows, total, manager->pathForGlobalAutoSyncMatchesAudioFolder(), archive);
     return rows.size() == controller.matches().size() ? TinteraExitSuccess : TinteraExitFailure;
 }

@@ -1,7 +1,5 @@
 #include "TinteraSyncRunner.h"
 
-#include "TinteraProgressDisplay.h"
-#include "VLFormat.h"
 #include "VLSyncManager.h"
 
 #include <QElapsedTimer>
@@ -14,10 +12,10 @@ constexpr int kFullSyncSteps = VLSyncManagerStatusDone;
 
 } // namespace
 
-TinteraSyncRunner::TinteraSyncRunner(VLSyncManager *manager, TinteraProgressDisplay *display, QObject *parent)
+TinteraSyncRunner::TinteraSyncRunner(VLSyncManager *manager, TinteraRunObserver *observer, QObject *parent)
     : QObject(parent)
     , m_manager(manager)
-    , m_display(display)
+    , m_observer(observer)
     , m_watchdog(manager)
 {
     if (m_manager)
@@ -35,20 +33,20 @@ TinteraSyncRunner::~TinteraSyncRunner()
 
 TinteraSyncRunner::Outcome TinteraSyncRunner::gatherPreliminaryInfo()
 {
-    return run(Kind::Preliminary);
+    return run(TinteraRunObserver::Run::Preliminary);
 }
 
 TinteraSyncRunner::Outcome TinteraSyncRunner::sync()
 {
-    return run(Kind::Full);
+    return run(TinteraRunObserver::Run::Full);
 }
 
-TinteraSyncRunner::Outcome TinteraSyncRunner::run(Kind kind)
+TinteraSyncRunner::Outcome TinteraSyncRunner::run(TinteraRunObserver::Run kind)
 {
     m_outcome = Outcome();
     if (!m_manager || m_loop)
         return m_outcome;
-    const bool preliminary = kind == Kind::Preliminary;
+    const bool preliminary = kind == TinteraRunObserver::Run::Preliminary;
     if (!(preliminary ? m_manager->canStartPreliminaryDataGathering() : m_manager->canStartSync()))
         return m_outcome;
 
@@ -56,8 +54,8 @@ TinteraSyncRunner::Outcome TinteraSyncRunner::run(Kind kind)
     m_loop = &loop;
     QElapsedTimer clock;
     clock.start();
-    m_display->beginRun(preliminary ? tr("Gathering fandeck information") : tr("Syncing"),
-                        preliminary ? kPreliminarySteps : kFullSyncSteps, m_manager->statusMessage());
+    m_errorsReported = m_manager->errors().size();
+    m_observer->runBegan(kind, preliminary ? kPreliminarySteps : kFullSyncSteps, m_manager->statusMessage());
     m_outcome.started = true;
     m_watchdog.runBegan();
     if (preliminary)
@@ -69,7 +67,7 @@ TinteraSyncRunner::Outcome TinteraSyncRunner::run(Kind kind)
         loop.exec();
     m_watchdog.runEnded();
     m_loop = nullptr;
-    m_display->endRun();
+    m_observer->runEnded();
     m_outcome.milliseconds = clock.elapsed();
     return m_outcome;
 }
@@ -80,6 +78,7 @@ void TinteraSyncRunner::endRun(bool cancelled)
         return;
     m_outcome.finished = true;
     m_outcome.cancelled = cancelled;
+    reportNewErrors();
     if (m_manager) {
         m_outcome.errors = m_manager->errors();
         m_outcome.deviceLost = !m_manager->device();
@@ -94,8 +93,22 @@ void TinteraSyncRunner::cancel()
     vlCancelSync(m_manager);
 }
 
+void TinteraSyncRunner::reportNewErrors()
+{
+    if (!m_manager || !m_loop)
+        return;
+    const QList<VLError> errors = m_manager->errors();
+    // A run that starts over clears the list.
+    if (errors.size() < m_errorsReported)
+        m_errorsReported = 0;
+    for (qsizetype i = m_errorsReported; i < errors.size(); ++i)
+        m_observer->errorCollected(errors.at(i));
+    m_errorsReported = errors.size();
+}
+
 void TinteraSyncRunner::noteProgress()
 {
+    reportNewErrors();
     m_watchdog.noteProgress();
 }
 
@@ -105,17 +118,16 @@ void TinteraSyncRunner::onStall()
         return;
     // The watchdog collects the error and cancels the run after this.
     m_outcome.stalled = true;
-    m_display->printLine(vlFormat(tr("No progress for %d s at step %d (%@): cancelling the sync."),
-                                  m_watchdog.timeoutMilliseconds() / 1000, m_manager ? int(m_manager->status()) : 0,
-                                  m_manager ? m_manager->statusMessage() : QString()));
+    m_observer->stalled(m_watchdog.timeoutMilliseconds() / 1000, m_manager ? int(m_manager->status()) : 0,
+                        m_manager ? m_manager->statusMessage() : QString(), false);
 }
 
 void TinteraSyncRunner::onGiveUp()
 {
     if (!m_loop || m_outcome.finished)
         return;
-    m_display->printLine(vlFormat(tr("The sync did not stop within %d s of the cancel; giving up."),
-                                  m_watchdog.timeoutMilliseconds() / 1000));
+    m_observer->stalled(m_watchdog.timeoutMilliseconds() / 1000, m_manager ? int(m_manager->status()) : 0,
+                        m_manager ? m_manager->statusMessage() : QString(), true);
     endRun(true);
 }
 
@@ -145,13 +157,13 @@ void TinteraSyncRunner::syncManagerStatusDidChange(VLSyncManager *manager)
 {
     noteProgress();
     if (manager && m_loop)
-        m_display->update(manager->status(), manager->statusMessage());
+        m_observer->stepChanged(manager->status(), manager->statusMessage());
 }
 
 void TinteraSyncRunner::syncManagerSyncDidFailWithError(VLSyncManager *, const VLError &error)
 {
     noteProgress();
-    m_display->printLine(vlFormat(tr("Error code %d, %@"), error.code(), error.localizedDescription()));
+    m_observer->syncFailed(error);
 }
 
 void TinteraSyncRunner::syncManagerDidBeginPreliminaryInfoGathering(VLSyncManager *)
@@ -172,11 +184,11 @@ void TinteraSyncRunner::syncManagerDownloadingDidBegin(VLSyncManager *)
 void TinteraSyncRunner::syncManagerDownloadingDidFinish(VLSyncManager *)
 {
     noteProgress();
-    m_display->downloadFinished();
+    m_observer->downloadFinished();
 }
 
 void TinteraSyncRunner::syncManagerDownloadDidUpdateAmount(VLSyncManager *, double amount)
 {
     noteProgress();
-    m_display->downloadProgress(amount);
+    m_observer->downloadProgress(amount);
 }

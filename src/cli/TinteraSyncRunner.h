@@ -1,5 +1,6 @@
 #pragma once
 
+#include "TinteraRunObserver.h"
 #include "VLError.h"
 #include "VLSyncManagerDelegate.h"
 #include "VLSyncStallWatchdog.h"
@@ -9,12 +10,11 @@
 #include <QPointer>
 
 class QEventLoop;
-class TinteraProgressDisplay;
 class VLSyncManager;
 
 // Runs a sync manager's runs one at a time from the command line, as the application does on
 // device arrival and on "Sync Now": the preliminary-info run, then the full sync. Each run is
-// carried by the event loop until the manager reports its end; the display follows it.
+// carried by the event loop until the manager reports its end; the observer follows it.
 class TinteraSyncRunner : public QObject, public VLSyncManagerDelegate
 {
     Q_OBJECT
@@ -33,7 +33,7 @@ public:
         bool succeeded() const { return started && finished && !cancelled && !networkUnavailable && errors.isEmpty(); }
     };
 
-    TinteraSyncRunner(VLSyncManager *manager, TinteraProgressDisplay *display, QObject *parent = nullptr);
+    TinteraSyncRunner(VLSyncManager *manager, TinteraRunObserver *observer, QObject *parent = nullptr);
     ~TinteraSyncRunner() override;
 
     // With 0 a run may wait forever (a file the service refuses keeps the download step waiting
@@ -61,15 +61,17 @@ public:
     void syncManagerDownloadDidUpdateAmount(VLSyncManager *manager, double amount) override;
 
 private:
-    enum class Kind { Preliminary, Full };
-    Outcome run(Kind kind);
+    Outcome run(TinteraRunObserver::Run kind);
     void endRun(bool cancelled);
+    // Passes on the errors the manager collected since the last look.
+    void reportNewErrors();
     void noteProgress();
     void onStall();
     void onGiveUp();
 
     QPointer<VLSyncManager> m_manager;
-    TinteraProgressDisplay *m_display;
+    TinteraRunObserver *m_observer;
+    qsizetype m_errorsReported = 0;
     QEventLoop *m_loop = nullptr;
     Outcome m_outcome;
     VLSyncStallWatchdog m_watchdog;

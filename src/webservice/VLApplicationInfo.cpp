@@ -65,3 +65,11 @@ void vlSetSyncProductionURLOverride(const QString &url)
     QMutexLocker locker(&overrideLock());
     urlOverride() = withoutTrailingSlashes(url);
 }
+
+QString vlApplicationVersionLine(const QString &programName)
+{
+    return QStringLiteral("%1 (%2) %3 build %4")
+        .arg(programName, vlApplicationInfoValue(QStringLiteral("CFBundleName")).toString(),
+             vlApplicationInfoValue(QStringLiteral("CFBundleShortVersionString")).toString(),
+             vlApplicationInfoValue(QStringLiteral("CFBundleVersion")).toString());
+}

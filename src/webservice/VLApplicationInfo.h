@@ -17,3 +17,7 @@ inline const QString VLSyncServiceURLEnvironmentVariable = QStringLiteral("TINTE
 QString vlSyncProductionURL();
 // Front ends call this with the URL given on their command line; an empty string removes it.
 void vlSetSyncProductionURLOverride(const QString &url);
+
+// What --version prints: "<program> (<CFBundleName>) <CFBundleShortVersionString> build
+// <CFBundleVersion>", e.g. "tintera (TINTERA Sync) 1.0.0 build 100".
+QString vlApplicationVersionLine(const QString &programName);

@@ -4,8 +4,9 @@
 #include <QtGlobal>
 
 // Where devices offer their sockets: the folder named by KALVEX_DEVICE_DIR, or "kalvex/devices" in
-// the user's runtime folder ($XDG_RUNTIME_DIR). Each device listens on "<serial number>.sock" there;
-// other names (a leading dot, another extension) are not device sockets.
+// the user's runtime folder ($XDG_RUNTIME_DIR, else "runtime-<user>" in the temporary folder). Each
+// device listens on "<serial number>.sock" there; other names (a leading dot, another extension)
+// are not device sockets.
 QString kdDeviceDirectory();
 QString kdDeviceSocketFileName(const QString &serialNumber);
 bool kdIsDeviceSocketFileName(const QString &fileName);
