@@ -1,5 +1,5 @@
 #include "TestSupport.h"
-#include "TinteraDemoEnvironment.h"
+#include "TinteraEmulators.h"
 #include "TinteraProcess.h"
 #include "VLPropertyList.h"
 #include "VLZip.h"
@@ -74,36 +74,6 @@ TEST(TinteraCommandLine, WithoutADeviceItSaysSo)
     EXPECT_EQ(status.exitCode, 1);
     EXPECT_TRUE(status.err.contains("No TINTERA device is connected (waited 1 s).")) << qPrintable(status.err);
 }
-
-// The program against a running service emulator and an emulated device with three captures.
-class TinteraAgainstEmulators : public ::testing::Test
-{
-protected:
-    void SetUp() override
-    {
-        TinteraDemoEnvironment::Options options;
-        options.rebootMilliseconds = 0;
-        VLError error;
-        ASSERT_TRUE(environment.start(options, &error)) << qPrintable(error.description());
-        serial = environment.serialNumbers().first();
-    }
-    void TearDown() override { environment.stop(); }
-
-    qint64 bytesServed()
-    {
-        QByteArray reply;
-        environment.cloudsimControl("stats", &reply, nullptr);
-        qint64 total = 0;
-        const QJsonObject files = QJsonDocument::fromJson(reply).object().value("files").toObject();
-        for (auto it = files.begin(); it != files.end(); ++it)
-            total += it->toObject().value("bytesServed").toInteger();
-        return total;
-    }
-    QString dataPath(const QString &relative) const { return environment.dataFolder() + QLatin1Char('/') + relative; }
-
-    TinteraDemoEnvironment environment;
-    QString serial;
-};
 
 TEST_F(TinteraAgainstEmulators, SyncShowsProgressAndASecondSyncMovesNothing)
 {
