@@ -4,7 +4,7 @@ ASAN_BUILD ?= build-asan
 JOBS       ?= $(shell nproc)
 CMAKE_ARGS ?=
 
-.PHONY: all deps configure build test test-asan demo install clean
+.PHONY: all deps configure build test test-asan demo install package clean
 
 all: build
 
@@ -35,6 +35,10 @@ demo: build
 
 install: build
 	cmake --install $(BUILD)
+
+# Debian packages in $(BUILD)/packages: tintera-sync and tintera-sync-emulators.
+package: build
+	cd $(BUILD) && cpack --config CPackConfig.cmake
 
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD)

@@ -1,8 +1,9 @@
-# Installs into a scratch prefix and checks that the program, the desktop entry, the icons and the
-# help document land where the desktop looks for them.
+# Installs into a scratch prefix, as "make install" does, and checks that the programs, the desktop
+# entry, the icons, the help document, the man pages, the shell completions, the AppStream metadata
+# and the emulators land where the desktop, the shells and man look for them.
 #   cmake -DBUILD_DIR=... -DPREFIX=... -P CheckInstall.cmake
 file(REMOVE_RECURSE "${PREFIX}")
-execute_process(COMMAND ${CMAKE_COMMAND} --install "${BUILD_DIR}" --prefix "${PREFIX}" --component VelmoraSync
+execute_process(COMMAND ${CMAKE_COMMAND} --install "${BUILD_DIR}" --prefix "${PREFIX}"
                 RESULT_VARIABLE result OUTPUT_QUIET)
 if(NOT result EQUAL 0)
   message(FATAL_ERROR "cmake --install failed: ${result}")
@@ -12,7 +13,20 @@ foreach(path
     share/applications/com.velmora.VelmoraSync.desktop
     share/icons/hicolor/22x22/apps/tintera-sync.png
     share/icons/hicolor/256x256/apps/tintera-sync.png
-    share/VelmoraSync/TINTERA_Sync_Utility_help.pdf)
+    share/VelmoraSync/TINTERA_Sync_Utility_help.pdf
+    bin/tintera
+    share/man/man1/tintera.1.gz
+    share/man/man1/VelmoraSync.1.gz
+    share/bash-completion/completions/tintera
+    share/zsh/vendor-completions/_tintera
+    share/fish/vendor_completions.d/tintera.fish
+    share/metainfo/com.velmora.VelmoraSync.metainfo.xml
+    share/doc/tintera-sync/copyright
+    bin/tintera-devsim
+    bin/tintera-devctl
+    bin/tintera-cloudsim
+    bin/tintera-catalog
+    share/man/man1/tintera-devsim.1.gz)
   if(NOT EXISTS "${PREFIX}/${path}")
     message(FATAL_ERROR "not installed: ${path}")
   endif()

@@ -1,0 +1,75 @@
+# bash completion for tintera, the TINTERA Sync command line          -*- shell-script -*-
+
+# The ids of the fandecks stored on this computer ("FileID" of each fandeck's info.plist): cheap,
+# and no device or service is needed to list them.
+_tintera_fandeck_ids()
+{
+    local data=${TINTERA_DATA_DIR:-${XDG_DATA_HOME:-$HOME/.local/share}/Kalvex/TINTERA}
+    local info
+    for info in "$data"/Fandecks/*/info.plist; do
+        [[ -f $info ]] || continue
+        sed -n '/<key>FileID<\/key>/{n;s/.*<string>\(.*\)<\/string>.*/\1/p;}' "$info"
+    done
+}
+
+_tintera()
+{
+    local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD-1]}
+    local commands="devices status sync export fandecks settings demo help"
+    local options="--service-url --device --wait --verbose --help"
+    COMPREPLY=()
+
+    # The command: the first word that is neither an option nor an option's value.
+    local i command="" position=0
+    for ((i = 1; i < COMP_CWORD; i++)); do
+        case ${COMP_WORDS[i]} in
+        --service-url | --device | --wait | --stall-timeout) ((i++)) ;;
+        -*) ;;
+        *)
+            if [[ -z $command ]]; then
+                command=${COMP_WORDS[i]}
+            else
+                ((position++))
+            fi
+            ;;
+        esac
+    done
+
+    case $prev in
+    --service-url | --wait | --stall-timeout | --device) return ;;
+    esac
+
+    case $command in
+    sync) options+=" --stall-timeout --json" ;;
+    export) options+=" --stall-timeout --zip --json" ;;
+    fandecks) options+=" --stall-timeout --json" ;;
+    demo) options+=" --stall-timeout --keep" ;;
+    devices | status | settings) options+=" --json" ;;
+    esac
+
+    if [[ $cur == -* ]]; then
+        [[ -z $command ]] && options+=" --version"
+        COMPREPLY=($(compgen -W "$options" -- "$cur"))
+        return
+    fi
+
+    case $command in
+    "") COMPREPLY=($(compgen -W "$commands" -- "$cur")) ;;
+    help) ((position == 0)) && COMPREPLY=($(compgen -W "$commands json" -- "$cur")) ;;
+    export) ((position == 0)) && COMPREPLY=($(compgen -f -X '!*.cxf' -- "$cur") $(compgen -d -- "$cur")) ;;
+    fandecks)
+        case $position in
+        0) COMPREPLY=($(compgen -W "select unselect" -- "$cur")) ;;
+        1) COMPREPLY=($(compgen -W "$(_tintera_fandeck_ids)" -- "$cur")) ;;
+        esac
+        ;;
+    settings)
+        case $position in
+        0) COMPREPLY=($(compgen -W "auto-sync selected-only" -- "$cur")) ;;
+        1) COMPREPLY=($(compgen -W "on off" -- "$cur")) ;;
+        esac
+        ;;
+    esac
+}
+
+complete -o filenames -F _tintera tintera

@@ -1,0 +1,43 @@
+# fish completion for tintera, the TINTERA Sync command line.
+
+set -l commands devices status sync export fandecks settings demo help
+
+# The ids of the fandecks stored on this computer ("FileID" of each fandeck's info.plist).
+function __tintera_fandeck_ids
+    set -l data $TINTERA_DATA_DIR
+    if test -z "$data"
+        set -l share $XDG_DATA_HOME
+        test -z "$share"; and set share $HOME/.local/share
+        set data $share/Kalvex/TINTERA
+    end
+    for info in $data/Fandecks/*/info.plist
+        sed -n '/<key>FileID<\/key>/{n;s/.*<string>\(.*\)<\/string>.*/\1/p;}' $info
+    end
+end
+
+complete -c tintera -f
+complete -c tintera -n "not __fish_seen_subcommand_from $commands" -a devices -d 'List the connected devices'
+complete -c tintera -n "not __fish_seen_subcommand_from $commands" -a status -d 'Show the device, its last sync and its settings'
+complete -c tintera -n "not __fish_seen_subcommand_from $commands" -a sync -d 'Run a full sync'
+complete -c tintera -n "not __fish_seen_subcommand_from $commands" -a export -d 'Export the matches to a CxF3 file'
+complete -c tintera -n "not __fish_seen_subcommand_from $commands" -a fandecks -d 'List the fandecks; choose which ones sync'
+complete -c tintera -n "not __fish_seen_subcommand_from $commands" -a settings -d 'Show or change the sync settings'
+complete -c tintera -n "not __fish_seen_subcommand_from $commands" -a demo -d 'Run against an emulated device and service'
+complete -c tintera -n "not __fish_seen_subcommand_from $commands" -a help -d 'Describe a command'
+complete -c tintera -n "not __fish_seen_subcommand_from $commands" -l version -d 'Print the version'
+
+complete -c tintera -l service-url -x -d 'Base URL of the sync service'
+complete -c tintera -l device -x -d 'Serial number of the device to use'
+complete -c tintera -l wait -x -d 'Seconds to wait for the device'
+complete -c tintera -s v -l verbose -d 'Copy every log line to standard error'
+complete -c tintera -s h -l help -d 'Show the help'
+complete -c tintera -n "__fish_seen_subcommand_from sync export fandecks demo" -l stall-timeout -x -d 'Cancel a run without progress after this many seconds'
+complete -c tintera -n "__fish_seen_subcommand_from devices status fandecks settings sync export" -l json -d 'Print JSON objects, one a line'
+complete -c tintera -n "__fish_seen_subcommand_from export" -l zip -d 'Also pack the export into FILE.zip'
+complete -c tintera -n "__fish_seen_subcommand_from export" -F -a '(__fish_complete_suffix .cxf)'
+complete -c tintera -n "__fish_seen_subcommand_from demo" -l keep -d 'Keep the demo folder'
+complete -c tintera -n "__fish_seen_subcommand_from fandecks; and not __fish_seen_subcommand_from select unselect" -a 'select unselect'
+complete -c tintera -n "__fish_seen_subcommand_from select unselect" -a '(__tintera_fandeck_ids)'
+complete -c tintera -n "__fish_seen_subcommand_from settings; and not __fish_seen_subcommand_from auto-sync selected-only" -a 'auto-sync selected-only'
+complete -c tintera -n "__fish_seen_subcommand_from auto-sync selected-only" -a 'on off'
+complete -c tintera -n "__fish_seen_subcommand_from help" -a "$commands json"
