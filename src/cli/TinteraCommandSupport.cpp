@@ -29,11 +29,14 @@ QString seconds(qint64 milliseconds)
 
 std::unique_ptr<TinteraRunObserver> observerFor(const TinteraInvocation &invocation, FILE *progress)
 {
-    if (!invocation.json)
-        return std::make_unique<TinteraProgressDisplay>(progress, TinteraProgressDisplay::modeForStream(progress));
-    if (progress == invocation.out)
+    const TinteraProgressDisplay::Mode mode = TinteraProgressDisplay::modeForStream(progress);
+    if (invocation.json && progress == invocation.out)
         return std::make_unique<TinteraJsonEvents>(invocation);
-    return std::make_unique<TinteraQuietObserver>();
+    // Progress beside the command's real output is for a person watching a terminal; in a log or
+    // a script's capture it would only bury the messages that matter.
+    if (invocation.json || (progress != invocation.out && mode != TinteraProgressDisplay::Mode::Live))
+        return std::make_unique<TinteraQuietObserver>();
+    return std::make_unique<TinteraProgressDisplay>(progress, mode);
 }
 
 int reportSyncAsJson(TinteraInvocation &invocation, const TinteraSyncRunner::Outcome &outcome, VLSyncManager *manager)

@@ -14,7 +14,8 @@ class VLSyncManager;
 
 // What a command needs to work with a device: the device the invocation names (or the first
 // connected), its sync manager, and a runner for its runs that shows progress on `progress` (with
-// --json: as event lines when `progress` is the command's output, else not at all),
+// --json: as event lines when `progress` is the command's output; a stream beside the output, such
+// as standard error, only when it is a terminal),
 // gives up after the command line's stall limit and cancels on Ctrl-C, SIGTERM and SIGHUP (a
 // second signal, or one while no run is under way, ends the program after `beforeForcedExit`).
 class TinteraDeviceSession

@@ -366,3 +366,19 @@ TEST(TinteraQuiet, NoWarningWithoutARuntimeFolder)
     EXPECT_EQ(devices.exitCode, 0);
     EXPECT_TRUE(devices.err.isEmpty()) << qPrintable(devices.err);
 }
+
+// Standard error is for what went wrong: ordinary commands that go right leave it empty, also
+// without a runtime folder and with their progress going nowhere near a terminal.
+TEST_F(TinteraAgainstEmulators, OrdinaryCommandsLeaveStandardErrorEmpty)
+{
+    const ScopedUnset noRuntimeFolder("XDG_RUNTIME_DIR");
+    QTemporaryDir out;
+    const QList<QStringList> commands = {{"--version"}, {"help"},     {"devices"},
+                                         {"status"},    {"settings"}, {"settings", "auto-sync", "off"},
+                                         {"sync"},      {"fandecks"}, {"export", out.filePath("kitchen.cxf")}};
+    for (const QStringList &arguments : commands) {
+        const TinteraRun run = runTintera(arguments);
+        EXPECT_EQ(run.exitCode, 0) << qPrintable(arguments.join(' ') + "\n" + run.out + run.err);
+        EXPECT_TRUE(run.err.isEmpty()) << qPrintable(arguments.join(' ') + ": " + run.err);
+    }
+}

@@ -62,6 +62,10 @@ out=$(bare /usr/bin/tintera --version 2>"$work/err")
 out=$(bare /usr/bin/VelmoraSync --version 2>"$work/err")
 [[ $out == "VelmoraSync (TINTERA Sync) $version build "* ]] || fail "VelmoraSync --version printed '$out' $(cat "$work/err")"
 
+# Without a runtime folder or a device folder named, as under cron or over ssh: no warning.
+bare /usr/bin/tintera devices --wait 1 >"$work/out" 2>"$work/err" || fail "tintera devices: $(cat "$work/out" "$work/err")"
+[ -s "$work/err" ] && fail "tintera devices wrote to standard error: $(cat "$work/err")"
+
 # The demo finds the emulators of the other package beside itself.
 (cd "$work" && bare /usr/bin/tintera demo >"$work/demo.out" 2>&1)
 status=$?
