@@ -90,10 +90,14 @@ const QList<TinteraCommandInfo> &commands()
          "Writes the demo catalog into a fresh temporary folder, starts the emulated sync service and an\n"
          "emulated device with a few captured colours, runs a first full sync, prints the exported\n"
          "matches and runs a second sync to show that nothing new moves. The folder goes at the end\n"
-         "unless --keep is given.",
+         "unless --keep is given. --link puts the device and the service behind links as users have\n"
+         "them (for example usb-full-speed+dsl; loopback, usb-full-speed, usb-high-speed, dsl,\n"
+         "mobile); the device then takes seconds to reboot, as a real one does.",
          tinteraDemoCommand, true,
          [](QCommandLineParser &parser) {
              parser.addOption(QCommandLineOption(QStringLiteral("keep"), QStringLiteral("Keep the demo folder.")));
+             parser.addOption(QCommandLineOption(QStringLiteral("link"), QStringLiteral("DEVICE+SERVICE links."),
+                                                 QStringLiteral("PROFILE")));
          }},
     };
     return list;

@@ -14,6 +14,9 @@
 
 namespace {
 
+// How long the demo's device is away for a reboot behind a real link: seconds, as a real one.
+constexpr int kRealRebootMilliseconds = 3000;
+
 QString tr(const char *text)
 {
     return QCoreApplication::translate("tintera", text);
@@ -49,10 +52,21 @@ int tinteraDemoCommand(TinteraInvocation &invocation)
         invocation.fail(tr("\"demo\" takes no arguments."));
         return TinteraExitUsage;
     }
-    invocation.println(tr("TINTERA Sync demo: an emulated device and sync service on this machine."));
-    TinteraDemoEnvironment environment;
     TinteraDemoEnvironment::Options options;
     options.keep = invocation.parser.isSet(QStringLiteral("keep"));
+    if (invocation.parser.isSet(QStringLiteral("link"))) {
+        QString problem;
+        const std::optional<LinkSetting> link = LinkSetting::parse(invocation.parser.value(QStringLiteral("link")), &problem);
+        if (!link) {
+            invocation.fail(vlFormat(tr("--link: %@"), problem));
+            return TinteraExitUsage;
+        }
+        options.link = *link;
+        if (!link->device.isLoopback())
+            options.rebootMilliseconds = kRealRebootMilliseconds;
+    }
+    invocation.println(tr("TINTERA Sync demo: an emulated device and sync service on this machine."));
+    TinteraDemoEnvironment environment;
     VLError error;
     if (!environment.start(options, &error)) {
         invocation.fail(vlFormat(tr("the demo cannot start: %@"), error.localizedDescription()));
@@ -63,6 +77,11 @@ int tinteraDemoCommand(TinteraInvocation &invocation)
     invocation.println(vlFormat(tr("  folder:  %@"), environment.folder()));
     invocation.println(vlFormat(tr("  service: %@"), environment.serviceURL()));
     invocation.println(vlFormat(tr("  device:  %@, with %d captured colours"), environment.serialNumbers().join(QStringLiteral(", ")), 3));
+    if (!options.link.device.isLoopback() || !options.link.service.isLoopback()) {
+        invocation.println(vlFormat(tr("  device link:  %@, reboots in %d ms"), options.link.device.description(),
+                                    options.rebootMilliseconds));
+        invocation.println(vlFormat(tr("  service link: %@"), options.link.service.description()));
+    }
 
     TinteraDeviceSession session(invocation, invocation.out);
     if (!session.open([&environment] { environment.stop(); }))

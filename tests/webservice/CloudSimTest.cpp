@@ -77,3 +77,35 @@ TEST(CloudSim, FaultsComeFromTheCommandLineAndTheControlEndpoint)
     EXPECT_EQ(cloud.server->get("OpenDeviceSession", &body), 200);
     EXPECT_TRUE(body.contains("<StatusCode>1</StatusCode>")); // no deviceID
 }
+
+TEST(CloudSim, ALinkCarriesRepliesWholeAndTheRequestsLogTheirBytes)
+{
+    const QByteArray payload = sequence(300000);
+    CloudSimFixture cloud({{"f.bin", payload}}, {"--link", "usb-high-speed"});
+    ASSERT_TRUE(cloud.server->isRunning());
+    EXPECT_EQ(cloud.server->control("link")["profile"].toString(), "usb-high-speed");
+
+    // Bodies given whole (the XML replies) and files go out through the link unchanged.
+    QByteArray body;
+    QByteArray headers;
+    EXPECT_EQ(cloud.server->get("OpenDeviceSession?deviceID=a&securityKey=b", &body, {}, &headers), 200);
+    EXPECT_TRUE(body.startsWith("<?xml"));
+    EXPECT_EQ(headers.count("Content-Type"), 1);
+    EXPECT_EQ(cloud.server->get("files/f.bin", &body, "Range: bytes=1000-\r\n"), 206);
+    EXPECT_EQ(body, payload.mid(1000));
+
+    // Each request records what crossed the link each way and the service's own time.
+    const QJsonArray requests = cloud.server->requests();
+    ASSERT_EQ(requests.size(), 2);
+    const QJsonObject file = requests.at(1).toObject();
+    EXPECT_GT(file["requestBytes"].toInteger(), 20);
+    EXPECT_GT(file["responseBytes"].toInteger(), payload.size() - 1000);
+    EXPECT_LT(file["responseBytes"].toInteger(), payload.size() - 1000 + 1000);
+    EXPECT_GE(file["micros"].toInteger(), 0);
+
+    // The control endpoint changes the link at run time and refuses what it does not know.
+    EXPECT_EQ(cloud.server->control("link?profile=dsl&seed=9")["profile"].toString(), "dsl");
+    EXPECT_EQ(cloud.server->control("link")["seed"].toInteger(), 9);
+    EXPECT_TRUE(cloud.server->control("link?profile=carrier-pigeon")["error"].toString().contains("carrier-pigeon"));
+    EXPECT_EQ(cloud.server->control("link?profile=loopback")["profile"].toString(), "loopback");
+}

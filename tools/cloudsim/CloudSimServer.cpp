@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstring>
 #include <iostream>
 #include <memory>
 #include <thread>
@@ -124,7 +125,58 @@ RangeRequest parseRange(const std::string &header, qint64 size, ByteRange *range
     return RangeRequest::Satisfiable;
 }
 
+// The size of a request as it came over the wire: request line, headers, body.
+qint64 requestSize(const httplib::Request &request)
+{
+    qint64 bytes = qint64(request.method.size() + request.target.size() + std::strlen("  HTTP/1.1\r\n\r\n"));
+    for (const auto &[name, value] : request.headers)
+        bytes += qint64(name.size() + value.size() + 4);
+    return bytes + qint64(request.body.size());
+}
+
+// The size of a reply's head: the status line, the headers set so far, and those cpp-httplib adds
+// (length, type, keep-alive) at about their usual size.
+qint64 replyHeadSize(const httplib::Response &response)
+{
+    qint64 bytes = qint64(std::strlen("HTTP/1.1 200 OK\r\n\r\n")) + 90;
+    for (const auto &[name, value] : response.headers)
+        bytes += qint64(name.size() + value.size() + 4);
+    return bytes;
+}
+
+qint64 bodySize(const httplib::Response &response)
+{
+    return response.content_provider_ ? qint64(response.content_length_) : qint64(response.body.size());
+}
+
 } // namespace
+
+// Notes a request as it comes in and, when its handler is done however it ends, its reply's size
+// and the service's own time.
+class CloudSimServer::Recorder
+{
+public:
+    Recorder(CloudSimServer *server, const httplib::Request &request, const httplib::Response &response)
+        : m_server(server), m_response(response), m_start(std::chrono::steady_clock::now())
+    {
+        RequestRecord entry{fromStd(request.path), parametersOf(request),
+                            request.has_header("Range") ? fromStd(request.get_header_value("Range")) : QString()};
+        entry.requestBytes = requestSize(request);
+        m_sequence = server->record(std::move(entry));
+    }
+    ~Recorder()
+    {
+        const auto elapsed = std::chrono::steady_clock::now() - m_start;
+        m_server->complete(m_sequence, replyHeadSize(m_response) + bodySize(m_response),
+                           std::chrono::duration_cast<std::chrono::microseconds>(elapsed).count());
+    }
+
+private:
+    CloudSimServer *m_server;
+    const httplib::Response &m_response;
+    std::chrono::steady_clock::time_point m_start;
+    quint64 m_sequence = 0;
+};
 
 CloudSimServer::CloudSimServer(Options options)
     : m_options(std::move(options))
@@ -136,9 +188,33 @@ CloudSimServer::CloudSimServer(Options options)
 
     // Ranges are applied by the file handler alone, after normalising them: cpp-httplib 0.11.4
     // mishandles ranges past the end and would apply them to the XML replies too.
-    m_server.set_pre_routing_handler([](const httplib::Request &request, httplib::Response &) {
+    m_link.setLink(m_options.link, m_options.linkSeed);
+    m_server.set_pre_routing_handler([this](const httplib::Request &request, httplib::Response &) {
         const_cast<httplib::Request &>(request).ranges.clear();
+        // The request has come in whole: it reaches the service when the link has carried it.
+        if (!isControl(request))
+            m_link.requestArrived(requestSize(request));
         return httplib::Server::HandlerResponse::Unhandled;
+    });
+    // The reply's way back: its latency and its head now; its body piece by piece as it is
+    // written, by the file handler's provider or, for bodies given whole, by one made here.
+    m_server.set_post_routing_handler([this](const httplib::Request &request, httplib::Response &response) {
+        if (isControl(request) || m_link.isLoopback())
+            return;
+        m_link.replyStarts();
+        m_link.send(replyHeadSize(response));
+        if (response.content_provider_ || response.body.empty())
+            return;
+        auto body = std::make_shared<std::string>(std::move(response.body));
+        response.body.clear();
+        const std::string type = response.get_header_value("Content-Type");
+        response.headers.erase("Content-Type");
+        response.set_content_provider(body->size(), type.c_str(),
+                                      [this, body](size_t offset, size_t length, httplib::DataSink &sink) {
+                                          const size_t n = std::min(length, kChunkBytes);
+                                          m_link.send(qint64(n));
+                                          return sink.write(body->data() + offset, n);
+                                      });
     });
     // A reply goes out as headers then body in separate writes; with Nagle's algorithm the body
     // of every request after the first on a kept-alive connection waits for the client's delayed
@@ -201,14 +277,31 @@ void CloudSimServer::installRoutes()
     });
 }
 
-void CloudSimServer::record(const httplib::Request &request)
+bool CloudSimServer::isControl(const httplib::Request &request) const
 {
-    RequestRecord entry{fromStd(request.path), parametersOf(request),
-                        request.has_header("Range") ? fromStd(request.get_header_value("Range")) : QString()};
+    return fromStd(request.path).startsWith(m_options.prefix + QStringLiteral("/control/"));
+}
+
+quint64 CloudSimServer::record(RequestRecord entry)
+{
     std::lock_guard locker(m_stateLock);
-    m_requests.append(entry);
+    entry.sequence = ++m_requestCounter;
+    m_requests.append(std::move(entry));
     if (m_requests.size() > kRequestsKept)
         m_requests.removeFirst();
+    return m_requestCounter;
+}
+
+void CloudSimServer::complete(quint64 sequence, qint64 responseBytes, qint64 micros)
+{
+    std::lock_guard locker(m_stateLock);
+    for (auto it = m_requests.rbegin(); it != m_requests.rend(); ++it) {
+        if (it->sequence == sequence) {
+            it->responseBytes = responseBytes;
+            it->micros = micros;
+            return;
+        }
+    }
 }
 
 void CloudSimServer::countServed(const QString &name, qint64 bytes)
@@ -272,7 +365,7 @@ QByteArray CloudSimServer::endpointReply(const QString &endpoint, const httplib:
 void CloudSimServer::handleEndpoint(const QString &endpoint, const httplib::Request &request,
                                     httplib::Response &response)
 {
-    record(request);
+    const Recorder recorder(this, request, response);
     {
         std::lock_guard locker(m_stateLock);
         ++m_endpointCalls[endpoint];
@@ -302,7 +395,7 @@ void CloudSimServer::handleEndpoint(const QString &endpoint, const httplib::Requ
 
 void CloudSimServer::handleFile(const QString &name, const httplib::Request &request, httplib::Response &response)
 {
-    record(request);
+    const Recorder recorder(this, request, response);
     const QString path = CloudSimCatalog::payloadPath(m_options.catalogFolder, name);
     {
         std::lock_guard locker(m_stateLock);
@@ -372,6 +465,8 @@ void CloudSimServer::handleFile(const QString &name, const httplib::Request &req
             return false; // the fault: close the connection here
         std::string buffer(std::min<size_t>({wanted, kChunkBytes, size_t(limit - qint64(offset))}), '\0');
         const ssize_t got = ::pread(*file, buffer.data(), buffer.size(), off_t(start + qint64(offset)));
+        if (got > 0)
+            m_link.send(got);
         // Never report success without bytes: cpp-httplib would ask again forever.
         if (got <= 0 || !sink.write(buffer.data(), size_t(got)))
             return false;
@@ -449,12 +544,36 @@ void CloudSimServer::handleControl(const QString &command, const httplib::Reques
             QJsonObject params;
             for (auto it = entry.parameters.constBegin(); it != entry.parameters.constEnd(); ++it)
                 params.insert(it.key(), it.value());
-            QJsonObject item{{QStringLiteral("path"), entry.path}, {QStringLiteral("parameters"), params}};
+            QJsonObject item{{QStringLiteral("path"), entry.path},
+                             {QStringLiteral("parameters"), params},
+                             {QStringLiteral("requestBytes"), entry.requestBytes},
+                             {QStringLiteral("responseBytes"), entry.responseBytes},
+                             {QStringLiteral("micros"), entry.micros}};
             if (!entry.range.isEmpty())
                 item.insert(QStringLiteral("range"), entry.range);
             list.append(item);
         }
         return sendJSON(response, QJsonDocument(list));
+    }
+    if (command == QLatin1String("link")) {
+        if (parameters.contains(QStringLiteral("profile"))) {
+            const std::optional<LinkProfile> profile = LinkProfile::named(parameters.value(QStringLiteral("profile")));
+            if (!profile)
+                return sendError(response, 400, QStringLiteral("unknown link \"%1\" (known: %2)")
+                                                    .arg(parameters.value(QStringLiteral("profile")),
+                                                         LinkProfile::names().join(QStringLiteral(", "))));
+            bool ok = true;
+            const quint64 seed = parameters.contains(QStringLiteral("seed"))
+                                   ? parameters.value(QStringLiteral("seed")).toULongLong(&ok)
+                                   : m_link.seed();
+            if (!ok)
+                return sendError(response, 400, QStringLiteral("the seed is a number"));
+            m_link.setLink(*profile, seed);
+        }
+        const LinkProfile link = m_link.link();
+        return sendJSON(response, QJsonDocument(QJsonObject{{QStringLiteral("profile"), link.name},
+                                                            {QStringLiteral("description"), link.description()},
+                                                            {QStringLiteral("seed"), qint64(m_link.seed())}}));
     }
     sendError(response, 404, QStringLiteral("unknown control command \"%1\"").arg(command));
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "CloudSimFaults.h"
+#include "LinkPacer.h"
 
 #include <QList>
 #include <QMap>
@@ -13,6 +14,7 @@
 
 // The sync web service on cpp-httplib: the three XML endpoints, the catalog's files (with
 // Content-Length, Range/206/416 and If-Range) and a control endpoint, all under one base URL.
+// Everything but the control endpoint travels through a link model (loopback unless told).
 //
 //   <base>/OpenDeviceSession?deviceID&securityKey&securityType&language
 //   <base>/CloseDeviceSession?SessionId
@@ -21,7 +23,9 @@
 //   <base>/control/fault?target=T&<fault items>    set a fault (see CloudSimFault)
 //   <base>/control/clear[?target=T]                clear one fault or all
 //   <base>/control/stats                           JSON: served bytes per file, calls per endpoint
-//   <base>/control/requests                        JSON: the latest requests with their parameters
+//   <base>/control/requests                        JSON: the latest requests with their parameters,
+//                                                  bytes each way and the service's own time
+//   <base>/control/link[?profile=P[&seed=N]]       the link the service sits behind (set, or read)
 //   <base>/control/reset                           clear faults, counters, requests and sessions
 class CloudSimServer
 {
@@ -33,6 +37,8 @@ public:
         int port = 0; // 0: an ephemeral port
         QString prefix; // path of the base URL, "" or "/a/b"
         bool verbose = false;
+        LinkProfile link;
+        quint64 linkSeed = 1;
     };
 
     explicit CloudSimServer(Options options);
@@ -54,20 +60,29 @@ private:
         QString path;
         QMap<QString, QString> parameters;
         QString range;
+        qint64 requestBytes = 0;
+        qint64 responseBytes = 0;
+        qint64 micros = 0; // the service's own time, the link's not counted
+        quint64 sequence = 0;
     };
+    class Recorder;
 
     void installRoutes();
     void handleEndpoint(const QString &endpoint, const httplib::Request &request, httplib::Response &response);
     void handleFile(const QString &name, const httplib::Request &request, httplib::Response &response);
     void handleControl(const QString &command, const httplib::Request &request, httplib::Response &response);
     QByteArray endpointReply(const QString &endpoint, const httplib::Request &request);
-    void record(const httplib::Request &request);
+    // Notes a request as it comes in; complete() adds its reply when the handler is done.
+    quint64 record(RequestRecord entry);
+    void complete(quint64 sequence, qint64 responseBytes, qint64 micros);
+    bool isControl(const httplib::Request &request) const;
     void countServed(const QString &name, qint64 bytes);
 
     Options m_options;
     int m_port = 0;
     httplib::Server m_server;
     CloudSimFaultTable m_faults;
+    LinkPacer m_link;
 
     std::mutex m_stateLock;
     QMap<QString, FileStats> m_fileStats;
@@ -75,4 +90,5 @@ private:
     QList<RequestRecord> m_requests;
     QSet<QString> m_sessions;
     quint64 m_sessionCounter = 0;
+    quint64 m_requestCounter = 0;
 };

@@ -75,7 +75,14 @@ int main(int argc, char **argv)
     const QCommandLineOption verboseOption(QStringLiteral("verbose"), QStringLiteral("Log every request on stderr."));
     const QCommandLineOption parentOption(QStringLiteral("exit-with-parent"),
                                           QStringLiteral("Stop when the process that started this one ends."));
-    parser.addOptions({catalogOption, portOption, hostOption, prefixOption, faultOption, verboseOption, parentOption});
+    const QCommandLineOption linkOption(QStringLiteral("link"),
+                                        QStringLiteral("The link the service sits behind: %1 (change it with <base>/control/link?profile=P).")
+                                            .arg(LinkProfile::names().join(QStringLiteral(", "))),
+                                        QStringLiteral("profile"), QStringLiteral("loopback"));
+    const QCommandLineOption seedOption(QStringLiteral("link-seed"), QStringLiteral("Seed of the link's jitter."),
+                                        QStringLiteral("n"), QStringLiteral("1"));
+    parser.addOptions({catalogOption, portOption, hostOption, prefixOption, faultOption, verboseOption, parentOption,
+                       linkOption, seedOption});
     parser.process(application);
 
     CloudSimServer::Options options;
@@ -92,6 +99,15 @@ int main(int argc, char **argv)
     options.host = parser.value(hostOption);
     options.prefix = parser.value(prefixOption);
     options.verbose = parser.isSet(verboseOption);
+    const std::optional<LinkProfile> link = LinkProfile::named(parser.value(linkOption));
+    if (!link)
+        return fail(QStringLiteral("unknown link \"%1\" (known: %2)")
+                        .arg(parser.value(linkOption), LinkProfile::names().join(QStringLiteral(", "))));
+    options.link = *link;
+    bool seedOk = false;
+    options.linkSeed = parser.value(seedOption).toULongLong(&seedOk);
+    if (!seedOk)
+        return fail(QStringLiteral("bad seed \"%1\"").arg(parser.value(seedOption)));
 
     CloudSimServer server(options);
     for (const QString &spec : parser.values(faultOption)) {

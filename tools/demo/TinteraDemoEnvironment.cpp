@@ -190,7 +190,10 @@ bool TinteraDemoEnvironment::start(const Options &options, VLError *error)
         return false;
 
     m_cloudsim = launch(QStringLiteral("tintera-cloudsim"),
-                        QStringList{catalogFolder(), QStringLiteral("--exit-with-parent")} + options.cloudsimArguments);
+                        QStringList{catalogFolder(), QStringLiteral("--exit-with-parent"), QStringLiteral("--link"),
+                                    options.link.service.name, QStringLiteral("--link-seed"),
+                                    QString::number(options.linkSeed)}
+                            + options.cloudsimArguments);
     if (!m_cloudsim->waitForStarted(10000)
         || !(m_cloudsim->canReadLine() || (m_cloudsim->waitForReadyRead(15000) && m_cloudsim->canReadLine()))) {
         if (error)
@@ -211,7 +214,9 @@ bool TinteraDemoEnvironment::start(const Options &options, VLError *error)
     }
     m_devsim = launch(QStringLiteral("tintera-devsim"),
                       {QStringLiteral("serve"), QStringLiteral("--state"), devsimStateFolder(),
-                       QStringLiteral("--device-dir"), deviceFolder(), QStringLiteral("--exit-with-parent")});
+                       QStringLiteral("--device-dir"), deviceFolder(), QStringLiteral("--exit-with-parent"),
+                       QStringLiteral("--link"), options.link.device.name, QStringLiteral("--link-seed"),
+                       QString::number(options.linkSeed)});
     QByteArray announced;
     while (!announced.contains("tintera-devsim: ready") && m_devsim->waitForReadyRead(15000))
         announced += m_devsim->readAllStandardOutput();
@@ -299,6 +304,20 @@ bool TinteraDemoEnvironment::cloudsimControl(const QString &pathAndQuery, QByteA
     if (reply)
         *reply = output.toUtf8();
     return true;
+}
+
+bool TinteraDemoEnvironment::setLink(const LinkSetting &link, int rebootMilliseconds, VLError *error)
+{
+    QStringList arguments{QStringLiteral("link"), QStringLiteral("--profile"), link.device.name};
+    if (rebootMilliseconds >= 0)
+        arguments << QStringLiteral("--reboot-ms") << QString::number(rebootMilliseconds);
+    return devsim(arguments, nullptr, error)
+        && cloudsimControl(QStringLiteral("link?profile=") + link.service.name, nullptr, error);
+}
+
+QString TinteraDemoEnvironment::deviceTrafficLog(const QString &serial) const
+{
+    return devsimStateFolder() + QStringLiteral("/devices/") + serial + QStringLiteral("/traffic.log");
 }
 
 bool TinteraDemoEnvironment::killDeviceEmulator()

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "LinkProfile.h"
 #include "VLError.h"
 
 #include <QList>
@@ -28,6 +29,8 @@ public:
         int rebootMilliseconds = 300; // how long the emulated device is away for a reboot
         QStringList cloudsimArguments; // extra arguments, e.g. faults
         bool seedDevice = true;     // a fandeck on the device and a few captured colours
+        LinkSetting link;           // the device's and the service's links (loopback: unshaped)
+        quint64 linkSeed = 1;
     };
 
     explicit TinteraDemoEnvironment(QObject *parent = nullptr);
@@ -53,6 +56,11 @@ public:
     bool deviceCommand(const QString &serial, const QStringList &arguments, QString *output, VLError *error);
     bool devsim(const QStringList &arguments, QString *output, VLError *error);
     bool cloudsimControl(const QString &pathAndQuery, QByteArray *reply, VLError *error);
+    // Puts the device and the service on other links while they run; the device's reboot time
+    // too when given (negative: left as it is).
+    bool setLink(const LinkSetting &link, int rebootMilliseconds, VLError *error);
+    // The device emulator's log of the commands it served (see tintera-devsim's traffic.log).
+    QString deviceTrafficLog(const QString &serial) const;
     // Ends the device emulator with SIGKILL, as a crash would: its connections drop without a word
     // and its socket files stay behind. False when it was not running.
     bool killDeviceEmulator();

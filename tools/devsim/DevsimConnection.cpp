@@ -2,11 +2,14 @@
 
 #include "DevsimDevice.h"
 #include "DevsimErrors.h"
+#include "DevsimTraffic.h"
 #include "KDFrameWriter.h"
 #include "KDWireProtocol.h"
+#include "LinkShapedDevice.h"
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QRandomGenerator>
 #include <QTextStream>
 #include <QTimer>
@@ -18,13 +21,14 @@ qint64 s_incomingCounter = 0;
 DevsimConnection::DevsimConnection(QLocalSocket *socket, DevsimDevice *device)
     : QObject(device)
     , m_socket(socket)
+    , m_stream(new LinkShapedDevice(socket, this))
     , m_device(device)
-    , m_writer(new KDFrameWriter(socket, this))
+    , m_writer(new KDFrameWriter(m_stream, this))
     , m_reader(std::numeric_limits<quint64>::max())
 {
     socket->setParent(this);
     m_reader.setPayloadSink([this](const QVariantMap &header, quint64 length) { return payloadSink(header, length); });
-    connect(socket, &QLocalSocket::readyRead, this, &DevsimConnection::readFrames);
+    connect(m_stream, &QIODevice::readyRead, this, &DevsimConnection::readFrames);
     connect(socket, &QLocalSocket::disconnected, this, [this] {
         if (!m_closed) {
             m_closed = true;
@@ -43,9 +47,16 @@ DevsimConnection::~DevsimConnection()
     }
 }
 
+void DevsimConnection::setLink(const LinkProfile &profile, quint64 seed)
+{
+    m_stream->setLink(profile, seed);
+}
+
 void DevsimConnection::sendHello()
 {
+    const qint64 before = m_stream->totalWritten();
     m_writer->enqueue(m_device->hello(), KDPayload());
+    logTraffic(QStringLiteral("hello"), 0, m_stream->totalWritten() - before, 0);
 }
 
 void DevsimConnection::abort()
@@ -80,7 +91,7 @@ QIODevice *DevsimConnection::payloadSink(const QVariantMap &header, quint64 leng
 void DevsimConnection::readFrames()
 {
     while (!m_closed && m_socket->isOpen()) {
-        const KDFrameReader::Result result = m_reader.readFrom(m_socket);
+        const KDFrameReader::Result result = m_reader.readFrom(m_stream);
         if (m_disconnectRequested) {
             QTextStream(stdout) << "tintera-devsim: " << m_device->serialNumber() << ": dropping a connection (fault)\n";
             abort();
@@ -108,6 +119,8 @@ bool DevsimConnection::accept(KDFrame frame)
     }
     Incoming incoming;
     incoming.id = id;
+    incoming.frameBytes = m_stream->totalRead() - m_readMark;
+    m_readMark = m_stream->totalRead();
     incoming.fault = std::exchange(m_pendingFault, std::nullopt);
     incoming.request.name = name;
     const QVariantMap arguments = header.value(KDWire::ArgumentsKey).toMap();
@@ -174,13 +187,18 @@ void DevsimConnection::carryOut(const Incoming &incoming)
 {
     if (m_closed)
         return;
+    QElapsedTimer clock;
+    clock.start();
     const DevsimAnswer answer = m_device->model().execute(incoming.request);
     if (answer.reboot) {
+        logTraffic(incoming.request.name, incoming.frameBytes, 0, qint64(m_device->rebootMilliseconds()) * 1000);
         finish(incoming);
         m_device->reboot(); // closes this connection too: "Reboot" is answered by coming back
         return;
     }
+    const qint64 before = m_stream->totalWritten();
     respond(incoming.id, answer);
+    logTraffic(incoming.request.name, incoming.frameBytes, m_stream->totalWritten() - before, clock.nsecsElapsed() / 1000);
     finish(incoming);
 }
 
@@ -195,6 +213,11 @@ void DevsimConnection::respond(qint64 id, const DevsimAnswer &answer)
     if (!answer.measurements.isEmpty())
         header.insert(KDWire::MeasurementsKey, answer.measurements);
     m_writer->enqueue(header, answer.hasData ? answer.payload : KDPayload());
+}
+
+void DevsimConnection::logTraffic(const QString &command, qint64 bytesIn, qint64 bytesOut, qint64 micros)
+{
+    DevsimTraffic::append(m_device->model().store().trafficLogPath(), {command, bytesIn, bytesOut, micros});
 }
 
 void DevsimConnection::finish(const Incoming &incoming)

@@ -3,6 +3,7 @@
 #include "DevsimDeviceModel.h"
 #include "DevsimFaults.h"
 #include "KDFrameReader.h"
+#include "LinkProfile.h"
 
 #include <QFile>
 #include <QLocalSocket>
@@ -14,9 +15,11 @@
 
 class DevsimDevice;
 class KDFrameWriter;
+class LinkShapedDevice;
 
 // One client's connection to an emulated device. Commands are carried out one after the other in
-// the order they arrive; large payloads are written to disk as they arrive.
+// the order they arrive; large payloads are written to disk as they arrive. Every byte goes
+// through the device's link, and every command served is written to the traffic log.
 class DevsimConnection : public QObject
 {
     Q_OBJECT
@@ -27,6 +30,7 @@ public:
     DevsimConnection(QLocalSocket *socket, DevsimDevice *device);
     ~DevsimConnection() override;
 
+    void setLink(const LinkProfile &profile, quint64 seed);
     void sendHello();
     // Drops the connection without a word (reboot, unplug, fault).
     void abort();
@@ -38,6 +42,7 @@ private:
     struct Incoming
     {
         qint64 id = 0;
+        qint64 frameBytes = 0;
         DevsimRequest request;
         std::optional<DevsimFault> fault;
     };
@@ -48,10 +53,12 @@ private:
     void processNext();
     void carryOut(const Incoming &incoming);
     void respond(qint64 id, const DevsimAnswer &answer);
+    void logTraffic(const QString &command, qint64 bytesIn, qint64 bytesOut, qint64 micros);
     void finish(const Incoming &incoming);
     void protocolError(const QString &detail);
 
     QLocalSocket *m_socket;
+    LinkShapedDevice *m_stream;
     DevsimDevice *m_device;
     KDFrameWriter *m_writer;
     KDFrameReader m_reader;
@@ -61,4 +68,5 @@ private:
     bool m_disconnectRequested = false;
     std::optional<DevsimFault> m_pendingFault;
     std::unique_ptr<QFile> m_incomingFile;
+    qint64 m_readMark = 0; // bytes read through the link before the current command's frame
 };

@@ -18,10 +18,12 @@ constexpr qsizetype kMaxSocketPath = 107;
 } // namespace
 
 DevsimDevice::DevsimDevice(const QString &stateFolder, const QString &serialNumber, const QString &deviceDirectory,
-                           QObject *parent)
+                           const DevsimLink &defaultLink, QObject *parent)
     : QObject(parent)
     , m_model(DevsimStore(stateFolder, serialNumber))
     , m_deviceDirectory(QDir(deviceDirectory).absolutePath()) // a local server takes a relative name as a bare name
+    , m_defaultLink(defaultLink)
+    , m_link(defaultLink)
 {
     connect(&m_server, &QLocalServer::newConnection, this, &DevsimDevice::acceptConnections);
 }
@@ -55,6 +57,7 @@ bool DevsimDevice::start(VLError *error)
     for (const QString &name : leftovers)
         incoming.remove(name);
     m_started = true;
+    refreshLink();
     if (QFile::exists(m_model.store().unpluggedMarkerPath()))
         return true;
     return publish(error);
@@ -125,6 +128,8 @@ void DevsimDevice::acceptConnections()
 {
     while (QLocalSocket *socket = m_server.nextPendingConnection()) {
         auto *connection = new DevsimConnection(socket, this);
+        // Each connection's jitter has a sequence of its own, the same in every run.
+        connection->setLink(m_link.profile, m_link.seed + m_connectionCount++);
         m_connections.append(connection);
         connect(connection, &DevsimConnection::closed, this, [this](DevsimConnection *closed) {
             m_connections.removeAll(closed);
@@ -139,9 +144,10 @@ void DevsimDevice::reboot()
     if (m_rebooting)
         return;
     m_rebooting = true;
-    emit announcement(QStringLiteral("device %1 rebooting for %2 ms").arg(serialNumber()).arg(m_model.rebootMilliseconds()));
+    refreshLink(); // the reboot time as set this moment, even if the folder watch has not told yet
+    emit announcement(QStringLiteral("device %1 rebooting for %2 ms").arg(serialNumber()).arg(rebootMilliseconds()));
     unpublish();
-    QTimer::singleShot(m_model.rebootMilliseconds(), this, [this] {
+    QTimer::singleShot(rebootMilliseconds(), this, [this] {
         m_rebooting = false;
         m_model.restart();
         refreshPlugState();
@@ -161,4 +167,21 @@ void DevsimDevice::refreshPlugState()
         if (!publish(&error))
             emit announcement(error.localizedDescription());
     }
+}
+
+int DevsimDevice::rebootMilliseconds() const
+{
+    return m_link.rebootMilliseconds.value_or(m_model.rebootMilliseconds());
+}
+
+void DevsimDevice::refreshLink()
+{
+    const DevsimLink link = DevsimLink::load(m_model.store().linkPath(), m_defaultLink);
+    if (link.profile.name == m_link.profile.name && link.seed == m_link.seed
+        && link.rebootMilliseconds == m_link.rebootMilliseconds)
+        return;
+    m_link = link;
+    emit announcement(QStringLiteral("device %1 on %2").arg(serialNumber(), m_link.profile.description()));
+    for (DevsimConnection *connection : std::as_const(m_connections))
+        connection->setLink(m_link.profile, m_link.seed + m_connectionCount++);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "DevsimDeviceModel.h"
+#include "DevsimLink.h"
 #include "KDDeviceDirectory.h"
 
 #include <QList>
@@ -17,7 +18,7 @@ class DevsimDevice : public QObject
     Q_OBJECT
 public:
     DevsimDevice(const QString &stateFolder, const QString &serialNumber, const QString &deviceDirectory,
-                 QObject *parent = nullptr);
+                 const DevsimLink &defaultLink, QObject *parent = nullptr);
     ~DevsimDevice() override;
 
     bool start(VLError *error);
@@ -26,6 +27,10 @@ public:
     void reboot();
     // Follows the "unplugged" marker of the state folder.
     void refreshPlugState();
+    // Follows the device's link.plist: connections open and to come take the link at once.
+    void refreshLink();
+    const DevsimLink &link() const { return m_link; }
+    int rebootMilliseconds() const;
 
     DevsimDeviceModel &model() { return m_model; }
     QString serialNumber() const { return m_model.serialNumber(); }
@@ -46,6 +51,9 @@ private:
     QLocalServer m_server;
     QList<DevsimConnection *> m_connections;
     KDFileIdentity m_published;
+    DevsimLink m_defaultLink;
+    DevsimLink m_link;
+    quint64 m_connectionCount = 0;
     bool m_rebooting = false;
     bool m_started = false;
 };

@@ -4,12 +4,27 @@
 
 #include <QDir>
 
-DevsimServer::DevsimServer(const QString &stateFolder, const QString &deviceDirectory, QObject *parent)
+DevsimServer::DevsimServer(const QString &stateFolder, const QString &deviceDirectory, const DevsimLink &defaultLink,
+                           QObject *parent)
     : QObject(parent)
     , m_stateFolder(stateFolder)
     , m_deviceDirectory(deviceDirectory)
+    , m_defaultLink(defaultLink)
 {
     connect(&m_watcher, &QFileSystemWatcher::directoryChanged, this, &DevsimServer::rescan);
+}
+
+DevsimDevice *DevsimServer::startDevice(const QString &serial, VLError *error)
+{
+    auto *device = new DevsimDevice(m_stateFolder, serial, m_deviceDirectory, m_defaultLink, this);
+    connect(device, &DevsimDevice::announcement, this, &DevsimServer::announcement);
+    if (!device->start(error)) {
+        delete device;
+        return nullptr;
+    }
+    m_devices.insert(serial, device);
+    m_watcher.addPath(device->model().store().folder());
+    return device;
 }
 
 bool DevsimServer::start(VLError *error)
@@ -18,14 +33,8 @@ bool DevsimServer::start(VLError *error)
     m_watcher.addPath(DevsimStore::devicesFolder(m_stateFolder));
     const QStringList serials = DevsimStore::serialNumbers(m_stateFolder);
     for (const QString &serial : serials) {
-        auto *device = new DevsimDevice(m_stateFolder, serial, m_deviceDirectory, this);
-        connect(device, &DevsimDevice::announcement, this, &DevsimServer::announcement);
-        if (!device->start(error)) {
-            delete device;
+        if (!startDevice(serial, error))
             return false;
-        }
-        m_devices.insert(serial, device);
-        m_watcher.addPath(device->model().store().folder());
     }
     return true;
 }
@@ -41,18 +50,12 @@ void DevsimServer::rescan()
     const QStringList serials = DevsimStore::serialNumbers(m_stateFolder);
     for (const QString &serial : serials) {
         if (DevsimDevice *known = m_devices.value(serial)) {
+            known->refreshLink();
             known->refreshPlugState();
             continue;
         }
-        auto *device = new DevsimDevice(m_stateFolder, serial, m_deviceDirectory, this);
-        connect(device, &DevsimDevice::announcement, this, &DevsimServer::announcement);
         VLError error;
-        if (!device->start(&error)) {
+        if (!startDevice(serial, &error))
             emit announcement(error.localizedDescription());
-            delete device;
-            continue;
-        }
-        m_devices.insert(serial, device);
-        m_watcher.addPath(device->model().store().folder());
     }
 }

@@ -12,7 +12,8 @@ class DevsimServer : public QObject
 {
     Q_OBJECT
 public:
-    DevsimServer(const QString &stateFolder, const QString &deviceDirectory, QObject *parent = nullptr);
+    DevsimServer(const QString &stateFolder, const QString &deviceDirectory, const DevsimLink &defaultLink = {},
+                 QObject *parent = nullptr);
 
     bool start(VLError *error);
     void stop();
@@ -23,9 +24,11 @@ signals:
 
 private:
     void rescan();
+    DevsimDevice *startDevice(const QString &serial, VLError *error);
 
     QString m_stateFolder;
     QString m_deviceDirectory;
+    DevsimLink m_defaultLink;
     QMap<QString, DevsimDevice *> m_devices;
     QFileSystemWatcher m_watcher;
 };

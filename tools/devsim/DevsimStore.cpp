@@ -38,6 +38,8 @@ QString DevsimStore::measurementsFolder() const { return QDir(m_folder).filePath
 QString DevsimStore::faultsPath() const { return QDir(m_folder).filePath(QStringLiteral("faults.plist")); }
 QString DevsimStore::syncImagePath() const { return QDir(m_folder).filePath(QStringLiteral("syncimage.bmp")); }
 QString DevsimStore::unpluggedMarkerPath() const { return QDir(m_folder).filePath(QStringLiteral("unplugged")); }
+QString DevsimStore::linkPath() const { return QDir(m_folder).filePath(QStringLiteral("link.plist")); }
+QString DevsimStore::trafficLogPath() const { return QDir(m_folder).filePath(QStringLiteral("traffic.log")); }
 
 QString DevsimStore::filePayloadPath(const QString &deviceFileID) const
 {

@@ -16,9 +16,12 @@
 //   <state>/devices/<serial>/faults.plist         injected faults
 //   <state>/devices/<serial>/syncimage.bmp        the last sync image
 //   <state>/devices/<serial>/unplugged            present while the device is unplugged
+//   <state>/devices/<serial>/link.plist           the link it sits on, its reboot time (DevsimLink)
+//   <state>/devices/<serial>/traffic.log          one line per command served (DevsimTraffic)
 //
-// The server alone writes device.plist; the command line adds measurements, audio notes, faults
-// and the unplugged marker, each in files of their own, so the two never write the same file.
+// The server alone writes device.plist and traffic.log; the command line adds measurements, audio
+// notes, faults, the link and the unplugged marker, each in files of their own, so the two never
+// write the same file.
 class DevsimStore
 {
 public:
@@ -39,6 +42,8 @@ public:
     QString faultsPath() const;
     QString syncImagePath() const;
     QString unpluggedMarkerPath() const;
+    QString linkPath() const;
+    QString trafficLogPath() const;
 
     bool exists() const;
     // Creates the folders and a device.plist with the given identity (existing state is refused).

@@ -1,6 +1,7 @@
 // tintera-devsim: emulated TINTERA devices for the demo and the tests.
 //
 //   tintera-devsim serve      --state DIR [--device-dir DIR] [--devices N] [--exit-with-parent]
+//                             [--link PROFILE] [--link-seed N] [--reboot-ms MS]
 //   tintera-devsim add-device --state DIR --serial SERIAL [--name NAME] [--chip-id ID] [--firmware VERSION]
 //                             [--capacity BYTES] [--reboot-ms MS]
 //   tintera-devsim capture    --state DIR --serial SERIAL (--lab L,a,b | --spectrum START,STEP,v1,v2,...)
@@ -10,10 +11,13 @@
 //                             [--times N]
 //   tintera-devsim fault      --state DIR --serial SERIAL --clear
 //   tintera-devsim unplug|plug --state DIR --serial SERIAL
+//   tintera-devsim link       --state DIR [--serial SERIAL] [--profile PROFILE] [--seed N] [--reboot-ms MS]
+//                             (a running server takes it at once; without --serial, every device)
 //   tintera-devsim show       --state DIR [--serial SERIAL]
 
 #include "DevsimCapture.h"
 #include "DevsimFaults.h"
+#include "DevsimLink.h"
 #include "DevsimServer.h"
 #include "DevsimStore.h"
 #include "KDDeviceDirectory.h"
@@ -108,6 +112,33 @@ struct Command
     DevsimStore store() const { return DevsimStore(parser.value(state), parser.value(serial)); }
 };
 
+// --link PROFILE, --link-seed N (or --seed N) and --reboot-ms MS, over `link`.
+bool parseLink(const QCommandLineParser &parser, const QString &profileOption, const QString &seedOption,
+               DevsimLink *link)
+{
+    if (parser.isSet(profileOption)) {
+        const std::optional<LinkProfile> profile = LinkProfile::named(parser.value(profileOption));
+        if (!profile) {
+            fail(QStringLiteral("unknown link \"%1\" (known: %2)")
+                     .arg(parser.value(profileOption), LinkProfile::names().join(QStringLiteral(", "))),
+                 kUsage);
+            return false;
+        }
+        link->profile = *profile;
+    }
+    bool ok = true;
+    if (parser.isSet(seedOption))
+        link->seed = parser.value(seedOption).toULongLong(&ok);
+    if (ok && parser.isSet(QStringLiteral("reboot-ms"))) {
+        const int milliseconds = parser.value(QStringLiteral("reboot-ms")).toInt(&ok);
+        ok = ok && milliseconds >= 0;
+        link->rebootMilliseconds = milliseconds;
+    }
+    if (!ok)
+        fail(QStringLiteral("the seed and --reboot-ms take numbers"), kUsage);
+    return ok;
+}
+
 bool requireDevice(const DevsimStore &store)
 {
     if (store.exists())
@@ -123,8 +154,16 @@ int serve(const QStringList &arguments)
     QCommandLineOption devices(QStringLiteral("devices"), QStringLiteral("Create devices up to this number."), QStringLiteral("N"));
     QCommandLineOption exitWithParent(QStringLiteral("exit-with-parent"),
                                       QStringLiteral("End when the process that started this one ends (Linux)."));
-    command.parser.addOptions({deviceDir, devices, exitWithParent});
+    QCommandLineOption link(QStringLiteral("link"), QStringLiteral("The link devices sit on: %1.").arg(LinkProfile::names().join(QStringLiteral(", "))),
+                            QStringLiteral("PROFILE"));
+    QCommandLineOption linkSeed(QStringLiteral("link-seed"), QStringLiteral("Seed of the link's jitter."), QStringLiteral("N"));
+    QCommandLineOption reboot(QStringLiteral("reboot-ms"), QStringLiteral("Time a reboot takes, for every device."),
+                              QStringLiteral("MS"));
+    command.parser.addOptions({deviceDir, devices, exitWithParent, link, linkSeed, reboot});
     if (!command.parse(arguments, false))
+        return kUsage;
+    DevsimLink defaultLink;
+    if (!parseLink(command.parser, link.names().first(), linkSeed.names().first(), &defaultLink))
         return kUsage;
     const QString stateFolder = command.stateFolder();
     const int wanted = std::max(command.parser.isSet(devices) ? command.parser.value(devices).toInt() : 1,
@@ -141,7 +180,7 @@ int serve(const QStringList &arguments)
         prctl(PR_SET_PDEATHSIG, SIGTERM);
 #endif
     const QString directory = command.parser.isSet(deviceDir) ? command.parser.value(deviceDir) : kdDeviceDirectory();
-    DevsimServer server(stateFolder, directory);
+    DevsimServer server(stateFolder, directory, defaultLink);
     QObject::connect(&server, &DevsimServer::announcement, [](const QString &line) {
         out() << "tintera-devsim: " << line << Qt::endl;
     });
@@ -311,6 +350,33 @@ int plug(const QStringList &arguments, bool plugIn)
     return marker.open(QIODevice::WriteOnly) ? 0 : fail(marker.errorString());
 }
 
+int setLink(const QStringList &arguments)
+{
+    Command command(QStringLiteral("Puts emulated devices on another link, or changes their reboot time; a running "
+                                   "server takes it at once."));
+    QCommandLineOption profile(QStringLiteral("profile"), QStringLiteral("The link: %1.").arg(LinkProfile::names().join(QStringLiteral(", "))),
+                               QStringLiteral("PROFILE"));
+    QCommandLineOption seed(QStringLiteral("seed"), QStringLiteral("Seed of the link's jitter."), QStringLiteral("N"));
+    QCommandLineOption reboot(QStringLiteral("reboot-ms"), QStringLiteral("Time a reboot takes."), QStringLiteral("MS"));
+    command.parser.addOptions({command.serial, profile, seed, reboot});
+    if (!command.parse(arguments, false))
+        return kUsage;
+    const QStringList serials = command.parser.isSet(command.serial) ? QStringList{command.parser.value(command.serial)}
+                                                                     : DevsimStore::serialNumbers(command.stateFolder());
+    for (const QString &serial : serials) {
+        const DevsimStore store(command.stateFolder(), serial);
+        if (!requireDevice(store))
+            return 1;
+        DevsimLink link = DevsimLink::load(store.linkPath(), DevsimLink());
+        if (!parseLink(command.parser, profile.names().first(), seed.names().first(), &link))
+            return kUsage;
+        VLError error;
+        if (!DevsimLink::save(store.linkPath(), link, &error))
+            return fail(error.localizedDescription());
+    }
+    return 0;
+}
+
 int show(const QStringList &arguments)
 {
     Command command(QStringLiteral("Prints the state of emulated devices."));
@@ -352,5 +418,7 @@ int main(int argc, char **argv)
         return plug(arguments, verb == QStringLiteral("plug"));
     if (verb == QStringLiteral("show"))
         return show(arguments);
-    return fail(QStringLiteral("usage: tintera-devsim serve|add-device|capture|fault|plug|unplug|show --state DIR ..."), kUsage);
+    if (verb == QStringLiteral("link"))
+        return setLink(arguments);
+    return fail(QStringLiteral("usage: tintera-devsim serve|add-device|capture|fault|plug|unplug|link|show --state DIR ..."), kUsage);
 }

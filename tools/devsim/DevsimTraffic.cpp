@@ -1,0 +1,32 @@
+#include "DevsimTraffic.h"
+
+#include <QFile>
+
+namespace DevsimTraffic {
+
+void append(const QString &path, const DevsimTrafficEntry &entry)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Append))
+        return;
+    QString name = entry.command;
+    name.replace(QLatin1Char('\t'), QLatin1Char(' ')).replace(QLatin1Char('\n'), QLatin1Char(' '));
+    file.write(QStringLiteral("%1\t%2\t%3\t%4\n").arg(name).arg(entry.bytesIn).arg(entry.bytesOut).arg(entry.micros).toUtf8());
+}
+
+QList<DevsimTrafficEntry> read(const QString &path)
+{
+    QList<DevsimTrafficEntry> entries;
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return entries;
+    while (!file.atEnd()) {
+        const QList<QByteArray> fields = file.readLine().trimmed().split('\t');
+        if (fields.size() != 4)
+            continue;
+        entries.append({QString::fromUtf8(fields[0]), fields[1].toLongLong(), fields[2].toLongLong(), fields[3].toLongLong()});
+    }
+    return entries;
+}
+
+} // namespace DevsimTraffic

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <QList>
+#include <QString>
+
+// What a device served, one line per command, for whoever measures a sync against the least its
+// link allows: the command, the bytes that came in and went out for it (whole frames), and the
+// time the device itself spent on it. A reboot's time away counts as its time.
+//
+//   traffic.log:  NAME <tab> BYTES-IN <tab> BYTES-OUT <tab> MICROSECONDS <newline>
+struct DevsimTrafficEntry
+{
+    QString command;
+    qint64 bytesIn = 0;
+    qint64 bytesOut = 0;
+    qint64 micros = 0;
+};
+
+namespace DevsimTraffic {
+void append(const QString &path, const DevsimTrafficEntry &entry);
+QList<DevsimTrafficEntry> read(const QString &path);
+} // namespace DevsimTraffic
