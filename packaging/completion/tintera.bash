@@ -43,7 +43,7 @@ _tintera()
     sync) options+=" --stall-timeout --json" ;;
     export) options+=" --stall-timeout --zip --json" ;;
     fandecks) options+=" --stall-timeout --json" ;;
-    demo) options+=" --stall-timeout --keep" ;;
+    demo) options+=" --stall-timeout --keep --link" ;;
     devices | status | settings) options+=" --json" ;;
     esac
 

@@ -36,6 +36,7 @@ complete -c tintera -n "__fish_seen_subcommand_from devices status fandecks sett
 complete -c tintera -n "__fish_seen_subcommand_from export" -l zip -d 'Also pack the export into FILE.zip'
 complete -c tintera -n "__fish_seen_subcommand_from export" -F -a '(__fish_complete_suffix .cxf)'
 complete -c tintera -n "__fish_seen_subcommand_from demo" -l keep -d 'Keep the demo folder'
+complete -c tintera -n "__fish_seen_subcommand_from demo" -l link -r -d 'Device and service links (usb-full-speed+dsl, ...)'
 complete -c tintera -n "__fish_seen_subcommand_from fandecks; and not __fish_seen_subcommand_from select unselect" -a 'select unselect'
 complete -c tintera -n "__fish_seen_subcommand_from select unselect" -a '(__tintera_fandeck_ids)'
 complete -c tintera -n "__fish_seen_subcommand_from settings; and not __fish_seen_subcommand_from auto-sync selected-only" -a 'auto-sync selected-only'
