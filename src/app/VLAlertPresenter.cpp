@@ -1,23 +1,50 @@
 #include "VLAlertPresenter.h"
 
 #include <QCoreApplication>
+#include <QDialog>
 #include <QMessageBox>
 #include <QPushButton>
 
-void VLMessageBoxAlertPresenter::runModalAlert(const QString &title, const QString &text, const QString &button)
+QString vlApplicationTitle()
+{
+    return QCoreApplication::translate("VelmoraSyncAppDelegate", "TINTERA Sync");
+}
+
+void VLMessageBoxAlertPresenter::runModalAlert(const QString &title, const QString &text, const QString &button,
+                                               Style style)
 {
     // As a platform alert shows them: the title in bold as the message, the text below it.
-    QMessageBox alert(QMessageBox::Warning, title, title, QMessageBox::NoButton);
+    QMessageBox alert(style == Style::Information ? QMessageBox::Information : QMessageBox::Warning,
+                      vlApplicationTitle(), title, QMessageBox::NoButton);
     alert.setInformativeText(text);
     alert.addButton(button, QMessageBox::AcceptRole);
     alert.setWindowModality(Qt::ApplicationModal);
     alert.exec();
 }
 
-void VLMessageBoxAlertPresenter::presentError(const VLError &error)
+bool VLMessageBoxAlertPresenter::runModalAlertWithDetails(const QString &title, const QString &text,
+                                                          const QString &details, const QString &button,
+                                                          const QString &detailsButton)
 {
-    QMessageBox alert(QMessageBox::Critical, QCoreApplication::applicationName(), error.localizedDescription(),
-                      QMessageBox::Ok);
+    QMessageBox alert(QMessageBox::Warning, vlApplicationTitle(), title, QMessageBox::NoButton);
+    alert.setInformativeText(details.isEmpty() ? text : text + QStringLiteral("\n\n") + details);
+    QPushButton *ok = alert.addButton(button, QMessageBox::AcceptRole);
+    QPushButton *more = alert.addButton(detailsButton, QMessageBox::HelpRole);
+    alert.setDefaultButton(ok);
     alert.setWindowModality(Qt::ApplicationModal);
     alert.exec();
+    return alert.clickedButton() == more;
+}
+
+void VLMessageBoxAlertPresenter::presentError(const VLError &error)
+{
+    QMessageBox alert(QMessageBox::Critical, vlApplicationTitle(), error.localizedDescription(), QMessageBox::Ok);
+    alert.setWindowModality(Qt::ApplicationModal);
+    alert.exec();
+}
+
+int VLMessageBoxAlertPresenter::runModalWindow(QDialog *window)
+{
+    window->setWindowModality(Qt::ApplicationModal);
+    return window->exec();
 }

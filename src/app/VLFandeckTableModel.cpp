@@ -66,7 +66,9 @@ QVariant VLFandeckTableModel::data(const QModelIndex &index, int role) const
     if (index.column() == CheckColumn) {
         if (role != Qt::CheckStateRole)
             return {};
-        const bool wanted = m_choices && m_choices->userWantsSyncForFandeckWithID(fandeck->fileID());
+        // Without the selection every fandeck is synced, and the (disabled) boxes say so.
+        const bool wanted = m_choices
+            && (!m_choices->syncSelectedFandecksOnly() || m_choices->userWantsSyncForFandeckWithID(fandeck->fileID()));
         return wanted ? Qt::Checked : Qt::Unchecked;
     }
     switch (role) {

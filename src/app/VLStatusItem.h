@@ -3,6 +3,8 @@
 #include <QIcon>
 #include <QString>
 
+#include <functional>
+
 class QMenu;
 
 // The application's item in the system's status area (tray or menu bar), as the rest of the
@@ -21,4 +23,7 @@ public:
     virtual void setMenu(QMenu *menu) = 0;
     virtual QMenu *menu() const = 0;
     virtual void setHighlightMode(bool highlight) = 0;
+    // A passing message from the item (a balloon beside a tray icon); onClicked runs if the user
+    // clicks it.
+    virtual void showMessage(const QString &title, const QString &text, bool warning, std::function<void()> onClicked) = 0;
 };

@@ -26,6 +26,8 @@ QMenu *vlCreateStatusMenu(QObject *owner)
         QObject::connect(owner, &QObject::destroyed, menu, &QObject::deleteLater);
     menu->setObjectName(QStringLiteral("statusItemMenu"));
     addItem(menu, "Sync Now", VLStatusMenuAction::SyncNow);
+    // Shown only while a run goes on.
+    addItem(menu, "Cancel Sync", VLStatusMenuAction::CancelSync)->setVisible(false);
     addItem(menu, "Last Sync: Never", VLStatusMenuAction::LastSyncDateNoop);
     menu->addSeparator();
     addItem(menu, "Preferences...", VLStatusMenuAction::RunPreferencesPanel);

@@ -20,6 +20,7 @@ enum VLStatusMenuTag : int {
 enum class VLStatusMenuAction {
     None,
     SyncNow,
+    CancelSync,
     LastSyncDateNoop,
     RunPreferencesPanel,
     SwitchRunAtStartFromMenu,

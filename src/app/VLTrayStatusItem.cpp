@@ -4,6 +4,8 @@
 #include <QCursor>
 #include <QMenu>
 
+#include <utility>
+
 VLTrayStatusItem::VLTrayStatusItem(const QString &applicationTitle, QObject *parent)
     : QObject(parent)
     , m_applicationTitle(applicationTitle)
@@ -14,6 +16,10 @@ VLTrayStatusItem::VLTrayStatusItem(const QString &applicationTitle, QObject *par
     m_titleLine->setObjectName(QStringLiteral("statusTitleLine"));
     m_titleSeparator->setSeparator(true);
     connect(&m_tray, &QSystemTrayIcon::activated, this, &VLTrayStatusItem::handleActivation);
+    connect(&m_tray, &QSystemTrayIcon::messageClicked, this, [this] {
+        if (auto clicked = std::exchange(m_messageClicked, nullptr))
+            clicked();
+    });
     showTitle();
 }
 
@@ -73,6 +79,13 @@ QMenu *VLTrayStatusItem::menu() const
 void VLTrayStatusItem::setHighlightMode(bool)
 {
     // Trays highlight their items themselves.
+}
+
+void VLTrayStatusItem::showMessage(const QString &title, const QString &text, bool warning,
+                                   std::function<void()> onClicked)
+{
+    m_messageClicked = std::move(onClicked);
+    m_tray.showMessage(title, text, warning ? QSystemTrayIcon::Warning : QSystemTrayIcon::Information, 15000);
 }
 
 void VLTrayStatusItem::handleActivation(QSystemTrayIcon::ActivationReason reason)

@@ -25,6 +25,7 @@ public:
     void setMenu(QMenu *menu) override;
     QMenu *menu() const override;
     void setHighlightMode(bool highlight) override;
+    void showMessage(const QString &title, const QString &text, bool warning, std::function<void()> onClicked) override;
 
     QSystemTrayIcon *trayIcon() { return &m_tray; }
     // The disabled line at the top of the menu that shows the title; hidden while there is none.
@@ -40,4 +41,5 @@ private:
     QPointer<QMenu> m_menu;
     QAction *m_titleLine;
     QAction *m_titleSeparator;
+    std::function<void()> m_messageClicked;
 };

@@ -104,5 +104,6 @@ void VLUploadFileWindowController::didRebootDeviceResponse(const KDDevicePtr &, 
 void VLUploadFileWindowController::showEnd()
 {
     emit uploadEnded();
-    m_alerts->runModalAlert(tr("Upload file completed"), tr("Upload file completed."), tr("OK"));
+    m_alerts->runModalAlert(tr("Upload file completed"), tr("Upload file completed."), tr("OK"),
+                            VLAlertPresenter::Style::Information);
 }

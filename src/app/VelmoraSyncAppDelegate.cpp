@@ -9,11 +9,15 @@
 #include "VLApplicationInfo.h"
 #include "VLDebugWindowController.h"
 #include "VLErrorWindowController.h"
+#include "VLFormat.h"
 #include "VLLoginItem.h"
+#include "VLNotifier.h"
 #include "VLProgressStatusItem.h"
 #include "VLReachability.h"
 #include "VLStatusMenu.h"
+#include "VLSyncInfo.h"
 #include "VLSyncManager.h"
+#include "VLSyncStallWatchdog.h"
 #include "VLSyncWindow.h"
 #include "VLSystemStatusItem.h"
 #include "VLURLScheme.h"
@@ -23,7 +27,19 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QFileInfo>
 #include <QMenu>
+
+#include <cmath>
+
+namespace {
+
+const QString kShowMeasurementsAction = QStringLiteral("show-measurements");
+const QString kDetailsAction = QStringLiteral("details");
+// Errors named in the end-of-sync alert itself; the error window lists them all.
+constexpr int kErrorsInAlert = 3;
+
+} // namespace
 
 VelmoraSyncAppDelegate::Platform VelmoraSyncAppDelegate::systemPlatform()
 {
@@ -31,15 +47,24 @@ VelmoraSyncAppDelegate::Platform VelmoraSyncAppDelegate::systemPlatform()
     platform.createStatusItem = [] { return vlCreateSystemStatusItem(tr("TINTERA Sync")); };
     platform.alerts = std::make_shared<VLMessageBoxAlertPresenter>();
     platform.syncServiceOnline = [] { return vlHostIsReachable(vlHostOfURL(vlSyncProductionURL())); };
+    platform.notifier = std::make_shared<VLFreedesktopNotifier>();
+    platform.openWithDesktop = [](const QString &path, VLOpenedHandler done) {
+        vlOpenWithDesktop(path, qApp, std::move(done));
+    };
     return platform;
 }
 
 VelmoraSyncAppDelegate::VelmoraSyncAppDelegate(Platform platform, QObject *parent)
     : QObject(parent)
     , m_platform(std::move(platform))
+    , m_stallTimeoutMilliseconds(VLSyncStallWatchdog::defaultTimeoutMilliseconds)
 {
     if (!m_platform.alerts)
         m_platform.alerts = std::make_shared<VLMessageBoxAlertPresenter>();
+    if (!m_platform.openWithDesktop)
+        m_platform.openWithDesktop = [this](const QString &path, VLOpenedHandler done) {
+            vlOpenWithDesktop(path, this, std::move(done));
+        };
 }
 
 VelmoraSyncAppDelegate::~VelmoraSyncAppDelegate()
@@ -118,6 +143,9 @@ void VelmoraSyncAppDelegate::connectMenuActions()
         switch (vlMenuItemAction(item)) {
         case VLStatusMenuAction::SyncNow:
             action = &VelmoraSyncAppDelegate::syncNow;
+            break;
+        case VLStatusMenuAction::CancelSync:
+            action = &VelmoraSyncAppDelegate::cancelSync;
             break;
         case VLStatusMenuAction::LastSyncDateNoop:
             action = &VelmoraSyncAppDelegate::lastSyncDateNoop;
@@ -204,14 +232,49 @@ void VelmoraSyncAppDelegate::setLaunchAtLogin(bool launchAtLogin)
 
 // ---- sync manager callbacks ----
 
+void VelmoraSyncAppDelegate::setStallTimeoutMilliseconds(int milliseconds)
+{
+    m_stallTimeoutMilliseconds = qMax(0, milliseconds);
+    if (m_watchdog)
+        m_watchdog->setTimeoutMilliseconds(m_stallTimeoutMilliseconds);
+}
+
+int VelmoraSyncAppDelegate::stallTimeoutFromArguments(const QStringList &arguments, int fallback)
+{
+    const qsizetype at = arguments.indexOf(QStringLiteral("--stall-timeout"));
+    if (at < 0 || at + 1 >= arguments.size())
+        return fallback;
+    bool ok = false;
+    const int seconds = arguments.at(at + 1).toInt(&ok);
+    return ok && seconds >= 0 && seconds <= 24 * 3600 ? seconds * 1000 : fallback;
+}
+
+void VelmoraSyncAppDelegate::runEnded()
+{
+    if (m_watchdog)
+        m_watchdog->runEnded();
+    m_downloadFraction = -1;
+    m_shownPercent = -1;
+}
+
 void VelmoraSyncAppDelegate::syncManagerChangedImage(VLSyncManager *, const QImage &image)
 {
+    if (m_watchdog)
+        m_watchdog->noteProgress();
     if (m_syncManager)
         m_syncManager->setDisplayImage(image);
 }
 
 void VelmoraSyncAppDelegate::syncManagerDidBeginSync(VLSyncManager *)
 {
+    m_syncBeganAt = QDateTime::currentDateTime();
+    m_localFilesAtBegin.clear();
+    m_deviceFilesAtBegin.clear();
+    m_matchesToExport = 0;
+    m_downloadFraction = -1;
+    m_shownPercent = -1;
+    if (m_watchdog)
+        m_watchdog->runBegan();
     updateMenu();
     m_progressStatusItem->startAnimating();
     VL_LOG("[VelmoraSyncAppDelegate syncManagerDidBeginSync:]");
@@ -219,6 +282,8 @@ void VelmoraSyncAppDelegate::syncManagerDidBeginSync(VLSyncManager *)
 
 void VelmoraSyncAppDelegate::syncManagerDidFinishSync(VLSyncManager *manager)
 {
+    const bool stalled = m_watchdog && m_watchdog->hasStalled();
+    runEnded();
     updateMenu();
     m_progressStatusItem->stopAnimating();
     setStatusTitle(QString(QLatin1String("")));
@@ -245,6 +310,7 @@ void VelmoraSyncAppDelegate::syncManagerDidFinishSync(VLSyncManager *manager)
     }
 
     const QList<VLError> errors = manager->errors();
+    notifySyncEnded(manager, stalled);
     if (!m_showingModalAlert && !errors.isEmpty()) {
         VL_LOG("[VelmoraSyncAppDelegate syncManagerDidFinishSync:]");
         VL_LOG("----------------------------");
@@ -253,16 +319,113 @@ void VelmoraSyncAppDelegate::syncManagerDidFinishSync(VLSyncManager *manager)
             descriptions.append(error.description());
         VL_LOG("ERRORS: %@", QVariant(descriptions));
         VL_LOG("----------------------------");
+        // The causes themselves, not only that there were some; the error window lists every one.
+        QStringList causes;
+        for (const VLError &error : errors.mid(0, kErrorsInAlert))
+            causes << VLErrorWindowController::textForError(error);
+        if (errors.size() > kErrorsInAlert)
+            causes << tr("and %1 more").arg(errors.size() - kErrorsInAlert);
         m_showingModalAlert = true;
-        m_platform.alerts->runModalAlert(
+        const bool details = m_platform.alerts->runModalAlertWithDetails(
             tr("TINTERA Sync Error"),
-            tr("There were errors during sync. Please sync again in order to fix these errors."), tr("OK"));
+            tr("There were errors during sync. Please sync again in order to fix these errors."),
+            causes.join(QLatin1Char('\n')), tr("OK"), tr("Details..."));
         m_showingModalAlert = false;
+        if (details)
+            showErrorDetails();
     }
+}
+
+void VelmoraSyncAppDelegate::notifySyncEnded(VLSyncManager *manager, bool stalled)
+{
+    VLSyncSummary summary;
+    m_lastSyncErrors = manager->errors();
+    summary.errors = int(m_lastSyncErrors.size());
+    summary.cancelled = manager->wasCancelled();
+    summary.stalled = stalled;
+    // The files are compared with what the run found once its inventory was taken.
+    if (VLSyncInfo *info = manager->syncInfo(); info && !m_localFilesAtBegin.isEmpty()) {
+        summary.downloaded = vlChangedFileCount(m_localFilesAtBegin, vlFileVersions(info->localFiles()));
+        summary.installed = vlChangedFileCount(m_deviceFilesAtBegin, vlFileVersions(info->deviceFiles()));
+    }
+    const QFileInfo matches(manager->pathForGlobalAutoSyncMatchesFile());
+    if (matches.isFile() && m_syncBeganAt.isValid() && matches.lastModified() >= m_syncBeganAt.addSecs(-1))
+        summary.matchesExported = m_matchesToExport;
+    m_lastSummary = summary;
+
+    QList<VLNotifier::Action> actions;
+    if (summary.errors > 0)
+        actions.append({kDetailsAction, tr("Details...")});
+    if (matches.isFile())
+        actions.append({kShowMeasurementsAction, tr("Show measurements")});
+    const bool warning = summary.errors > 0 || summary.cancelled;
+    const QPointer<VelmoraSyncAppDelegate> weakSelf(this);
+    const auto act = [weakSelf](const QString &key) {
+        if (!weakSelf)
+            return;
+        if (key == kDetailsAction)
+            weakSelf->showErrorDetails();
+        else if (key == kShowMeasurementsAction)
+            weakSelf->showMeasurements();
+    };
+    if (m_platform.notifier && m_platform.notifier->notify(vlApplicationTitle(), summary.text(), warning, actions, act))
+        return;
+    // The tray's own message has room for one action: a click on it.
+    std::function<void()> click;
+    if (!actions.isEmpty())
+        click = [act, key = actions.first().key] { act(key); };
+    if (m_progressStatusItem && m_progressStatusItem->statusItem())
+        m_progressStatusItem->statusItem()->showMessage(vlApplicationTitle(), summary.text(), warning, click);
+}
+
+QString VelmoraSyncAppDelegate::measurementsPath() const
+{
+    return m_syncManager ? m_syncManager->pathForGlobalAutoSyncMatchesFolder() : QString();
+}
+
+void VelmoraSyncAppDelegate::showMeasurements()
+{
+    const QString folder = measurementsPath();
+    if (folder.isEmpty())
+        return;
+    const QPointer<VelmoraSyncAppDelegate> weakSelf(this);
+    m_platform.openWithDesktop(folder, [weakSelf, folder](bool opened) {
+        if (opened || !weakSelf)
+            return;
+        // No file manager took the folder: say where it is.
+        weakSelf->m_platform.alerts->runModalAlert(tr("Measurements"),
+                                                   tr("The measurements are saved in %1").arg(folder), tr("OK"),
+                                                   VLAlertPresenter::Style::Information);
+    });
+}
+
+void VelmoraSyncAppDelegate::showErrorDetails()
+{
+    VLErrorWindowController *controller = errorWindowController();
+    controller->setErrors(m_lastSyncErrors);
+    m_platform.alerts->runModalWindow(controller->window());
+}
+
+QString VelmoraSyncAppDelegate::syncProgressTitle(qint32 step, const QString &message, double downloadFraction)
+{
+    const QString shown = message.trimmed();
+    QString title = shown.isEmpty() ? vlFormat(tr(" Step %d of %d"), int(step), int(VLSyncManagerStatusDone))
+                                    : vlFormat(tr(" Step %d of %d: %@"), int(step), int(VLSyncManagerStatusDone), shown);
+    if (downloadFraction >= 0 && std::isfinite(downloadFraction))
+        title += QStringLiteral(" %1%").arg(qBound(0, int(downloadFraction * 100.0), 100));
+    return title;
+}
+
+void VelmoraSyncAppDelegate::showSyncProgress()
+{
+    if (!m_syncManager || !m_syncManager->isInSync() || m_syncManager->isJustGatheringPreliminaryInfo())
+        return;
+    setStatusTitle(syncProgressTitle(m_syncManager->status(), m_syncManager->statusMessage(), m_downloadFraction));
 }
 
 void VelmoraSyncAppDelegate::networkConnectionError()
 {
+    runEnded();
     m_progressStatusItem->stopAnimating();
     setStatusTitle(QString(QLatin1String("")));
     VL_LOG("Completed cleanup after Network connection error");
@@ -277,12 +440,28 @@ void VelmoraSyncAppDelegate::networkConnectionError()
 
 void VelmoraSyncAppDelegate::syncManagerStatusDidChange(VLSyncManager *manager)
 {
-    if (manager && manager->isInSync() && !manager->isJustGatheringPreliminaryInfo())
-        setStatusTitle(QStringLiteral(" ") + manager->statusMessage());
+    if (m_watchdog)
+        m_watchdog->noteProgress();
+    if (!manager || !manager->isInSync() || manager->isJustGatheringPreliminaryInfo())
+        return;
+    // The inventory of this run is complete once sync mode begins: what differs at the end is
+    // what the run brought.
+    if (manager->status() == VLSyncManagerBeginSyncMode && manager == m_syncManager) {
+        if (VLSyncInfo *info = manager->syncInfo()) {
+            m_localFilesAtBegin = vlFileVersions(info->localFiles());
+            m_deviceFilesAtBegin = vlFileVersions(info->deviceFiles());
+        }
+    }
+    // The export step hands the matches on and lets them go: count them as it begins.
+    if (manager->status() == VLSyncManagerStatusExportMatches && manager == m_syncManager)
+        m_matchesToExport = int(manager->latestMatches().size());
+    // The step count and the download's share along with the message.
+    setStatusTitle(syncProgressTitle(manager->status(), manager->statusMessage(), m_downloadFraction));
 }
 
 void VelmoraSyncAppDelegate::syncManagerSyncDidFailWithError(VLSyncManager *, const VLError &error)
 {
+    runEnded();
     updateMenu();
     m_progressStatusItem->stopAnimating();
     setStatusTitle(QString(QLatin1String("")));
@@ -292,12 +471,17 @@ void VelmoraSyncAppDelegate::syncManagerSyncDidFailWithError(VLSyncManager *, co
 
 void VelmoraSyncAppDelegate::syncManagerDidBeginPreliminaryInfoGathering(VLSyncManager *)
 {
+    if (m_watchdog)
+        m_watchdog->runBegan();
+    updateMenu();
     VL_LOG("[VelmoraSyncAppDelegate syncManagerDidBeginPreliminaryInfoGathering:]");
 }
 
 void VelmoraSyncAppDelegate::syncManagerDidFinishPreliminaryInfoGathering(VLSyncManager *)
 {
     VL_LOG("[VelmoraSyncAppDelegate syncManagerDidFinishPreliminaryInfoGathering:]");
+    runEnded();
+    updateMenu();
     setStatusTitle(QString(QLatin1String("")));
     if (m_syncManager && m_syncManager->autoSyncOnDeviceConnection() && m_velmoraDevice
         && m_velmoraDevice->isAvailable() && m_velmoraDevice->isConnected() && m_syncManager->canStartSync())
@@ -306,17 +490,33 @@ void VelmoraSyncAppDelegate::syncManagerDidFinishPreliminaryInfoGathering(VLSync
 
 void VelmoraSyncAppDelegate::syncManagerDownloadingDidBegin(VLSyncManager *)
 {
+    if (m_watchdog)
+        m_watchdog->noteProgress();
     prefsWindowController()->startProgress();
 }
 
 void VelmoraSyncAppDelegate::syncManagerDownloadingDidFinish(VLSyncManager *)
 {
+    if (m_watchdog)
+        m_watchdog->noteProgress();
     prefsWindowController()->stopProgress();
+    m_downloadFraction = -1;
+    m_shownPercent = -1;
+    showSyncProgress();
 }
 
 void VelmoraSyncAppDelegate::syncManagerDownloadDidUpdateAmount(VLSyncManager *, double amount)
 {
+    if (m_watchdog)
+        m_watchdog->noteProgress();
     prefsWindowController()->setProgressValue(amount * 100.0);
+    m_downloadFraction = amount;
+    // The title changes with each whole percent, not with each packet.
+    const int percent = std::isfinite(amount) ? qBound(0, int(amount * 100.0), 100) : -1;
+    if (percent != m_shownPercent) {
+        m_shownPercent = percent;
+        showSyncProgress();
+    }
 }
 
 // ---- menu ----
@@ -325,6 +525,15 @@ void VelmoraSyncAppDelegate::syncNow()
 {
     if (m_syncManager && m_syncManager->canStartSync())
         m_syncManager->startSync();
+}
+
+void VelmoraSyncAppDelegate::cancelSync()
+{
+    if (!m_syncManager || m_syncManager->isCancellingSync())
+        return;
+    VL_LOG("Cancel Sync chosen");
+    vlCancelSync(m_syncManager);
+    updateMenu();
 }
 
 void VelmoraSyncAppDelegate::runPreferencesPanel()
@@ -374,6 +583,11 @@ bool VelmoraSyncAppDelegate::validateMenuItem(QAction *item)
         else
             item->setText(tr("Device not found"));
         enabled = canSyncNow();
+        break;
+    case VLStatusMenuAction::CancelSync:
+        // Only while a run goes on; a cancel already asked for cannot be asked for again.
+        item->setVisible(m_syncManager && m_syncManager->isInSync());
+        enabled = m_syncManager && m_syncManager->isInSync() && !m_syncManager->isCancellingSync();
         break;
     case VLStatusMenuAction::SwitchRunAtStartFromMenu:
         item->setChecked(launchAtLogin());
@@ -485,6 +699,10 @@ void VelmoraSyncAppDelegate::_deviceDidBecomeReady(const KDDevicePtr &device)
         m_syncManager->setDelegate(this);
     else
         m_syncManager->updateDevice(device);
+    if (!m_watchdog || !hadManager) {
+        m_watchdog = std::make_unique<VLSyncStallWatchdog>(m_syncManager);
+        m_watchdog->setTimeoutMilliseconds(m_stallTimeoutMilliseconds);
+    }
 
     prefsWindowController()->setSyncManager(m_syncManager);
     m_syncManager->deviceBecameAvailable();
@@ -529,5 +747,6 @@ void VelmoraSyncAppDelegate::receivedCleanEndForDeviceDidReceiveResponse(const K
 void VelmoraSyncAppDelegate::receivedRebootEndForCleanDeviceForDeviceDidReceiveResponse(const KDDevicePtr &,
                                                                                         const KDCommandResponsePtr &)
 {
-    m_platform.alerts->runModalAlert(tr("Clean Device"), tr("Device cleaning has completed."), tr("OK"));
+    m_platform.alerts->runModalAlert(tr("Clean Device"), tr("Device cleaning has completed."), tr("OK"),
+                                     VLAlertPresenter::Style::Information);
 }

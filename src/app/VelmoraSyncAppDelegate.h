@@ -2,8 +2,12 @@
 
 #include "KDDevice.h"
 #include "VLSyncManager.h"
+#include "VLDesktopOpener.h"
 #include "VLSyncManagerDelegate.h"
+#include "VLSyncSummary.h"
 
+#include <QDateTime>
+#include <QHash>
 #include <QMenu>
 #include <QObject>
 #include <QPointer>
@@ -17,6 +21,8 @@ class QAction;
 class VLAlertPresenter;
 class VLDebugWindowController;
 class VLErrorWindowController;
+class VLNotifier;
+class VLSyncStallWatchdog;
 class VLProgressStatusItem;
 class VLStatusItem;
 class VLUploadFileWindowController;
@@ -44,6 +50,10 @@ public:
         std::shared_ptr<VLAlertPresenter> alerts;
         // Whether the sync service's host can be reached now.
         std::function<bool()> syncServiceOnline;
+        // Desktop notifications; without a service the status item's own message is used.
+        std::shared_ptr<VLNotifier> notifier;
+        // Opens the measurements' folder.
+        VLDesktopOpener openWithDesktop;
     };
     static Platform systemPlatform();
 
@@ -82,8 +92,27 @@ public:
     void syncManagerDownloadingDidFinish(VLSyncManager *manager) override;
     void syncManagerDownloadDidUpdateAmount(VLSyncManager *manager, double amount) override;
 
+    // A run without progress for this long is stopped with an error (0: never); --stall-timeout.
+    void setStallTimeoutMilliseconds(int milliseconds);
+    int stallTimeoutMilliseconds() const { return m_stallTimeoutMilliseconds; }
+    // "--stall-timeout SECONDS" among the launch arguments (0: never), else the fallback.
+    static int stallTimeoutFromArguments(const QStringList &arguments, int fallback);
+    VLSyncStallWatchdog *stallWatchdog() const { return m_watchdog.get(); }
+
+    // The title the status item shows while a sync runs: " Step 19 of 28: Downloading X... 45%".
+    static QString syncProgressTitle(qint32 step, const QString &message, double downloadFraction);
+
+    // The end of a sync on the desktop: what changed, with "Show measurements" and, after errors,
+    // "Details...". The summary of the last sync, as the notification told it.
+    const VLSyncSummary &lastSyncSummary() const { return m_lastSummary; }
+    // The actions of that notification.
+    void showMeasurements();
+    void showErrorDetails();
+    QString measurementsPath() const;
+
     // Menu actions.
     void syncNow();
+    void cancelSync();
     void runPreferencesPanel();
     void runDebugWindow();
     void uploadFile();
@@ -113,6 +142,9 @@ public:
 
 private:
     void setStatusTitle(const QString &title);
+    void showSyncProgress();
+    void notifySyncEnded(VLSyncManager *manager, bool stalled);
+    void runEnded();
     void connectMenuActions();
     void showAndActivate(QWidget *window);
 
@@ -128,4 +160,14 @@ private:
     bool m_isDeviceReady = false;
     bool m_showingModalAlert = false;
     QSharedPointer<KDDeviceObserver> m_deviceObserver;
+    std::unique_ptr<VLSyncStallWatchdog> m_watchdog;
+    int m_stallTimeoutMilliseconds;
+    double m_downloadFraction = -1; // negative: no download under way
+    int m_shownPercent = -1;
+    QHash<QString, QString> m_localFilesAtBegin;
+    QHash<QString, QString> m_deviceFilesAtBegin;
+    QDateTime m_syncBeganAt;
+    int m_matchesToExport = 0;
+    QList<VLError> m_lastSyncErrors;
+    VLSyncSummary m_lastSummary;
 };

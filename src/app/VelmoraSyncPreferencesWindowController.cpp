@@ -5,6 +5,8 @@
 #include "VLApplicationInfo.h"
 #include "VLBundleResources.h"
 #include "VLFilteringSelectionModel.h"
+#include "VLHelpWindowController.h"
+#include "VLAlertPresenter.h"
 #include "VLNotificationCenter.h"
 #include "VLSyncInfo.h"
 #include "VLSyncManager.h"
@@ -14,7 +16,9 @@
 #include <QCoreApplication>
 #include <QDesktopServices>
 #include <QGuiApplication>
+#include <QDate>
 #include <QDialog>
+#include <QDir>
 #include <QEvent>
 #include <QFileInfo>
 #include <QLabel>
@@ -22,6 +26,7 @@
 #include <QMessageBox>
 #include <QMouseEvent>
 #include <QPlainTextEdit>
+#include <QStandardPaths>
 #include <QUrl>
 #include <QVBoxLayout>
 
@@ -62,6 +67,7 @@ VelmoraSyncPreferencesWindowController::VelmoraSyncPreferencesWindowController(Q
     , m_ui(std::make_unique<Ui::VelmoraSyncPreferencesWindowController>())
     , m_fandeckModel(new VLFandeckTableModel(this))
 {
+    m_opener = [this](const QString &path, VLOpenedHandler done) { vlOpenWithDesktop(path, this, std::move(done)); };
     m_ui->setupUi(m_window.get());
     setUpFandeckTable();
     bindControls();
@@ -169,7 +175,13 @@ void VelmoraSyncPreferencesWindowController::updateInfoSectionWithDevice(const K
         state.autoSyncOnDeviceConnection = m_syncManager->autoSyncOnDeviceConnection();
         state.syncSelectedFandecksOnly = m_syncManager->syncSelectedFandecksOnly();
     }
-    showInfoTexts(vlPreferencesInfoTexts(shown, state));
+    VLPreferencesInfoTexts texts = vlPreferencesInfoTexts(shown, state);
+    // With the device away its last sync is still worth knowing.
+    if (m_syncManager && !state.isInSync && !state.managerDeviceLive && m_syncManager->lastSyncDate().isValid())
+        texts.status = tr("Status: No device connected. Last Sync: %1").arg(state.lastSyncDateString);
+    showInfoTexts(texts);
+    if (!state.managerDeviceLive)
+        resetProgress();
 
     QImage image = m_syncManager ? m_syncManager->displayImage() : QImage();
     if (image.isNull())
@@ -253,12 +265,26 @@ void VelmoraSyncPreferencesWindowController::exportMeasurements()
     panel->setFileMode(QFileDialog::AnyFile);
     panel->setNameFilter(tr("CxF3 colour documents (*.cxf)"));
     panel->setDefaultSuffix(QStringLiteral("cxf"));
+    // The user's documents, with a name that says what and when, not the process's working folder.
+    panel->setDirectory(exportStartFolder());
+    panel->selectFile(exportSuggestedFileName(QDate::currentDate()));
     panel->setWindowModality(Qt::WindowModal); // a sheet on this window
     connect(panel, &QFileDialog::finished, this, [this, panel](int result) {
         exportPanelDidEnd(panel->selectedFiles().value(0), result);
     });
     m_exportPanel = panel;
     panel->open();
+}
+
+QString VelmoraSyncPreferencesWindowController::exportStartFolder()
+{
+    const QString documents = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
+    return !documents.isEmpty() && QFileInfo(documents).isDir() ? documents : QDir::homePath();
+}
+
+QString VelmoraSyncPreferencesWindowController::exportSuggestedFileName(const QDate &date)
+{
+    return tr("TINTERA Measurements %1").arg(date.toString(Qt::ISODate)) + QStringLiteral(".cxf");
 }
 
 QString VelmoraSyncPreferencesWindowController::exportPathWithAllowedType(const QString &path)
@@ -299,15 +325,51 @@ void VelmoraSyncPreferencesWindowController::exportPanelDidEnd(const QString &pa
     m_exportController->exportToFilename(filename);
 }
 
-void VelmoraSyncPreferencesWindowController::exportControllerFinishedWithError(VLExportController *, const VLError &error)
+void VelmoraSyncPreferencesWindowController::exportControllerFinishedWithError(VLExportController *controller,
+                                                                               const VLError &error)
 {
-    // The export controller reports its own errors; the window only ends its sheet.
     if (!error.isNull())
         VL_LOG("Export ended with %@", error);
+    const QString document = controller ? controller->documentPath() : QString();
     if (m_exportWindow)
         m_exportWindow->done(QDialog::Accepted);
     else if (m_exportController)
         m_exportController.release()->deleteLater();
+    showExportConfirmation(document, error);
+}
+
+void VelmoraSyncPreferencesWindowController::showExportConfirmation(const QString &document, const VLError &error)
+{
+    // The export writes nothing when no match could be exported; say so rather than point at no file.
+    const bool written = error.isNull() && !document.isEmpty() && QFileInfo(document).isFile();
+    auto *box = new QMessageBox(written ? QMessageBox::Information : QMessageBox::Warning, vlApplicationTitle(),
+                                written ? tr("The measurements were exported.") : tr("The measurements could not be exported."),
+                                QMessageBox::NoButton, m_window.get());
+    box->setObjectName(QStringLiteral("exportConfirmation"));
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->setWindowModality(Qt::WindowModal);
+    if (written)
+        box->setInformativeText(QDir::toNativeSeparators(document));
+    else
+        box->setInformativeText(error.isNull() ? tr("No measurement on the device could be matched to an installed fandeck.")
+                                               : error.localizedDescription());
+    QPushButton *showInFolder = written ? box->addButton(tr("Show in Folder"), QMessageBox::ActionRole) : nullptr;
+    box->setDefaultButton(box->addButton(tr("OK"), QMessageBox::AcceptRole));
+    connect(box, &QMessageBox::buttonClicked, this, [this, showInFolder, document](QAbstractButton *button) {
+        if (showInFolder && button == showInFolder)
+            showExportedFileInFolder(document);
+    });
+    if (m_exportConfirmation)
+        m_exportConfirmation->close();
+    m_exportConfirmation = box;
+    box->open();
+}
+
+void VelmoraSyncPreferencesWindowController::showExportedFileInFolder(const QString &document)
+{
+    m_opener(QFileInfo(document).absolutePath(), [](bool) {
+        // The confirmation already names the file; nothing more to say when no file manager opens.
+    });
 }
 
 bool VelmoraSyncPreferencesWindowController::userWantsSyncForFandeckWithID(const QString &fandeckID)
@@ -338,10 +400,17 @@ void VelmoraSyncPreferencesWindowController::startProgress()
 
 void VelmoraSyncPreferencesWindowController::stopProgress()
 {
-    m_ui->progressIndicator->setRange(0, 100);
+    // Back to empty: a full bar would read as a download still under way, or one just ahead.
+    resetProgress();
     m_ui->progressIndicator->update();
     if (QWidget *enclosing = m_ui->progressIndicator->parentWidget())
         enclosing->update();
+}
+
+void VelmoraSyncPreferencesWindowController::resetProgress()
+{
+    m_ui->progressIndicator->setRange(0, 100);
+    m_ui->progressIndicator->setValue(0);
 }
 
 void VelmoraSyncPreferencesWindowController::setProgressValue(double value)
@@ -375,15 +444,23 @@ QString VelmoraSyncPreferencesWindowController::helpDocumentPath()
 void VelmoraSyncPreferencesWindowController::showHelp()
 {
     const QString path = helpDocumentPath();
-    if (!path.isEmpty() && QDesktopServices::openUrl(QUrl::fromLocalFile(path)))
+    if (path.isEmpty()) {
+        showHelpWindow();
         return;
-    // The platform's standard help of an application without a help book.
+    }
+    const QPointer<VelmoraSyncPreferencesWindowController> weakSelf(this);
+    m_opener(path, [weakSelf](bool opened) {
+        if (!opened && weakSelf)
+            weakSelf->showHelpWindow();
+    });
+}
+
+void VelmoraSyncPreferencesWindowController::showHelpWindow()
+{
+    if (!m_helpWindow)
+        m_helpWindow = std::make_unique<VLHelpWindowController>(m_window.get());
     emit standardHelpShown();
-    auto *box = new QMessageBox(QMessageBox::Information, tr("Help"),
-                                tr("Help isn't available for %1.").arg(QGuiApplication::applicationDisplayName()),
-                                QMessageBox::Ok, m_window.get());
-    box->setAttribute(Qt::WA_DeleteOnClose);
-    box->open();
+    m_helpWindow->showWindow();
 }
 
 void VelmoraSyncPreferencesWindowController::debugAction()

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KDDevice.h"
+#include "VLDesktopOpener.h"
 #include "VLExportController.h"
 #include "VLFandeckTableModel.h"
 #include "VLPreferencesInfo.h"
@@ -8,6 +9,7 @@
 
 #include <QDialog>
 #include <QFileDialog>
+#include <QMessageBox>
 #include <QProgressBar>
 #include <QObject>
 #include <QPlainTextEdit>
@@ -17,12 +19,13 @@
 
 class KDDeviceObserver;
 class QCheckBox;
-class QFileDialog;
+class QDate;
 class QFileDialog;
 class QLabel;
 class QProgressBar;
 class QPushButton;
 class QTableView;
+class VLHelpWindowController;
 class VLSyncWindow;
 namespace Ui {
 class VelmoraSyncPreferencesWindowController;
@@ -67,11 +70,18 @@ public:
     void exportMeasurements();
     void exportPanelDidEnd(const QString &path, int returnCode);
     void exportControllerFinishedWithError(VLExportController *controller, const VLError &error) override;
+    // Where the save panel opens: the user's documents folder, else the home folder.
+    static QString exportStartFolder();
+    // The name the save panel suggests: "TINTERA Measurements 2026-11-24.cxf".
+    static QString exportSuggestedFileName(const QDate &date);
     // A path with the one allowed extension: "name" and "name.txt" become "name.cxf" and "name.txt.cxf".
     static QString exportPathWithAllowedType(const QString &path);
     VLExportController *exportController() const { return m_exportController.get(); }
     QFileDialog *exportPanel() const { return m_exportPanel; }
     QDialog *exportWindow() const { return m_exportWindow; }
+    // What the export ended with: where the document went and "Show in Folder", or the error.
+    QMessageBox *exportConfirmation() const { return m_exportConfirmation; }
+    void showExportedFileInFolder(const QString &document);
 
     // Download progress.
     void startProgress();
@@ -82,7 +92,12 @@ public:
     // Shows the texts of the information section.
     void showInfoTexts(const VLPreferencesInfoTexts &texts);
 
+    // Opens the help document; where no viewer takes it, the help window shows the text instead.
     void showHelp();
+    void showHelpWindow();
+    VLHelpWindowController *helpWindowController() const { return m_helpWindow.get(); }
+    // How files and folders are opened on the desktop (help, the exported file's folder).
+    void setDesktopOpener(VLDesktopOpener opener) { m_opener = std::move(opener); }
     void debugAction();
     // No menu item is enabled through this window.
     bool validateUserInterfaceItem() const { return false; }
@@ -97,7 +112,7 @@ public:
     QPlainTextEdit *debugTextView() const { return m_debugTextView; }
 
 signals:
-    // The standard help was shown because the help document is missing.
+    // The help window was shown because no viewer opened the help document (or it is missing).
     void standardHelpShown();
 
 private:
@@ -105,6 +120,8 @@ private:
     void bindControls();
     // Enabled states that follow the manager's observable keys.
     void observedValueDidChange(const QString &key);
+    void resetProgress();
+    void showExportConfirmation(const QString &document, const VLError &error);
 
     // VLFandeckChoices, answered by the sync manager.
     bool userWantsSyncForFandeckWithID(const QString &fandeckID) override;
@@ -127,4 +144,7 @@ private:
     QPointer<QFileDialog> m_exportPanel;
     QPointer<QDialog> m_exportWindow;
     QPointer<QProgressBar> m_exportProgressBar;
+    QPointer<QMessageBox> m_exportConfirmation;
+    std::unique_ptr<VLHelpWindowController> m_helpWindow;
+    VLDesktopOpener m_opener;
 };

@@ -92,6 +92,8 @@ int main(int argc, char **argv)
     }
 
     VelmoraSyncAppDelegate delegate;
+    delegate.setStallTimeoutMilliseconds(
+        VelmoraSyncAppDelegate::stallTimeoutFromArguments(app.arguments(), delegate.stallTimeoutMilliseconds()));
     delegate.applicationDidFinishLaunching();
     QObject::connect(&instance, &VLSingleInstance::messageReceived, &delegate,
                      &VelmoraSyncAppDelegate::handleGetURLEvent);

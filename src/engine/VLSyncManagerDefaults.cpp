@@ -87,7 +87,13 @@ void VLSyncManager::setSyncSelectedFandecksOnly(bool on)
 
 QDateTime VLSyncManager::lastSyncDate() const
 {
-    return m_defaults ? m_defaults->value(kLastSyncDate).toDateTime() : QDateTime();
+    if (m_defaults)
+        return m_defaults->value(kLastSyncDate).toDateTime();
+    // Deliberately beyond the loaded settings: with the device away they are dropped, but its last
+    // sync still happened, and the stored file (named by the serial number) still says when.
+    if (m_serialNumber.isEmpty())
+        return {};
+    return VLPropertyList::readFile(pathForDeviceDefaults()).toMap().value(kLastSyncDate).toDateTime();
 }
 
 void VLSyncManager::setLastSyncDate(const QDateTime &date)

@@ -63,13 +63,14 @@ void VLExportController::receivedMeasurementsFromDeviceResponse(const KDDevicePt
         const HBColorPtr colour = match ? match->measurementColorForColorSpace(QStringLiteral("ColorInfo")) : HBColorPtr();
         const QString name = colour ? colour->attributeForKey(QStringLiteral("AudioFileName")).toString() : QString();
         // Only plain names: they become paths in the audio folder and in the export.
-        if (name.isEmpty() || !vlIsPlainPathComponent(name))
+        if (name.isEmpty() || !vlIsPlainPathComponent(name) || m_audioFileNames.contains(name))
             continue;
+        // Deliberately every note the document refers to, the ones already on the computer too:
+        // the document names "Audio/<note>" beside it, and a note left behind is a broken link.
+        m_audioFileNames << name;
         if (!QFileInfo::exists(audioFolder + QLatin1Char('/') + name))
             missing << name;
     }
-    // Only notes missing from the computer's audio folder travel with this export.
-    m_audioFileNames = missing;
     if (missing.isEmpty()) {
         exportAll();
         return;

@@ -35,6 +35,8 @@ public:
     QStringList audioFileNames() const { return m_audioFileNames; }
     // The matches read from the device for the running or last export.
     QList<KDMeasurementPtr> matches() const { return m_matches; }
+    // Where the document goes: the chosen path, or inside a folder of its name when notes travel with it.
+    QString documentPath() const;
 
     void exportToFilename(const QString &path);
     void exportAll();
@@ -55,7 +57,6 @@ private:
     };
     static void loadFandecksThenExport(const WritingJob &job, const QPointer<VLExportController> &controller);
     void sendFinishDelegateWithError(const VLError &error);
-    QString documentPath() const;
 
     QPointer<VLSyncManager> m_syncManager;
     VLExportControllerDelegate *m_delegate = nullptr;

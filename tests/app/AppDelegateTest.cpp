@@ -1,4 +1,5 @@
 #include "AppTestSupport.h"
+#include "LaunchedApp.h"
 #include "KDScriptedDevice.h"
 #include "RecordingAlerts.h"
 #include "RecordingStatusItem.h"
@@ -22,47 +23,6 @@
 #include <gtest/gtest.h>
 
 namespace {
-
-// A launched delegate with a recording status item and alerts, in a data folder of its own.
-struct LaunchedApp
-{
-    ScopedDataFolder data;
-    std::shared_ptr<RecordingStatusItem> statusItem = std::make_shared<RecordingStatusItem>();
-    std::shared_ptr<RecordingAlerts> alerts = std::make_shared<RecordingAlerts>();
-    bool online = false;
-    std::unique_ptr<VelmoraSyncAppDelegate> delegate;
-
-    explicit LaunchedApp(const QStringList &launchArguments = {})
-    {
-        VLUserDefaults::standardUserDefaults()->setArguments(QStringList{QStringLiteral("VelmoraSync")} + launchArguments);
-        VelmoraSyncAppDelegate::Platform platform;
-        platform.createStatusItem = [this] { return statusItem; };
-        platform.alerts = alerts;
-        platform.syncServiceOnline = [this] { return online; };
-        delegate = std::make_unique<VelmoraSyncAppDelegate>(platform);
-        delegate->applicationDidFinishLaunching();
-    }
-    ~LaunchedApp() { VLUserDefaults::standardUserDefaults()->setArguments({}); }
-
-    QAction *item(VLStatusMenuAction action) const { return vlMenuItemWithAction(delegate->statusItemMenu(), action); }
-    QString titleOf(VLStatusMenuAction action) const
-    {
-        delegate->updateMenu();
-        return item(action)->text();
-    }
-    // Plugs a device in and waits until the delegate has taken it.
-    void plugIn(KDScriptedDevice &device) const
-    {
-        device.plugIn();
-        EXPECT_TRUE(QTest::qWaitFor([&] { return delegate->velmoraDevice() == device.device(); }, 5000));
-    }
-    // Pulls the device and waits until the delegate has let it go; true once it has.
-    bool unplug(KDScriptedDevice &device) const
-    {
-        device.unplug();
-        return QTest::qWaitFor([&] { return !delegate->velmoraDevice(); }, 5000);
-    }
-};
 
 // A device whose answer to the first command of every run ("EndSync") is the cancelling error, so
 // that a run started in a test ends at its first step without reaching for the web service.
@@ -392,10 +352,10 @@ TEST(AppDelegate, StatusTitleAndDownloadProgress)
 
     manager->startSync();
     manager->setStatusMessage(QStringLiteral("Resetting device"));
-    EXPECT_EQ(app.statusItem->title(), QStringLiteral(" Resetting device")) << "one leading space";
+    EXPECT_EQ(app.statusItem->title(), QStringLiteral(" Step 1 of 28: Resetting device")) << "one leading space";
     manager->setIsJustGatheringPreliminaryInfo(true);
     manager->setStatusMessage(QStringLiteral("Gathering"));
-    EXPECT_EQ(app.statusItem->title(), QStringLiteral(" Resetting device")) << "gathering leaves the title";
+    EXPECT_EQ(app.statusItem->title(), QStringLiteral(" Step 1 of 28: Resetting device")) << "gathering leaves the title";
     manager->setIsJustGatheringPreliminaryInfo(false);
 
     app.delegate->syncManagerDownloadingDidBegin(manager);
@@ -445,5 +405,6 @@ TEST(AppDelegate, CleanDeviceRunsCleanThenRebootThenTheAlert)
               (QStringList{"HiddenClean", "Reboot"}));
     EXPECT_EQ(app.alerts->alerts.at(0).title, QStringLiteral("Clean Device"));
     EXPECT_EQ(app.alerts->alerts.at(0).text, QStringLiteral("Device cleaning has completed."));
+    EXPECT_EQ(app.alerts->alerts.at(0).style, VLAlertPresenter::Style::Information);
     EXPECT_TRUE(app.unplug(device));
 }

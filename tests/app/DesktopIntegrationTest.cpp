@@ -1,14 +1,18 @@
 #include "VLBundleResources.h"
+#include "VLDesktopOpener.h"
 #include "VLLoginItem.h"
 #include "VLReachability.h"
 #include "VLSingleInstance.h"
 
 #include <QFile>
+#include <QTemporaryDir>
 #include <QSignalSpy>
 #include <QTest>
 #include <QUuid>
 
 #include <gtest/gtest.h>
+
+#include <optional>
 
 namespace {
 
@@ -119,4 +123,80 @@ TEST(BundleResources, HelpDocumentAndPicturesAreBuilt)
     EXPECT_EQ(QImage(QStringLiteral(":/TINTERA_logo.png")).convertToFormat(QImage::Format_ARGB32),
               QImage(QStringLiteral(":/app/TINTERA_logo.png")).convertToFormat(QImage::Format_ARGB32));
     EXPECT_TRUE(vlPathForBundleResource(QStringLiteral("no-such-resource"), QStringLiteral("pdf")).isEmpty());
+}
+
+namespace {
+
+// Puts stand-ins for the desktop's xdg-mime and xdg-open first on PATH: xdg-mime names
+// `application` (empty: none registered), xdg-open exits with `openExit` and notes what it opened.
+class FakeXdgTools
+{
+public:
+    FakeXdgTools(const QString &application, int openExit)
+        : m_previousPath(qgetenv("PATH"))
+    {
+        write(QStringLiteral("xdg-mime"), QStringLiteral("#!/bin/sh\necho '%1'\n").arg(application));
+        write(QStringLiteral("xdg-open"),
+              QStringLiteral("#!/bin/sh\necho \"$1\" >> '%1/opened'\nexit %2\n").arg(m_folder.path()).arg(openExit));
+        qputenv("PATH", m_folder.path().toUtf8() + ':' + m_previousPath);
+    }
+    ~FakeXdgTools() { qputenv("PATH", m_previousPath); }
+    QString opened() const
+    {
+        QFile file(m_folder.filePath(QStringLiteral("opened")));
+        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()).trimmed() : QString();
+    }
+
+private:
+    void write(const QString &name, const QString &script)
+    {
+        QFile file(m_folder.filePath(name));
+        file.open(QIODevice::WriteOnly);
+        file.write(script.toUtf8());
+        file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+    }
+    QTemporaryDir m_folder;
+    QByteArray m_previousPath;
+};
+
+// Opens the file through the desktop and waits for the one answer.
+std::optional<bool> openedWithDesktop(const QString &path)
+{
+    std::optional<bool> answer;
+    int answers = 0;
+    QObject context;
+    vlOpenWithDesktop(path, &context, [&](bool opened) {
+        answer = opened;
+        ++answers;
+    });
+    EXPECT_TRUE(QTest::qWaitFor([&] { return answer.has_value(); }, 10000)) << "no answer";
+    QTest::qWait(50);
+    EXPECT_LE(answers, 1);
+    return answer;
+}
+
+} // namespace
+
+// xdg-open reports success on some desktops even when nothing opens the file, so an application
+// must be registered for the type as well.
+TEST(DesktopOpener, OpenedOnlyWhenAnApplicationIsRegisteredAndTheHelperSucceeds)
+{
+    QTemporaryDir folder;
+    const QString document = folder.filePath(QStringLiteral("help.pdf"));
+    QFile(document).open(QIODevice::WriteOnly);
+    {
+        FakeXdgTools tools(QString(), 0);
+        EXPECT_EQ(openedWithDesktop(document), std::optional<bool>(false));
+        EXPECT_TRUE(tools.opened().isEmpty()) << "nothing to open it with: the helper is not asked";
+    }
+    {
+        FakeXdgTools tools(QStringLiteral("org.gnome.Evince.desktop"), 4);
+        EXPECT_EQ(openedWithDesktop(document), std::optional<bool>(false));
+        EXPECT_EQ(tools.opened(), document);
+    }
+    {
+        FakeXdgTools tools(QStringLiteral("org.gnome.Evince.desktop"), 0);
+        EXPECT_EQ(openedWithDesktop(document), std::optional<bool>(true));
+        EXPECT_EQ(tools.opened(), document);
+    }
 }

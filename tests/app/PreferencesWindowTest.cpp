@@ -2,12 +2,16 @@
 #include "TSLogger.h"
 #include "VLFandeckTableModel.h"
 #include "VLPreferencesInfo.h"
+#include "VLHelpWindowController.h"
 #include "VLSyncWindow.h"
 #include "VelmoraSyncPreferencesWindowController.h"
 #include "ui_VelmoraSyncPreferencesWindowController.h"
 
 #include <QDesktopServices>
+#include <QDir>
 #include <QFileDialog>
+#include <QMessageBox>
+#include <QTextBrowser>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -124,11 +128,9 @@ TEST(FandeckTable, BoxesAndNamesAreLiveOnlyForSelectedOnlyOutsideASync)
     const auto check = [&](int row) { return model.index(row, VLFandeckTableModel::CheckColumn); };
     const auto name = [&](int row) { return model.index(row, VLFandeckTableModel::NameColumn); };
 
-    EXPECT_EQ(model.data(check(0), Qt::CheckStateRole).toInt(), Qt::Checked);
-    EXPECT_EQ(model.data(check(1), Qt::CheckStateRole).toInt(), Qt::Unchecked);
-
-    // Selected-only off: every box disabled, every name grey.
+    // Selected-only off: every fandeck is synced, so every box is ticked, and disabled; every name grey.
     for (int row = 0; row < 2; ++row) {
+        EXPECT_EQ(model.data(check(row), Qt::CheckStateRole).toInt(), Qt::Checked);
         EXPECT_FALSE(model.flags(check(row)) & Qt::ItemIsEnabled);
         EXPECT_EQ(model.data(name(row), Qt::ForegroundRole).value<QColor>(), QColor(Qt::lightGray));
         EXPECT_TRUE(model.flags(name(row)) & Qt::ItemIsEnabled);
@@ -141,6 +143,9 @@ TEST(FandeckTable, BoxesAndNamesAreLiveOnlyForSelectedOnlyOutsideASync)
     EXPECT_EQ(resets.size(), 1);
     EXPECT_TRUE(model.flags(check(1)) & Qt::ItemIsEnabled);
     EXPECT_EQ(model.data(name(1), Qt::ForegroundRole).value<QColor>(), QColor(Qt::black));
+    // The ticks are the user's choices now.
+    EXPECT_EQ(model.data(check(0), Qt::CheckStateRole).toInt(), Qt::Checked);
+    EXPECT_EQ(model.data(check(1), Qt::CheckStateRole).toInt(), Qt::Unchecked);
     // During a sync: disabled and grey again.
     choices.inSync = true;
     EXPECT_FALSE(model.flags(check(1)) & Qt::ItemIsEnabled);
@@ -206,27 +211,55 @@ TEST(PreferencesWindow, ClickingABoxNeverMovesTheSelection)
     controller.window()->close();
 }
 
-TEST(PreferencesWindow, HelpOpensTheDocumentOrFallsBackToStandardHelp)
+TEST(PreferencesWindow, HelpOpensTheDocumentOrShowsItsTextWhenNoViewerTakesIt)
 {
     VelmoraSyncPreferencesWindowController controller;
-    OpenedURLs opened;
-    QDesktopServices::setUrlHandler(QStringLiteral("file"), &opened, "open");
+    QStringList asked;
+    bool viewerTakesIt = true;
+    controller.setDesktopOpener([&](const QString &path, VLOpenedHandler done) {
+        asked << path;
+        done(viewerTakesIt);
+    });
     QSignalSpy fallback(&controller, &VelmoraSyncPreferencesWindowController::standardHelpShown);
-    controller.showHelp();
-    QDesktopServices::unsetUrlHandler(QStringLiteral("file"));
-
     const QString path = VelmoraSyncPreferencesWindowController::helpDocumentPath();
+
+    controller.showHelp();
     if (path.isEmpty()) {
-        // The test program does not sit beside the document: the standard help shows instead.
+        // The test program does not sit beside the document: the help window shows at once.
+        EXPECT_TRUE(asked.isEmpty());
         EXPECT_EQ(fallback.size(), 1);
-        EXPECT_TRUE(opened.urls.isEmpty());
     } else {
-        ASSERT_EQ(opened.urls.size(), 1);
-        EXPECT_EQ(opened.urls.first(), QUrl::fromLocalFile(path));
+        EXPECT_EQ(asked, QStringList{path});
         EXPECT_EQ(fallback.size(), 0);
+        EXPECT_EQ(controller.helpWindowController(), nullptr);
+        // No viewer took it (the desktop's helper failed, or none is registered): our own window.
+        viewerTakesIt = false;
+        controller.showHelp();
+        EXPECT_EQ(fallback.size(), 1);
     }
+    ASSERT_NE(controller.helpWindowController(), nullptr);
+    QDialog *help = controller.helpWindowController()->window();
+    EXPECT_TRUE(help->isVisible());
+    EXPECT_EQ(help->windowTitle(), QStringLiteral("TINTERA Sync"));
+    const QString text = controller.helpWindowController()->textView()->toPlainText();
+    EXPECT_TRUE(text.contains(QStringLiteral("TINTERA Sync Utility"))) << qPrintable(text.left(200));
+    EXPECT_TRUE(text.contains(QStringLiteral("Sync Now")));
+    help->close();
 }
 
+TEST(PreferencesWindow, TheProgressBarIsEmptyAfterADownloadAndWithoutADevice)
+{
+    VelmoraSyncPreferencesWindowController controller;
+    controller.startProgress();
+    controller.setProgressValue(100);
+    EXPECT_EQ(controller.progressValue(), 100);
+    controller.stopProgress();
+    EXPECT_EQ(controller.progressValue(), 0);
+    EXPECT_EQ(controller.ui()->progressIndicator->maximum(), 100) << "not left indeterminate";
+    controller.setProgressValue(60);
+    controller.updateInfoSectionWithDevice(KDDevicePtr());
+    EXPECT_EQ(controller.progressValue(), 0);
+}
 
 namespace {
 
@@ -343,6 +376,13 @@ TEST(PreferencesExport, TheSavePanelAllowsOnlyCxfAndACancelStartsNothing)
     EXPECT_EQ(controller.exportPanel()->nameFilters().join(QString()).count(QStringLiteral("*.")), 1);
     EXPECT_TRUE(controller.exportPanel()->nameFilters().join(QString()).contains(QStringLiteral("*.cxf")));
     EXPECT_EQ(controller.exportPanel()->defaultSuffix(), QStringLiteral("cxf"));
+    // It opens in the user's documents, with a name that says what and when.
+    EXPECT_EQ(QDir(controller.exportPanel()->directory()).absolutePath(),
+              QDir(VelmoraSyncPreferencesWindowController::exportStartFolder()).absolutePath());
+    const QString suggested = VelmoraSyncPreferencesWindowController::exportSuggestedFileName(QDate::currentDate());
+    EXPECT_EQ(suggested, QStringLiteral("TINTERA Measurements %1.cxf").arg(QDate::currentDate().toString(Qt::ISODate)));
+    EXPECT_TRUE(controller.exportPanel()->selectedFiles().value(0).endsWith(QLatin1Char('/') + suggested))
+        << qPrintable(controller.exportPanel()->selectedFiles().value(0));
 
     controller.exportPanel()->reject();
     EXPECT_FALSE(controller.exportController());
@@ -365,6 +405,12 @@ TEST(PreferencesExport, TheProgressSheetStaysUntilTheExportEnds)
     EXPECT_TRUE(controller.exportController());
     ASSERT_TRUE(QTest::qWaitFor([&] { return !controller.exportWindow() && !controller.exportController(); }, 10000));
     EXPECT_FALSE(attached.device.receivedCommandNames().filter(QStringLiteral("GetMeasurements")).isEmpty());
+    // The device had nothing to export: the end says so instead of pointing at no file.
+    ASSERT_NE(controller.exportConfirmation(), nullptr);
+    EXPECT_EQ(controller.exportConfirmation()->icon(), QMessageBox::Warning);
+    EXPECT_EQ(controller.exportConfirmation()->text(), QStringLiteral("The measurements could not be exported."));
+    EXPECT_EQ(controller.exportConfirmation()->buttons().size(), 1);
+    controller.exportConfirmation()->close();
     controller.window()->close();
     controller.setSyncManager(nullptr);
 }

@@ -30,6 +30,20 @@ public:
     void setMenu(QMenu *menu) override { m_menu = menu; }
     QMenu *menu() const override { return m_menu; }
     void setHighlightMode(bool highlight) override { highlightMode = highlight; }
+    void showMessage(const QString &title, const QString &text, bool warning, std::function<void()> onClicked) override
+    {
+        messages.append({title, text, warning});
+        messageClicked = std::move(onClicked);
+    }
+
+    struct Message
+    {
+        QString title;
+        QString text;
+        bool warning = false;
+    };
+    QList<Message> messages;
+    std::function<void()> messageClicked;
 
     QList<qint64> images;
     QStringList titles;

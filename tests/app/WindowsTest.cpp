@@ -163,6 +163,7 @@ TEST(UploadWindow, SendsTheFileWithItsFieldsThenRebootsWhenAsked)
     ASSERT_EQ(alerts->alerts.size(), 1);
     EXPECT_EQ(alerts->alerts.at(0).title, QStringLiteral("Upload file completed"));
     EXPECT_EQ(alerts->alerts.at(0).text, QStringLiteral("Upload file completed."));
+    EXPECT_EQ(alerts->alerts.at(0).style, VLAlertPresenter::Style::Information);
     const KDScriptedDevice::Received upload = attached.device.receivedCommands().last();
     EXPECT_EQ(upload.name, QStringLiteral("Upload"));
     EXPECT_EQ(upload.data, QByteArray("picture bytes"));

@@ -259,15 +259,32 @@ TEST_F(E2EFixture, UserStartedExportFetchesOneMissingNoteAndLaysOutTheFolder)
     ASSERT_TRUE(manager->errors().isEmpty());
     QTemporaryDir out;
 
-    // Every note is already on the computer: the document alone, at the chosen path.
-    ExportRecorder plain;
+    // Every note is already on the computer: they all travel with the document, in "<name>/Audio",
+    // the same bytes as the computer's copies.
+    ExportRecorder cached;
     VLExportController first(manager);
-    first.setDelegate(&plain);
-    first.exportToFilename(out.filePath("plain.cxf"));
-    ASSERT_TRUE(QTest::qWaitFor([&] { return plain.calls > 0; }, 30000));
-    EXPECT_TRUE(plain.error.isNull());
-    EXPECT_TRUE(QFileInfo::exists(out.filePath("plain.cxf")));
-    EXPECT_FALSE(QFileInfo::exists(out.filePath("plain")));
+    first.setDelegate(&cached);
+    first.exportToFilename(out.filePath("cached.cxf"));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return cached.calls > 0; }, 30000));
+    EXPECT_TRUE(cached.error.isNull());
+    EXPECT_EQ(first.documentPath(), out.filePath("cached/cached.cxf"));
+    EXPECT_TRUE(QFileInfo::exists(out.filePath("cached/cached.cxf")));
+    EXPECT_FALSE(QFileInfo::exists(out.filePath("cached.cxf")));
+    const QStringList notes = QDir(out.filePath("cached/Audio")).entryList(QDir::Files);
+    EXPECT_EQ(notes.size(), 2);
+    EXPECT_EQ(first.audioFileNames().size(), 2);
+    for (const QString &note : notes) {
+        QFile copy(out.filePath("cached/Audio/" + note));
+        QFile original(environment.dataFolder() + "/Measurements/Audio/" + note);
+        ASSERT_TRUE(copy.open(QIODevice::ReadOnly) && original.open(QIODevice::ReadOnly)) << qPrintable(note);
+        EXPECT_EQ(copy.readAll(), original.readAll()) << qPrintable(note);
+    }
+    // The document names each of them where they are.
+    QFile document(out.filePath("cached/cached.cxf"));
+    ASSERT_TRUE(document.open(QIODevice::ReadOnly));
+    const QByteArray written = document.readAll();
+    for (const QString &note : notes)
+        EXPECT_TRUE(written.contains(note.toUtf8())) << qPrintable(note);
 
     // Both notes gone from the computer: one is fetched and travels in "<name>/Audio".
     QDir(environment.dataFolder() + "/Measurements/Audio").removeRecursively();

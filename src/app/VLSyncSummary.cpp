@@ -1,0 +1,67 @@
+#include "VLSyncSummary.h"
+
+#include <QCoreApplication>
+#include <QStringList>
+
+namespace {
+
+QString tr(const char *text)
+{
+    return QCoreApplication::translate("VLSyncSummary", text);
+}
+
+// English plurals chosen here; a translation gives its own text for each of the two.
+QString counted(int n, const char *one, const char *many)
+{
+    return (n == 1 ? tr(one) : tr(many)).arg(n);
+}
+
+} // namespace
+
+QString VLSyncSummary::text() const
+{
+    QString ending;
+    if (stalled)
+        ending = tr("The sync was stopped: it made no progress.");
+    else if (cancelled)
+        ending = tr("The sync was cancelled.");
+    else if (errors > 0)
+        ending = counted(errors, "The sync finished with %1 error.", "The sync finished with %1 errors.");
+    else
+        ending = tr("The sync finished.");
+
+    QStringList changes;
+    if (downloaded > 0)
+        changes << counted(downloaded, "%1 file downloaded", "%1 files downloaded");
+    if (installed > 0)
+        changes << counted(installed, "%1 installed on the device", "%1 installed on the device");
+    if (matchesExported > 0)
+        changes << counted(matchesExported, "%1 match exported", "%1 matches exported");
+    if (changes.isEmpty())
+        return cancelled || stalled || errors > 0 ? ending : ending + QLatin1Char(' ') + tr("Everything was up to date.");
+    QString list = changes.join(QStringLiteral(", "));
+    return ending + QLatin1Char(' ') + list + QLatin1Char('.');
+}
+
+QHash<QString, QString> vlFileVersions(const VLSyncFileList &files)
+{
+    QHash<QString, QString> versions;
+    for (const VLSyncFileInfoPtr &file : files) {
+        if (!file)
+            continue;
+        const QString key = file->fileType() + QLatin1Char('/') + (file->fileID().isEmpty() ? file->SKU() : file->fileID());
+        versions.insert(key, file->versionString() + QLatin1Char('/') + QString::number(file->version()));
+    }
+    return versions;
+}
+
+int vlChangedFileCount(const QHash<QString, QString> &before, const QHash<QString, QString> &after)
+{
+    int changed = 0;
+    for (auto it = after.cbegin(); it != after.cend(); ++it) {
+        const auto was = before.constFind(it.key());
+        if (was == before.cend() || was.value() != it.value())
+            ++changed;
+    }
+    return changed;
+}

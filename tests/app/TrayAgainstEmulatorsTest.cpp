@@ -1,0 +1,122 @@
+#include "LaunchedApp.h"
+#include "TinteraDemoEnvironment.h"
+#include "VLFileDownloadManager.h"
+#include "VLSyncStallWatchdog.h"
+#include "VelmoraSyncPreferencesWindowController.h"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+// The name under "files/" of the catalog's payload for a SKU.
+QString catalogFileName(const QString &catalogFolder, const QString &sku)
+{
+    QFile index(catalogFolder + "/index.json");
+    if (!index.open(QIODevice::ReadOnly))
+        return {};
+    for (const QJsonValue &record : QJsonDocument::fromJson(index.readAll()).object().value("files").toArray()) {
+        if (record.toObject().value("SKU").toString() == sku)
+            return record.toObject().value("FileURL").toString().section('/', -1);
+    }
+    return {};
+}
+
+// Runs "Sync Now" once the first look at the device is over, and waits for the end of that sync.
+bool syncNowToTheEnd(LaunchedApp &app, VLSyncManager *manager)
+{
+    if (!QTest::qWaitFor([&] { return manager->canStartSync(); }, 60000))
+        return false;
+    const qsizetype notes = app.notifier->notes.size();
+    app.delegate->syncNow();
+    return QTest::qWaitFor([&] { return !manager->isInSync() && app.notifier->notes.size() > notes; }, 120000);
+}
+
+} // namespace
+
+// The tray application against the emulated device and service: a fandeck the service refuses
+// holds the download step until the stall watchdog ends the run with an error; served again, the
+// next sync brings it and says so; a user export ends with its confirmation.
+TEST(TrayAgainstEmulators, ARefusedFandeckStallsIntoAnErrorAndTheNextSyncSaysWhatItBrought)
+{
+    TinteraDemoEnvironment environment;
+    TinteraDemoEnvironment::Options options;
+    options.rebootMilliseconds = 0;
+    VLError error;
+    ASSERT_TRUE(environment.start(options, &error)) << qPrintable(error.description());
+    const QString refused = catalogFileName(environment.catalogFolder(), "VLM-FD-ACCENT");
+    ASSERT_FALSE(refused.isEmpty());
+    ASSERT_TRUE(environment.cloudsimControl("fault?target=files/" + refused + "&http=500", nullptr, &error))
+        << qPrintable(error.description());
+    {
+        LaunchedApp app({}, 2000);
+        app.online = true;
+        ASSERT_TRUE(QTest::qWaitFor([&] { return app.delegate->syncManager() != nullptr; }, 20000));
+        VLSyncManager *manager = app.delegate->syncManager();
+
+        ASSERT_TRUE(syncNowToTheEnd(app, manager));
+        const QList<VLError> errors = manager->errors();
+        ASSERT_FALSE(errors.isEmpty());
+        EXPECT_EQ(errors.last().code(), VLSyncStallWatchdog::stallErrorCode);
+        EXPECT_TRUE(errors.last().localizedDescription().contains("at step 19")) << qPrintable(errors.last().localizedDescription());
+        // The refused download no longer waits in the queue.
+        ASSERT_NE(manager->downloadManager(), nullptr);
+        EXPECT_EQ(manager->downloadManager()->currentDownload(), nullptr);
+        EXPECT_TRUE(app.notifier->notes.last().text.startsWith("The sync was stopped: it made no progress."))
+            << qPrintable(app.notifier->notes.last().text);
+        EXPECT_TRUE(app.notifier->actionKeys().contains("details"));
+        EXPECT_FALSE(manager->lastSyncDate().isValid());
+
+        // Served again: the next sync brings the fandeck and tells what it did.
+        ASSERT_TRUE(environment.cloudsimControl("clear", nullptr, &error));
+        ASSERT_TRUE(syncNowToTheEnd(app, manager));
+        for (const VLError &e : manager->errors())
+            ADD_FAILURE() << qPrintable(e.description());
+        const RecordingNotifier::Note done = app.notifier->notes.last();
+        EXPECT_FALSE(done.warning);
+        EXPECT_TRUE(done.text.startsWith("The sync finished. ")) << qPrintable(done.text);
+        // The refused fandeck and the ones queued behind it.
+        EXPECT_TRUE(done.text.contains(QRegularExpression("[1-5] files? downloaded"))) << qPrintable(done.text);
+        EXPECT_TRUE(done.text.contains(QRegularExpression("\\d+ match(es)? exported"))) << qPrintable(done.text);
+        EXPECT_EQ(app.delegate->lastSyncSummary().matchesExported, 3);
+        EXPECT_EQ(app.notifier->actionKeys(), QStringList{"show-measurements"});
+        app.notifier->handler("show-measurements");
+        ASSERT_FALSE(app.opened.isEmpty());
+        EXPECT_EQ(app.opened.last(), manager->pathForGlobalAutoSyncMatchesFolder());
+        EXPECT_TRUE(QFileInfo::exists(app.opened.last() + "/LastMeasurements.cxf"));
+
+        // A user export: its notes travel beside the document, and the confirmation shows the folder.
+        VelmoraSyncPreferencesWindowController *prefs = app.delegate->prefsWindowController();
+        QStringList shownFolders;
+        prefs->setDesktopOpener([&](const QString &path, VLOpenedHandler opened) {
+            shownFolders << path;
+            opened(true);
+        });
+        QTemporaryDir out;
+        prefs->exportPanelDidEnd(out.filePath("Mine.cxf"), QDialog::Accepted);
+        ASSERT_TRUE(QTest::qWaitFor([&] { return prefs->exportConfirmation() != nullptr; }, 30000));
+        QMessageBox *confirmation = prefs->exportConfirmation();
+        EXPECT_EQ(confirmation->icon(), QMessageBox::Information);
+        EXPECT_EQ(confirmation->windowTitle(), "TINTERA Sync");
+        EXPECT_EQ(confirmation->informativeText(), QDir::toNativeSeparators(out.filePath("Mine/Mine.cxf")));
+        EXPECT_FALSE(QDir(out.filePath("Mine/Audio")).entryList(QDir::Files).isEmpty());
+        QAbstractButton *showInFolder = nullptr;
+        for (QAbstractButton *button : confirmation->buttons()) {
+            if (button->text() == "Show in Folder")
+                showInFolder = button;
+        }
+        ASSERT_NE(showInFolder, nullptr);
+        showInFolder->click();
+        EXPECT_EQ(shownFolders, QStringList{out.filePath("Mine")});
+    }
+    environment.stop();
+}

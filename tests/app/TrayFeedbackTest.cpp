@@ -1,0 +1,280 @@
+#include "AppTestSupport.h"
+#include "LaunchedApp.h"
+#include "VLDebugWindowController.h"
+#include "VLErrorWindowController.h"
+#include "VLHelpWindowController.h"
+#include "VLProgressStatusItem.h"
+#include "VLSyncStallWatchdog.h"
+#include "VLSyncWindow.h"
+#include "VLSyncSummary.h"
+#include "VLUploadFileWindowController.h"
+#include "VelmoraSyncPreferencesWindowController.h"
+#include "ui_VelmoraSyncPreferencesWindowController.h"
+
+#include <QApplication>
+#include <QDialog>
+#include <QMessageBox>
+#include <QTableView>
+#include <QTimer>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+namespace {
+
+// A device that takes the first command of every run ("EndSync") and never answers it: the run
+// waits at step 1 until something ends it.
+void holdRunsAtTheFirstStep(KDScriptedDevice &device)
+{
+    device.setReply(QStringLiteral("EndSync"), KDScriptedDevice::Reply{.noAnswer = true});
+}
+
+QStringList errorWindowRows(VLErrorWindowController *controller)
+{
+    QStringList rows;
+    for (int row = 0; row < controller->numberOfRowsInTableView(); ++row)
+        rows << controller->objectValueForRow(row);
+    return rows;
+}
+
+} // namespace
+
+TEST(TrayProgress, TheTitleCountsStepsAndShowsTheDownloadsShare)
+{
+    EXPECT_EQ(VelmoraSyncAppDelegate::syncProgressTitle(19, QStringLiteral("Downloading Accent..."), 0.456),
+              QStringLiteral(" Step 19 of 28: Downloading Accent... 45%"));
+    EXPECT_EQ(VelmoraSyncAppDelegate::syncProgressTitle(8, QStringLiteral("Starting sync..."), -1),
+              QStringLiteral(" Step 8 of 28: Starting sync..."));
+    // A length the service did not give: no share rather than a made-up one.
+    EXPECT_EQ(VelmoraSyncAppDelegate::syncProgressTitle(19, QStringLiteral("Downloading"), std::nan("")),
+              QStringLiteral(" Step 19 of 28: Downloading"));
+    EXPECT_EQ(VelmoraSyncAppDelegate::syncProgressTitle(19, QStringLiteral("Downloading"), 7.0),
+              QStringLiteral(" Step 19 of 28: Downloading 100%"));
+    EXPECT_EQ(VelmoraSyncAppDelegate::syncProgressTitle(1, QString(), -1), QStringLiteral(" Step 1 of 28"));
+}
+
+TEST(TrayProgress, DownloadUpdatesReachTheTitleOncePerPercent)
+{
+    LaunchedApp app;
+    KDScriptedDevice device(freshSerial(), deviceAttributes());
+    holdRunsAtTheFirstStep(device);
+    app.plugIn(device);
+    VLSyncManager *manager = app.delegate->syncManager();
+    ASSERT_NE(manager, nullptr);
+    manager->startSync();
+    EXPECT_EQ(app.statusItem->title(), QStringLiteral(" Step 1 of 28"));
+    manager->setStatusMessage(QStringLiteral("Downloading Accent..."));
+    app.delegate->syncManagerDownloadingDidBegin(manager);
+    const qsizetype before = app.statusItem->titles.size();
+    for (double amount : {0.101, 0.102, 0.109, 0.25})
+        app.delegate->syncManagerDownloadDidUpdateAmount(manager, amount);
+    EXPECT_EQ(app.statusItem->titles.mid(before),
+              (QStringList{" Step 1 of 28: Downloading Accent... 10%", " Step 1 of 28: Downloading Accent... 25%"}));
+    // Once the download is over the share goes, and the preferences' bar is empty again.
+    app.delegate->syncManagerDownloadingDidFinish(manager);
+    EXPECT_EQ(app.statusItem->title(), QStringLiteral(" Step 1 of 28: Downloading Accent..."));
+    EXPECT_EQ(app.delegate->prefsWindowController()->progressValue(), 0);
+    app.delegate->cancelSync();
+    ASSERT_TRUE(app.unplug(device));
+}
+
+TEST(TrayCancel, CancelSyncEndsAWaitingRunAndShowsOnlyWhileOneRuns)
+{
+    LaunchedApp app;
+    KDScriptedDevice device(freshSerial(), deviceAttributes());
+    holdRunsAtTheFirstStep(device);
+    app.plugIn(device);
+    VLSyncManager *manager = app.delegate->syncManager();
+    ASSERT_NE(manager, nullptr);
+    app.delegate->updateMenu();
+    EXPECT_FALSE(app.item(VLStatusMenuAction::CancelSync)->isVisible());
+
+    app.item(VLStatusMenuAction::SyncNow)->trigger();
+    ASSERT_TRUE(manager->isInSync());
+    app.delegate->updateMenu();
+    EXPECT_TRUE(app.item(VLStatusMenuAction::CancelSync)->isVisible());
+    EXPECT_TRUE(app.item(VLStatusMenuAction::CancelSync)->isEnabled());
+    EXPECT_EQ(app.item(VLStatusMenuAction::CancelSync)->text(), QStringLiteral("Cancel Sync"));
+    QTest::qWait(200); // the run waits for an answer that never comes
+
+    app.item(VLStatusMenuAction::CancelSync)->trigger();
+    EXPECT_FALSE(manager->isInSync());
+    EXPECT_FALSE(manager->isCancellingSync());
+    EXPECT_TRUE(manager->canStartSync());
+    EXPECT_FALSE(app.delegate->progressStatusItem()->isAnimating());
+    EXPECT_TRUE(app.statusItem->title().isEmpty());
+    app.delegate->updateMenu();
+    EXPECT_FALSE(app.item(VLStatusMenuAction::CancelSync)->isVisible());
+    EXPECT_TRUE(app.item(VLStatusMenuAction::SyncNow)->isEnabled());
+
+    // The end is told once, as a cancel, with nothing to show and no alert.
+    ASSERT_EQ(app.notifier->notes.size(), 1);
+    EXPECT_EQ(app.notifier->notes.at(0).title, QStringLiteral("TINTERA Sync"));
+    EXPECT_EQ(app.notifier->notes.at(0).text, QStringLiteral("The sync was cancelled."));
+    EXPECT_TRUE(app.notifier->notes.at(0).warning);
+    EXPECT_TRUE(app.notifier->actionKeys().isEmpty());
+    EXPECT_TRUE(app.alerts->alerts.isEmpty());
+    QTest::qWait(100);
+    EXPECT_EQ(app.notifier->notes.size(), 1);
+    ASSERT_TRUE(app.unplug(device));
+}
+
+TEST(TrayStall, AWaitWithoutProgressEndsAsAnErrorThatDetailsListsInTheErrorWindow)
+{
+    LaunchedApp app({}, 1000);
+    app.alerts->chooseDetails = true;
+    KDScriptedDevice device(freshSerial(), deviceAttributes());
+    holdRunsAtTheFirstStep(device);
+    app.plugIn(device);
+    VLSyncManager *manager = app.delegate->syncManager();
+    ASSERT_NE(manager, nullptr);
+    EXPECT_EQ(app.delegate->stallWatchdog()->timeoutMilliseconds(), 1000);
+
+    manager->startSync();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !manager->isInSync(); }, 20000)) << "the stalled run never ended";
+    ASSERT_EQ(manager->errors().size(), 1);
+    const VLError stall = manager->errors().first();
+    EXPECT_EQ(stall.code(), VLSyncStallWatchdog::stallErrorCode);
+    EXPECT_TRUE(stall.localizedDescription().startsWith(QStringLiteral("No progress for 1 s at step 1")))
+        << qPrintable(stall.localizedDescription());
+
+    // The alert names the cause; its "Details..." opens the error window with every error.
+    ASSERT_EQ(app.alerts->alerts.size(), 1);
+    EXPECT_EQ(app.alerts->alerts.at(0).title, QStringLiteral("TINTERA Sync Error"));
+    EXPECT_EQ(app.alerts->alerts.at(0).text,
+              QStringLiteral("There were errors during sync. Please sync again in order to fix these errors."));
+    EXPECT_TRUE(app.alerts->alerts.at(0).details.startsWith(QStringLiteral("Error code -1001, No progress for 1 s")));
+    EXPECT_EQ(app.alerts->alerts.at(0).detailsButton, QStringLiteral("Details..."));
+    ASSERT_EQ(app.alerts->modalWindows.size(), 1);
+    EXPECT_EQ(app.alerts->modalWindows.at(0), app.delegate->errorWindowController()->window());
+    EXPECT_EQ(errorWindowRows(app.delegate->errorWindowController()),
+              QStringList{VLErrorWindowController::textForError(stall)});
+
+    // The notification says the run was stopped and offers the same details.
+    ASSERT_EQ(app.notifier->notes.size(), 1);
+    EXPECT_EQ(app.notifier->notes.at(0).text, QStringLiteral("The sync was stopped: it made no progress."));
+    EXPECT_TRUE(app.notifier->notes.at(0).warning);
+    ASSERT_TRUE(app.notifier->actionKeys().contains(QStringLiteral("details")));
+    app.notifier->handler(QStringLiteral("details"));
+    EXPECT_EQ(app.alerts->modalWindows.size(), 2);
+
+    // Progress keeps the watchdog quiet: a run that moves is not stopped.
+    QTest::qWait(300);
+    EXPECT_EQ(manager->errors().size(), 1);
+    ASSERT_TRUE(app.unplug(device));
+}
+
+TEST(TrayNotification, WithoutANotificationServiceTheTraysOwnMessageSaysItAndItsClickOpensTheDetails)
+{
+    LaunchedApp app;
+    app.notifier->available = false;
+    KDScriptedDevice device(freshSerial(), deviceAttributes());
+    // The first command is answered with the cancelling error: one collected error, a cancelled run.
+    device.setReply(QStringLiteral("EndSync"),
+                    KDScriptedDevice::Reply{.error = VLError(QStringLiteral("SyncManager"), -1024, QStringLiteral("stop")),
+                                            .delay = 20});
+    app.plugIn(device);
+    VLSyncManager *manager = app.delegate->syncManager();
+    ASSERT_NE(manager, nullptr);
+    manager->startSync();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !manager->isInSync(); }, 5000));
+    ASSERT_EQ(app.statusItem->messages.size(), 1);
+    EXPECT_EQ(app.statusItem->messages.at(0).title, QStringLiteral("TINTERA Sync"));
+    EXPECT_EQ(app.statusItem->messages.at(0).text, QStringLiteral("The sync was cancelled."));
+    EXPECT_TRUE(app.statusItem->messages.at(0).warning);
+    ASSERT_TRUE(app.statusItem->messageClicked);
+    const qsizetype windows = app.alerts->modalWindows.size();
+    app.statusItem->messageClicked();
+    ASSERT_EQ(app.alerts->modalWindows.size(), windows + 1);
+    EXPECT_EQ(errorWindowRows(app.delegate->errorWindowController()).value(0), QStringLiteral("Error code -1024, stop"));
+    ASSERT_TRUE(app.unplug(device));
+}
+
+TEST(TraySummary, TheEndTellsWhatChanged)
+{
+    VLSyncSummary clean;
+    EXPECT_EQ(clean.text(), QStringLiteral("The sync finished. Everything was up to date."));
+    VLSyncSummary busy;
+    busy.downloaded = 5;
+    busy.installed = 1;
+    busy.matchesExported = 3;
+    EXPECT_EQ(busy.text(), QStringLiteral("The sync finished. 5 files downloaded, 1 installed on the device, 3 matches exported."));
+    VLSyncSummary failed;
+    failed.errors = 2;
+    failed.matchesExported = 1;
+    EXPECT_EQ(failed.text(), QStringLiteral("The sync finished with 2 errors. 1 match exported."));
+    failed.errors = 1;
+    failed.matchesExported = 0;
+    EXPECT_EQ(failed.text(), QStringLiteral("The sync finished with 1 error."));
+
+    // New files and new versions count; files that stayed, or went, do not.
+    const auto file = [](const char *id, const char *version) {
+        return VLSyncFileInfo::initWithDictionary({{VLSyncFileInfoFileType, QStringLiteral("Fandeck")},
+                                                   {VLSyncFileInfoFileID, QString::fromLatin1(id)},
+                                                   {VLSyncFileInfoVersionString, QString::fromLatin1(version)}});
+    };
+    const auto before = vlFileVersions({file("A", "1.0"), file("B", "1.0"), file("C", "1.0")});
+    const auto after = vlFileVersions({file("A", "1.0"), file("B", "2.0"), file("D", "1.0")});
+    EXPECT_EQ(vlChangedFileCount(before, after), 2);
+    EXPECT_EQ(vlChangedFileCount(after, after), 0);
+}
+
+TEST(TrayMenu, LastSyncStaysAfterTheDeviceIsUnplugged)
+{
+    LaunchedApp app;
+    KDScriptedDevice device(freshSerial(), deviceAttributes());
+    app.plugIn(device);
+    VLSyncManager *manager = app.delegate->syncManager();
+    ASSERT_NE(manager, nullptr);
+    manager->setLastSyncDate(QDateTime(QDate(2026, 11, 24), QTime(9, 15)));
+    const QString shown = app.titleOf(VLStatusMenuAction::LastSyncDateNoop);
+    EXPECT_TRUE(shown.contains(QStringLiteral("2026"))) << qPrintable(shown);
+    ASSERT_TRUE(app.unplug(device));
+    EXPECT_EQ(app.titleOf(VLStatusMenuAction::LastSyncDateNoop), shown);
+    EXPECT_EQ(app.titleOf(VLStatusMenuAction::SyncNow), QStringLiteral("Device not found"));
+
+    // The preferences say it too, beside the missing device.
+    VelmoraSyncPreferencesWindowController *prefs = app.delegate->prefsWindowController();
+    prefs->updateInfoSectionWithDevice(KDDevicePtr());
+    EXPECT_EQ(prefs->ui()->statusTextField->text(),
+              QStringLiteral("Status: No device connected. Last Sync: ") + manager->lastSyncDateString());
+}
+
+TEST(TrayWindows, SuccessIsInformationAndEveryWindowIsTitledTINTERASync)
+{
+    // The platform's own error presentation, as the user meets it.
+    VLMessageBoxAlertPresenter presenter;
+    QString presentedTitle;
+    QMessageBox::Icon presentedIcon = QMessageBox::NoIcon;
+    QTimer::singleShot(0, [&] {
+        if (auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget())) {
+            presentedTitle = box->windowTitle();
+            presentedIcon = box->icon();
+            box->accept();
+        }
+    });
+    presenter.presentError(VLError(QStringLiteral("SyncManager"), 7, QStringLiteral("broken")));
+    EXPECT_EQ(presentedTitle, QStringLiteral("TINTERA Sync"));
+    EXPECT_EQ(presentedIcon, QMessageBox::Critical);
+    QTimer::singleShot(0, [&] {
+        if (auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget())) {
+            presentedTitle = box->windowTitle();
+            presentedIcon = box->icon();
+            box->accept();
+        }
+    });
+    presenter.runModalAlert(QStringLiteral("Clean Device"), QStringLiteral("Device cleaning has completed."),
+                            QStringLiteral("OK"), VLAlertPresenter::Style::Information);
+    EXPECT_EQ(presentedTitle, QStringLiteral("TINTERA Sync"));
+    EXPECT_EQ(presentedIcon, QMessageBox::Information);
+
+    VLErrorWindowController errors;
+    VLDebugWindowController debug;
+    VLUploadFileWindowController upload;
+    VLHelpWindowController help;
+    VelmoraSyncPreferencesWindowController prefs;
+    const QList<QWidget *> windows{errors.window(), debug.window(), upload.window(), help.window(), prefs.window()};
+    for (QWidget *window : windows)
+        EXPECT_EQ(window->windowTitle(), QStringLiteral("TINTERA Sync")) << qPrintable(window->objectName());
+}
