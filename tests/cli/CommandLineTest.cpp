@@ -221,11 +221,13 @@ TEST_F(TinteraAgainstEmulators, ExportNeedsTheFandecksThenShipsTheMissingNoteAnd
     EXPECT_FALSE(QFile::exists(out.filePath("early.cxf")));
 
     ASSERT_EQ(runTintera({"sync"}).exitCode, 0);
-    // Notes already on the computer are not shipped: the document goes exactly where asked.
+    // Notes already on the computer travel too: the document goes into a folder of its name, with
+    // every note it refers to beside it.
     const TinteraRun plain = runTintera({"export", out.filePath("plain.cxf")});
     EXPECT_EQ(plain.exitCode, 0) << qPrintable(plain.err);
-    EXPECT_TRUE(QFile::exists(out.filePath("plain.cxf")));
-    EXPECT_FALSE(QFileInfo::exists(out.filePath("plain")));
+    EXPECT_TRUE(QFile::exists(out.filePath("plain/plain.cxf")));
+    EXPECT_FALSE(QFileInfo::exists(out.filePath("plain.cxf")));
+    EXPECT_EQ(QDir(out.filePath("plain/Audio")).entryList(QDir::Files).size(), 2);
     EXPECT_TRUE(plain.out.contains("Front door"));
     EXPECT_TRUE(plain.out.contains("Exported 3 of 3 match(es)"));
 

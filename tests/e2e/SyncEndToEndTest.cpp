@@ -326,11 +326,12 @@ TEST_F(E2EFixture, ClosingTheExportSheetMidExportIsSafeAndTheSyncsExportRunsBesi
     delete controller;
     ASSERT_TRUE(runFullSync());
     EXPECT_TRUE(manager->errors().isEmpty());
-    ASSERT_TRUE(QTest::qWaitFor([&] { return QFileInfo::exists(out.filePath("closed.cxf")); }, 30000));
+    // The notes travel with the document, so it goes into a folder of its name.
+    ASSERT_TRUE(QTest::qWaitFor([&] { return QFileInfo::exists(out.filePath("closed/closed.cxf")); }, 30000));
     QTest::qWait(200);
     EXPECT_EQ(recorder.calls, 0); // no one is left to tell
     VLError error;
-    const HBColorDocumentPtr document = HBColorDocument::initWithFile(out.filePath("closed.cxf"), nullptr, &error);
+    const HBColorDocumentPtr document = HBColorDocument::initWithFile(out.filePath("closed/closed.cxf"), nullptr, &error);
     ASSERT_TRUE(document) << qPrintable(error.description());
     EXPECT_EQ(document->colors().size(), 3);
     EXPECT_TRUE(QFileInfo::exists(environment.dataFolder() + "/Measurements/LastMeasurements.cxf"));
