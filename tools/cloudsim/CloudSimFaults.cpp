@@ -42,6 +42,8 @@ QString CloudSimFault::description() const
         parts << QStringLiteral("message=%1").arg(message);
     if (delayMilliseconds)
         parts << QStringLiteral("delay=%1").arg(delayMilliseconds);
+    if (pauseAt)
+        parts << QStringLiteral("pauseat=%1").arg(*pauseAt);
     if (cutAfter)
         parts << QStringLiteral("cut=%1").arg(*cutAfter);
     if (drop)
@@ -86,6 +88,10 @@ std::optional<CloudSimFault> cloudSimFaultFromItems(const QMap<QString, QString>
             if (!isNumber || number < 0 || number > 600000)
                 return bad();
             fault.delayMilliseconds = int(number);
+        } else if (key == QLatin1String("pauseat")) {
+            if (!isNumber || number < 0)
+                return bad();
+            fault.pauseAt = number;
         } else if (key == QLatin1String("cut")) {
             if (!isNumber || number < 0)
                 return bad();

@@ -14,6 +14,8 @@ struct CloudSimFault
     std::optional<qint64> statusCode;   // "statuscode": a reply carrying only this "StatusCode"...
     QString message;                    // "message": ...and this "StatusMessage"
     int delayMilliseconds = 0;          // "delay": wait before answering
+    std::optional<qint64> pauseAt;      // "pauseat": a file's body stops after this many bytes for
+                                        // the "delay" instead (a transfer caught in the middle)
     std::optional<qint64> cutAfter;     // "cut": send the headers and this many body bytes, then close
     bool drop = false;                  // "drop": send the headers, then close without a body
     QString filename;                   // "filename": propose this name (Content-Disposition)

@@ -403,7 +403,7 @@ void CloudSimServer::handleFile(const QString &name, const httplib::Request &req
             ++m_fileStats[name].requests;
     }
     const std::optional<CloudSimFault> fault = m_faults.take({QStringLiteral("files/") + name, QStringLiteral("files")});
-    if (fault && fault->delayMilliseconds > 0)
+    if (fault && fault->delayMilliseconds > 0 && !fault->pauseAt)
         std::this_thread::sleep_for(std::chrono::milliseconds(fault->delayMilliseconds));
 
     const QFileInfo info(path);
@@ -460,10 +460,18 @@ void CloudSimServer::handleFile(const QString &name, const httplib::Request &req
     const qint64 length = range.last - range.first + 1;
     const qint64 limit = fault && fault->drop ? 0 : (fault && fault->cutAfter ? std::min(*fault->cutAfter, length) : length);
     const qint64 start = range.first;
-    auto provide = [this, file, name, start, limit](size_t offset, size_t wanted, httplib::DataSink &sink) {
+    const qint64 pauseAt = fault && fault->pauseAt ? *fault->pauseAt : -1;
+    const int pauseMilliseconds = fault ? fault->delayMilliseconds : 0;
+    auto provide = [this, file, name, start, limit, pauseAt, pauseMilliseconds](size_t offset, size_t wanted,
+                                                                                 httplib::DataSink &sink) {
         if (qint64(offset) >= limit)
             return false; // the fault: close the connection here
-        std::string buffer(std::min<size_t>({wanted, kChunkBytes, size_t(limit - qint64(offset))}), '\0');
+        if (qint64(offset) == pauseAt && pauseMilliseconds > 0)
+            std::this_thread::sleep_for(std::chrono::milliseconds(pauseMilliseconds));
+        size_t chunk = std::min<size_t>({wanted, kChunkBytes, size_t(limit - qint64(offset))});
+        if (qint64(offset) < pauseAt)
+            chunk = std::min<size_t>(chunk, size_t(pauseAt - qint64(offset)));
+        std::string buffer(chunk, '\0');
         const ssize_t got = ::pread(*file, buffer.data(), buffer.size(), off_t(start + qint64(offset)));
         if (got > 0)
             m_link.send(got);

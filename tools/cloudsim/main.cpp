@@ -53,6 +53,7 @@ int main(int argc, char **argv)
         "          body=html|notxml|empty   a body that is not the XML reply\n"
         "          statuscode=N,message=TEXT   a reply with only this StatusCode and StatusMessage\n"
         "          delay=MS          wait before answering\n"
+        "          pauseat=N         (files) stop after N body bytes for the delay, then go on\n"
         "          cut=N             send N body bytes, then close the connection\n"
         "          drop              send the headers, then close the connection\n"
         "          filename=NAME     propose NAME as the file name (Content-Disposition)\n"
