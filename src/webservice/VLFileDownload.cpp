@@ -12,10 +12,15 @@
 #include <QNetworkReply>
 #include <QRegularExpression>
 
+#include <filesystem>
+
 namespace {
 
 const QString kTokenURLKey = QStringLiteral("URL");
 const QString kTokenValidatorKey = QStringLiteral("ETag");
+
+// Bodies from this size on keep their resume token on disk from the start.
+constexpr qint64 kResumeFromStartBytes = 256 * 1024;
 
 // Bytes read from the network are written at once; the transfer never holds more than this.
 constexpr qint64 kReadBufferBytes = 1024 * 1024;
@@ -132,7 +137,8 @@ void VLFileDownload::start()
         return;
     m_lastError = {};
     if (!m_URL.isEmpty()) {
-        startTransfer(m_URL, -1, {});
+        if (!resumeFromWorkFolder())
+            startTransfer(m_URL, -1, {});
         return;
     }
     const QVariantMap token = VLPropertyList::fromData(m_resumeData).toMap();
@@ -160,6 +166,28 @@ void VLFileDownload::start()
         return;
     }
     startTransfer(url, m_file->size(), token.value(kTokenValidatorKey).toString().toLatin1());
+}
+
+// A download of the same URL that stopped short, even in a process that was killed, left its work
+// folder with the partial file and the resume token: the transfer goes on from the bytes on disk
+// instead of fetching them again.
+bool VLFileDownload::resumeFromWorkFolder()
+{
+    if (m_downloadPackagePath.isEmpty() || !QFileInfo(m_downloadPackagePath).isDir())
+        return false;
+    const VLFileDownload package(m_downloadPackagePath);
+    const QVariantMap token = VLPropertyList::fromData(package.m_resumeData).toMap();
+    if (!package.m_packageError.isNull() || QUrl(token.value(kTokenURLKey).toString()) != m_URL)
+        return false;
+    auto partial = std::make_unique<QFile>(package.m_destinationFilename);
+    if (partial->size() <= 0 || !partial->open(QIODevice::ReadWrite))
+        return false;
+    m_suggestedFilename = package.m_suggestedFilename;
+    m_destinationFilename = package.m_destinationFilename;
+    m_resumeData = package.m_resumeData;
+    m_file = std::move(partial);
+    startTransfer(m_URL, m_file->size(), token.value(kTokenValidatorKey).toString().toLatin1());
+    return true;
 }
 
 void VLFileDownload::startTransfer(const QUrl &url, qint64 offset, const QByteArray &validator)
@@ -297,6 +325,10 @@ void VLFileDownload::handleResponse()
         }
         if (!decideDestination(proposedFilename()))
             return;
+        // A large body is worth resuming even after the process was killed in the middle, when
+        // no resume files could be written: for those the token goes to disk before the body.
+        if (m_contentLength >= kResumeFromStartBytes)
+            writeResumeFiles();
     }
     if (auto *delegate = m_delegate.get())
         delegate->fileDownloadProgressDidUpdate(this);
@@ -398,8 +430,20 @@ void VLFileDownload::finishDownload()
     m_lastError = {};
     dropTransfer();
     const QString finalPath = QDir(m_destinationFolder).filePath(m_suggestedFilename);
-    // An existing file of that name is left alone; the new one goes with the work folder.
-    QFile::rename(m_destinationFilename, finalPath);
+    // Deliberately a replacing move: a stale file of the same name (left by an earlier run that
+    // never installed it) would otherwise make every new download of that name vanish with its
+    // work folder. The rename takes the old file's place in one step, so the name never refers to
+    // a half-written file.
+    std::error_code moveError;
+    std::filesystem::rename(m_destinationFilename.toStdString(), finalPath.toStdString(), moveError);
+    if (moveError) {
+        m_lastError = vlURLError(VLURLErrorCannotMoveFile,
+                                 tr("The downloaded file cannot be moved to \"%1\": %2")
+                                     .arg(finalPath, QString::fromStdString(moveError.message())));
+        if (auto *delegate = m_delegate.get())
+            delegate->fileDownloadDidFailWithError(this, m_lastError);
+        return;
+    }
     QDir(m_downloadPackagePath).removeRecursively();
     if (auto *delegate = m_delegate.get())
         delegate->fileDownloadDidFinish(this);

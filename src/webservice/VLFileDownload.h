@@ -80,6 +80,7 @@ public:
     static QString nameWithoutExtension(const QString &name);
 
 private:
+    bool resumeFromWorkFolder();
     void startTransfer(const QUrl &url, qint64 offset, const QByteArray &validator);
     void reportBegin();
     void handleResponse();

@@ -6,6 +6,8 @@
 #include <QPointer>
 #include <QThread>
 
+#include <algorithm>
+
 VLFileDownloadManager::VLFileDownloadManager() = default;
 
 VLFileDownloadManager::~VLFileDownloadManager()
@@ -24,7 +26,18 @@ void VLFileDownloadManager::addDownload(const VLFileDownloadPtr &download)
         download->moveToThread(thread());
     {
         QMutexLocker locker(&m_lock);
-        _filesToDownload.append(download);
+        // One entry per file: a list paused with downloads still waiting (a cancelled sync) and
+        // filled again with the same files keeps each once, with the newest request's data. The
+        // file already under way is not asked for a second time.
+        const auto sameFile = [&download](const VLFileDownloadPtr &queued) {
+            return queued->URL() == download->URL() && queued->destinationFolder() == download->destinationFolder()
+                && !download->URL().isEmpty();
+        };
+        const auto waiting = std::find_if(_filesToDownload.begin(), _filesToDownload.end(), sameFile);
+        if (waiting == _filesToDownload.end())
+            _filesToDownload.append(download);
+        else if (*waiting != m_currentDownload)
+            *waiting = download;
     }
     if (QThread::currentThread() == thread())
         _pingQueue();

@@ -28,6 +28,7 @@ enum VLURLErrorCode : qint64 {
     VLURLErrorCannotCreateFile = -3000,
     VLURLErrorCannotOpenFile = -3001,
     VLURLErrorCannotWriteToFile = -3003,
+    VLURLErrorCannotMoveFile = -3005,
 };
 
 // userInfo keys of transport errors.

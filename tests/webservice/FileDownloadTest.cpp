@@ -381,3 +381,73 @@ TEST_F(FileDownloadTest, PausingADownloadSendsNothingMoreAndReleasingTheManagerS
     EXPECT_EQ(delegate.events.count("completeAll"), 1);
     EXPECT_FALSE(QFileInfo::exists(QDir(destination).filePath("slow.bin")));
 }
+
+TEST_F(FileDownloadTest, AFinishedDownloadTakesThePlaceOfAStaleFileOfTheSameName)
+{
+    serve({{"deck.cxf", randomBytes(40000, 12)}});
+    QDir().mkpath(destination);
+    QFile stale(QDir(destination).filePath("deck.cxf"));
+    ASSERT_TRUE(stale.open(QIODevice::WriteOnly));
+    stale.write("left over by an earlier run");
+    stale.close();
+    for (int round = 0; round < 2; ++round) {
+        RecordingDownloadDelegate delegate;
+        const VLFileDownloadPtr file = download("deck.cxf");
+        file->setDelegate(&delegate);
+        file->start();
+        ASSERT_TRUE(waitFor([&] { return delegate.ended(); }));
+        EXPECT_EQ(delegate.events, (QStringList{"begin", "finish"}));
+        EXPECT_EQ(readFile(QDir(destination).filePath("deck.cxf")), payloads["deck.cxf"]) << round;
+        EXPECT_FALSE(QFileInfo::exists(package("deck.cxf")));
+    }
+}
+
+TEST_F(FileDownloadTest, ALargeDownloadOfAKilledProcessGoesOnFromTheBytesOnDisk)
+{
+    // The transfer pauses half-way; the download object is dropped there without a word, as when
+    // the process is killed: no cancel, no resume files written at the end.
+    const QByteArray payload = randomBytes(600000, 13);
+    serve({{"big.cxf", payload}}, {"--fault", "files/big.cxf:pauseat=300000,delay=1500,times=1"});
+    {
+        RecordingDownloadDelegate delegate;
+        const VLFileDownloadPtr first = download("big.cxf");
+        first->setDelegate(&delegate);
+        first->start();
+        ASSERT_TRUE(waitFor([&] { return first->receivedLength() >= 300000; }));
+        first->setDelegate(nullptr);
+    }
+    QTest::qWait(1600);
+    const qint64 servedBefore = cloud->server->bytesServed("big.cxf");
+    ASSERT_TRUE(QFileInfo::exists(QDir(package("big.cxf")).filePath("big.cxf")));
+
+    RecordingDownloadDelegate delegate;
+    const VLFileDownloadPtr again = download("big.cxf");
+    again->setDelegate(&delegate);
+    again->start();
+    ASSERT_TRUE(waitFor([&] { return delegate.ended(); }));
+    EXPECT_EQ(delegate.events, (QStringList{"begin", "finish"}));
+    EXPECT_EQ(readFile(QDir(destination).filePath("big.cxf")), payload);
+    EXPECT_EQ(cloud->server->bytesServed("big.cxf") - servedBefore, payload.size() - 300000);
+}
+
+TEST_F(FileDownloadTest, ThePausedManagerKeepsOneEntryPerFile)
+{
+    serve({{"a.bin", randomBytes(1000, 14)}, {"b.bin", randomBytes(1000, 15)}});
+    RecordingManagerDelegate delegate;
+    VLFileDownloadManager manager;
+    manager.setDelegate(&delegate);
+    manager.pause();
+    manager.addDownload(download("a.bin"));
+    manager.addDownload(download("b.bin"));
+    // A cancelled sync left both waiting; the next one asks for them again.
+    manager.pause();
+    const VLFileDownloadPtr newer = download("a.bin");
+    manager.addDownload(newer);
+    manager.addDownload(download("b.bin"));
+    ASSERT_EQ(manager.downloads().size(), 2);
+    EXPECT_EQ(manager.downloads().first(), newer);
+    manager.start();
+    ASSERT_TRUE(waitFor([&] { return delegate.events.contains("completeAll"); }));
+    EXPECT_EQ(cloud->server->fileRequests("a.bin"), 1);
+    EXPECT_EQ(cloud->server->fileRequests("b.bin"), 1);
+}
