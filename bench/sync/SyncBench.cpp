@@ -1,44 +1,68 @@
 // The whole demo sync as the application runs it (the preliminary run, then the full sync), from a
-// fresh data folder and a freshly seeded device each iteration, with emulated reboots taking no
-// time. In the same iteration, the floor: the raw transfers of the same bytes, that is the catalog
-// files the sync downloaded fetched by one curl from the same running service emulator, and the
-// files the sync installed on the device copied through a bare local socket into files beside the
-// emulator's store. Goal: the sync takes at most 1.5x the floor.
+// fresh data folder and a freshly seeded device each iteration, with the device and the service
+// behind link models: loopback, usb-full-speed+dsl, usb-high-speed+dsl and usb-high-speed+mobile.
 //
-// The reported time is the sync alone; counters: sync_ms, floor_ms (curl_ms + socket_ms), ratio
-// (sync / floor), downloaded_kB and uploaded_kB. With TINTERA_BENCH_STEPS set, the average time of
-// each step goes to standard error.
+// In the same run, the floor of that sync under the same links: every operation of the sync
+// happens one after the other, so the floor is the sum, over the device commands and service
+// requests the emulators served during the sync (their traffic logs), of each one's bytes over
+// the link's bandwidth each way plus its round trip, plus the emulator's own time for it,
+// measured inside the emulator. Emulated reboots take no time here (TINTERA_BENCH_REBOOT_MS sets
+// another), so that the floor is what the links and the emulators cost and nothing hides in a
+// long wait.
+//
+// Goal: under usb-full-speed+dsl and usb-high-speed+dsl the sync takes at most 1.10x its floor.
+// Printed per row: the ratio, where the time goes (the device's exchanges, the service's, the
+// product's own CPU time from getrusage, and the rest: waits on timers or on nothing), and the
+// product's CPU time per sync. Under valgrind --tool=callgrind --instr-atstart=no only the syncs
+// are counted (TINTERA_BENCH_ITERATIONS=1 makes that quicker). With TINTERA_BENCH_STEPS set, the
+// average time of each step goes to standard error.
 
+#include "DevsimTraffic.h"
 #include "KDDeviceObserver.h"
+#include "LinkProfile.h"
 #include "TinteraDemoEnvironment.h"
 #include "VLSyncManager.h"
 
 #include <QCoreApplication>
-#include <QDir>
 #include <QElapsedTimer>
 #include <QEventLoop>
-#include <QFile>
-#include <QFileInfo>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QLocalServer>
-#include <QLocalSocket>
 #include <QMap>
-#include <QProcess>
-#include <QSemaphore>
-#include <QSet>
-#include <QThread>
 #include <QTimer>
 
 #include <benchmark/benchmark.h>
 
+#include <sys/resource.h>
+
+#include <algorithm>
 #include <cstdio>
 #include <functional>
 #include <memory>
+#include <vector>
+
+#if __has_include(<valgrind/callgrind.h>)
+#include <valgrind/callgrind.h>
+#define SYNC_BENCH_CALLGRIND 1
+#endif
 
 namespace {
 
-constexpr double kGoalRatio = 1.5;
+constexpr double kGoalRatio = 1.10;
+
+struct Row
+{
+    const char *link;
+    bool hasGoal;
+    int iterations;
+};
+const Row kRows[] = {
+    {"loopback", false, 5},
+    {"usb-full-speed+dsl", true, 3},
+    {"usb-high-speed+dsl", true, 3},
+    {"usb-high-speed+mobile", false, 2},
+};
 
 // Sleeps in the event loop until done() holds or the time is up. The deadline timer wakes the
 // loop, so nothing spins: the emulators share the machine's cores with this process.
@@ -53,6 +77,13 @@ bool spinUntil(const std::function<bool()> &done, int milliseconds)
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     }
     return true;
+}
+
+double cpuSeconds()
+{
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) + double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
 }
 
 // Waits for the ends of runs; everything else the manager says is of no interest here.
@@ -75,7 +106,7 @@ public:
     void syncManagerDownloadingDidFinish(VLSyncManager *) override {}
     void syncManagerDownloadDidUpdateAmount(VLSyncManager *, double) override {}
 
-    bool waitForFinish(int count) { return spinUntil([&] { return finishes >= count; }, 120000); }
+    bool waitForFinish(int count) { return spinUntil([&] { return finishes >= count; }, 600000); }
     int finishes = 0;
     QElapsedTimer clock;
     QList<QPair<qint32, qint64>> steps; // each status entered, with when
@@ -85,10 +116,11 @@ public:
 class DemoRun
 {
 public:
-    bool start(QString *failure)
+    bool start(const LinkSetting &link, QString *failure)
     {
         TinteraDemoEnvironment::Options options;
-        options.rebootMilliseconds = 0;
+        options.rebootMilliseconds = qEnvironmentVariableIntValue("TINTERA_BENCH_REBOOT_MS");
+        options.link = link;
         VLError error;
         if (!environment.start(options, &error)) {
             *failure = error.description();
@@ -147,27 +179,17 @@ public:
         return true;
     }
 
-    QString storedFilesFolder() const
+    QList<DevsimTrafficEntry> deviceTraffic() const
     {
-        return environment.devsimStateFolder() + QStringLiteral("/devices/") + serial + QStringLiteral("/files");
+        return DevsimTraffic::read(environment.deviceTrafficLog(serial));
     }
 
-    QStringList storedFiles() const { return QDir(storedFilesFolder()).entryList(QDir::Files, QDir::Name); }
-
-    // The catalog files the service served, by name.
-    QStringList servedFiles()
+    QJsonArray serviceTraffic()
     {
         QByteArray reply;
         VLError error;
-        if (!environment.cloudsimControl(QStringLiteral("stats"), &reply, &error))
-            return {};
-        const QJsonObject files = QJsonDocument::fromJson(reply).object().value(QStringLiteral("files")).toObject();
-        QStringList served;
-        for (auto it = files.constBegin(); it != files.constEnd(); ++it) {
-            if (it.value().toObject().value(QStringLiteral("bytesServed")).toInteger() > 0)
-                served << it.key();
-        }
-        return served;
+        environment.cloudsimControl(QStringLiteral("requests"), &reply, &error);
+        return QJsonDocument::fromJson(reply).array();
     }
 
     TinteraDemoEnvironment environment;
@@ -178,9 +200,65 @@ public:
     FinishWaiter waiter;
 };
 
-// Adds how long each step took, named "prelim N" or "sync N", to the totals.
-void addStepTimes(const QList<QPair<qint32, qint64>> &steps, qint64 end, QMap<QString, double> *totals)
+// What the sync cannot go below: each exchange's transfers and round trip on its link, plus the
+// emulator's own time for it. An introduction after a reboot travels one way only.
+struct Floor
 {
+    double deviceMs = 0;
+    double serviceMs = 0;
+    int deviceExchanges = 0;
+    int serviceExchanges = 0;
+    qint64 deviceBytes = 0;
+    qint64 serviceBytes = 0;
+    double emulatorMs = 0; // of the above, the emulators' own time
+    QList<QPair<qint64, double>> exchanges; // when each came in (us since 1970), its floor in ms
+    double totalMs() const { return deviceMs + serviceMs; }
+};
+
+Floor floorOf(const LinkSetting &link, const QList<DevsimTrafficEntry> &device, const QJsonArray &service,
+              qsizetype firstRequest)
+{
+    Floor floor;
+    for (const DevsimTrafficEntry &entry : device) {
+        qint64 micros = entry.micros;
+        if (entry.command == QLatin1String("hello"))
+            micros += link.device.oneWayMicros() + LinkProfile::transferMicros(entry.bytesOut, link.device.downBytesPerSecond);
+        else
+            micros += link.device.exchangeMicros(entry.bytesIn, entry.bytesOut);
+        floor.deviceMs += double(micros) / 1000.0;
+        floor.exchanges.append({entry.at, double(micros) / 1000.0});
+        floor.emulatorMs += double(entry.micros) / 1000.0;
+        floor.deviceBytes += entry.bytesIn + entry.bytesOut;
+        ++floor.deviceExchanges;
+    }
+    for (qsizetype i = firstRequest; i < service.size(); ++i) {
+        const QJsonObject request = service.at(i).toObject();
+        const qint64 up = request.value(QStringLiteral("requestBytes")).toInteger();
+        const qint64 down = request.value(QStringLiteral("responseBytes")).toInteger();
+        const qint64 own = request.value(QStringLiteral("micros")).toInteger();
+        const double ms = double(link.service.exchangeMicros(up, down) + own) / 1000.0;
+        floor.serviceMs += ms;
+        floor.exchanges.append({request.value(QStringLiteral("at")).toInteger(), ms});
+        floor.emulatorMs += double(own) / 1000.0;
+        floor.serviceBytes += up + down;
+        ++floor.serviceExchanges;
+    }
+    return floor;
+}
+
+// Adds how long each step took, named "prelim N" or "sync N", to the totals, and how much longer
+// than the floor of the exchanges that came in during it to the excesses.
+void addStepTimes(const QList<QPair<qint32, qint64>> &steps, qint64 end, qint64 startMicros, const Floor &floor,
+                  QMap<QString, double> *totals, QMap<QString, double> *excesses)
+{
+    QList<double> floorOfStep(steps.size(), 0.0);
+    for (const auto &[at, ms] : floor.exchanges) {
+        qsizetype step = -1;
+        for (qsizetype i = 0; i < steps.size() && startMicros + steps.at(i).second / 1000 <= at; ++i)
+            step = i;
+        if (step >= 0)
+            floorOfStep[step] += ms;
+    }
     bool full = false;
     for (qsizetype i = 0; i < steps.size(); ++i) {
         const qint32 status = steps.at(i).first;
@@ -192,215 +270,146 @@ void addStepTimes(const QList<QPair<qint32, qint64>> &steps, qint64 end, QMap<QS
         const QString name = QStringLiteral("%1 %2").arg(full ? QStringLiteral("sync") : QStringLiteral("prelim"))
                                  .arg(status, 2, 10, QLatin1Char('0'));
         (*totals)[name] += double(until - steps.at(i).second) / 1e6;
+        (*excesses)[name] += double(until - steps.at(i).second) / 1e6 - floorOfStep.at(i);
     }
 }
 
-qint64 totalSize(const QString &folder, const QStringList &names)
+struct RowResult
 {
-    qint64 bytes = 0;
-    for (const QString &name : names)
-        bytes += QFileInfo(folder + QLatin1Char('/') + name).size();
-    return bytes;
-}
-
-// All the files in one curl, so that one connection carries them as the sync's downloads share one.
-bool curlFiles(const QString &serviceURL, const QStringList &names, const QString &into, QString *failure)
-{
-    QStringList arguments{QStringLiteral("-s"), QStringLiteral("-f")};
-    for (const QString &name : names)
-        arguments << QStringLiteral("-o") << into + QLatin1Char('/') + name << serviceURL + QStringLiteral("/files/") + name;
-    QProcess curl;
-    curl.start(QStringLiteral("curl"), arguments);
-    if (!curl.waitForFinished(60000) || curl.exitStatus() != QProcess::NormalExit || curl.exitCode() != 0) {
-        *failure = QStringLiteral("curl failed: ") + QString::fromUtf8(curl.readAllStandardError());
-        return false;
-    }
-    return true;
-}
-
-// Receives one file per connection into the target folder, as the device stores an upload.
-class BareReceiver : public QThread
-{
-public:
-    BareReceiver(const QString &socketPath, const QString &targetFolder, int files)
-        : m_socketPath(socketPath), m_targetFolder(targetFolder), m_files(files)
-    {
-    }
-
-    void run() override
-    {
-        QLocalServer server;
-        QLocalServer::removeServer(m_socketPath);
-        server.listen(m_socketPath);
-        ready.release();
-        QByteArray buffer(1024 * 1024, Qt::Uninitialized);
-        int received = 0;
-        QObject::connect(&server, &QLocalServer::newConnection, [&] {
-            while (QLocalSocket *socket = server.nextPendingConnection()) {
-                auto *file = new QFile(m_targetFolder + QStringLiteral("/bare-%1").arg(received++), socket);
-                file->open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Unbuffered);
-                auto drain = [socket, file, &buffer] {
-                    qint64 n = 0;
-                    while ((n = socket->read(buffer.data(), buffer.size())) > 0)
-                        file->write(buffer.constData(), n);
-                };
-                QObject::connect(socket, &QLocalSocket::readyRead, drain);
-                QObject::connect(socket, &QLocalSocket::disconnected, [this, socket, drain] {
-                    drain();
-                    socket->deleteLater();
-                    if (++m_closed == m_files)
-                        quit();
-                });
-            }
-        });
-        exec();
-    }
-
-    QSemaphore ready;
-
-private:
-    QString m_socketPath;
-    QString m_targetFolder;
-    int m_files;
-    int m_closed = 0;
+    QString link;
+    bool hasGoal = false;
+    double syncMs = 0;
+    double minSyncMs = 0;
+    double maxSyncMs = 0;
+    double floorMs = 0;
+    double deviceMs = 0;
+    double serviceMs = 0;
+    double emulatorMs = 0;
+    double cpuMs = 0;
+    QList<QPair<double, QString>> worstSteps; // the steps most above their floor, ms over
+    double ratio() const { return floorMs > 0 ? syncMs / floorMs : 0; }
 };
+std::vector<RowResult> g_results;
 
-bool sendFile(const QString &socketPath, const QString &path)
+void BM_DemoSyncAgainstLinkFloor(benchmark::State &state, const Row &row)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return false;
-    const QByteArray bytes = file.readAll();
-    QLocalSocket socket;
-    socket.connectToServer(socketPath);
-    if (!socket.waitForConnected(5000))
-        return false;
-    if (socket.write(bytes) != bytes.size())
-        return false;
-    while (socket.bytesToWrite() > 0) {
-        if (!socket.waitForBytesWritten(5000))
-            return false;
+    QString failure;
+    const std::optional<LinkSetting> link = LinkSetting::parse(QString::fromLatin1(row.link), &failure);
+    if (!link) {
+        state.SkipWithError(qPrintable(failure));
+        return;
     }
-    socket.disconnectFromServer();
-    return true;
-}
-
-bool copyThroughSocket(const QString &sourceFolder, const QStringList &names, const QString &targetFolder,
-                       QString *failure)
-{
-    const QString socketPath = targetFolder + QStringLiteral("/bare.sock");
-    BareReceiver receiver(socketPath, targetFolder, int(names.size()));
-    receiver.start();
-    receiver.ready.acquire();
-    bool sent = true;
-    for (const QString &name : names)
-        sent = sent && sendFile(socketPath, sourceFolder + QLatin1Char('/') + name);
-    if (!sent) {
-        receiver.quit();
-        *failure = QStringLiteral("the bare socket copy failed");
-    }
-    receiver.wait();
-    return sent;
-}
-
-void BM_DemoSyncAgainstRawTransfers(benchmark::State &state)
-{
+    RowResult result{QString::fromLatin1(row.link), row.hasGoal};
+    Floor total;
     double syncMilliseconds = 0;
-    double curlMilliseconds = 0;
-    double socketMilliseconds = 0;
-    double downloadedBytes = 0;
-    double uploadedBytes = 0;
+    double cpuMilliseconds = 0;
     QMap<QString, double> stepMilliseconds;
+    QMap<QString, double> stepExcess;
     for (auto _ : state) {
         DemoRun run;
-        QString failure;
-        if (!run.start(&failure)) {
+        if (!run.start(*link, &failure)) {
             run.stop();
             state.SkipWithError(qPrintable(failure));
             return;
         }
-        const QStringList seeded = run.storedFiles();
+        const qsizetype deviceBefore = run.deviceTraffic().size();
+        const qsizetype serviceBefore = run.serviceTraffic().size();
 
         QElapsedTimer clock;
+        const double cpuBefore = cpuSeconds();
+#ifdef SYNC_BENCH_CALLGRIND
+        CALLGRIND_START_INSTRUMENTATION;
+#endif
         clock.start();
         run.waiter.clock.start();
+        const qint64 startMicros = DevsimTraffic::now();
         const bool synced = run.sync(&failure);
         const double syncTime = double(clock.nsecsElapsed()) / 1e6;
-        addStepTimes(run.waiter.steps, run.waiter.clock.nsecsElapsed(), &stepMilliseconds);
+#ifdef SYNC_BENCH_CALLGRIND
+        CALLGRIND_STOP_INSTRUMENTATION;
+#endif
+        const double cpuTime = (cpuSeconds() - cpuBefore) * 1000.0;
+        const qint64 end = run.waiter.clock.nsecsElapsed();
         if (!synced) {
             run.stop();
             state.SkipWithError(qPrintable(failure));
             return;
         }
-
-        const QStringList downloaded = run.servedFiles();
-        QStringList uploaded = run.storedFiles();
-        for (const QString &name : seeded)
-            uploaded.removeAll(name);
-        const QString fetched = run.environment.folder() + QStringLiteral("/curl");
-        const QString copied = run.environment.devsimStateFolder() + QStringLiteral("/bare");
-        QDir().mkpath(fetched);
-        QDir().mkpath(copied);
-
-        clock.restart();
-        const bool curled = curlFiles(run.environment.serviceURL(), downloaded, fetched, &failure);
-        const double curlTime = double(clock.nsecsElapsed()) / 1e6;
-        clock.restart();
-        const bool socketed = curled && copyThroughSocket(run.storedFilesFolder(), uploaded, copied, &failure);
-        const double socketTime = double(clock.nsecsElapsed()) / 1e6;
-        downloadedBytes += double(totalSize(fetched, downloaded));
-        uploadedBytes += double(totalSize(copied, QDir(copied).entryList(QDir::Files)));
+        const Floor floor = floorOf(*link, run.deviceTraffic().mid(deviceBefore), run.serviceTraffic(), serviceBefore);
+        addStepTimes(run.waiter.steps, end, startMicros, floor, &stepMilliseconds, &stepExcess);
         run.stop();
-        if (!socketed) {
-            state.SkipWithError(qPrintable(failure));
-            return;
-        }
 
         state.SetIterationTime(syncTime / 1000.0);
         syncMilliseconds += syncTime;
-        curlMilliseconds += curlTime;
-        socketMilliseconds += socketTime;
+        cpuMilliseconds += cpuTime;
+        result.minSyncMs = result.minSyncMs == 0 ? syncTime : std::min(result.minSyncMs, syncTime);
+        result.maxSyncMs = std::max(result.maxSyncMs, syncTime);
+        total.deviceMs += floor.deviceMs;
+        total.serviceMs += floor.serviceMs;
+        total.emulatorMs += floor.emulatorMs;
+        total.deviceExchanges += floor.deviceExchanges;
+        total.serviceExchanges += floor.serviceExchanges;
+        total.deviceBytes += floor.deviceBytes;
+        total.serviceBytes += floor.serviceBytes;
     }
     const double n = double(state.iterations());
-    // Where the time goes, for whoever looks into a miss.
     if (qEnvironmentVariableIsSet("TINTERA_BENCH_STEPS")) {
         for (auto it = stepMilliseconds.constBegin(); it != stepMilliseconds.constEnd(); ++it)
-            std::fprintf(stderr, "%s: %.1f ms\n", qPrintable(it.key()), it.value() / n);
+            std::fprintf(stderr, "%s %s: %.1f ms\n", row.link, qPrintable(it.key()), it.value() / n);
     }
-    const double floor = (curlMilliseconds + socketMilliseconds) / n;
-    state.counters["sync_ms"] = syncMilliseconds / n;
-    state.counters["curl_ms"] = curlMilliseconds / n;
-    state.counters["socket_ms"] = socketMilliseconds / n;
-    state.counters["floor_ms"] = floor;
-    state.counters["ratio"] = floor > 0 ? syncMilliseconds / n / floor : 0;
-    state.counters["downloaded_kB"] = downloadedBytes / n / 1024;
-    state.counters["uploaded_kB"] = uploadedBytes / n / 1024;
+    result.syncMs = syncMilliseconds / n;
+    result.deviceMs = total.deviceMs / n;
+    result.serviceMs = total.serviceMs / n;
+    result.floorMs = result.deviceMs + result.serviceMs;
+    result.emulatorMs = total.emulatorMs / n;
+    result.cpuMs = cpuMilliseconds / n;
+    for (auto it = stepExcess.constBegin(); it != stepExcess.constEnd(); ++it)
+        result.worstSteps.append({it.value() / n, it.key()});
+    std::sort(result.worstSteps.begin(), result.worstSteps.end(), std::greater<>());
+    result.worstSteps = result.worstSteps.mid(0, 6);
+    g_results.push_back(result);
+
+    state.counters["sync_ms"] = result.syncMs;
+    state.counters["floor_ms"] = result.floorMs;
+    state.counters["ratio"] = result.ratio();
+    state.counters["cpu_ms"] = result.cpuMs;
+    state.counters["device_cmds"] = total.deviceExchanges / n;
+    state.counters["service_reqs"] = total.serviceExchanges / n;
+    state.counters["device_kB"] = double(total.deviceBytes) / n / 1024;
+    state.counters["service_kB"] = double(total.serviceBytes) / n / 1024;
 }
-BENCHMARK(BM_DemoSyncAgainstRawTransfers)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(5);
 
 class GoalReporter : public benchmark::ConsoleReporter
 {
 public:
-    void ReportRuns(const std::vector<Run> &runs) override
-    {
-        for (const Run &run : runs) {
-            const auto ratio = run.counters.find("ratio");
-            if (run.run_type == Run::RT_Iteration && !run.error_occurred && ratio != run.counters.end())
-                m_ratio = ratio->second.value;
-        }
-        ConsoleReporter::ReportRuns(runs);
-    }
-
     void Finalize() override
     {
         ConsoleReporter::Finalize();
-        if (m_ratio > 0)
-            std::printf("sync / raw transfers of the same bytes: %.2fx (goal <= %.1fx): %s\n", m_ratio, kGoalRatio,
-                        m_ratio <= kGoalRatio ? "met" : "NOT MET");
+        std::printf("\n%-24s %9s %9s %7s  %-8s | %9s %9s %9s %9s | %8s\n", "links", "sync ms", "floor ms", "ratio",
+                    "goal", "device", "service", "cpu", "rest", "emulator");
+        for (const RowResult &row : g_results) {
+            const double rest = row.syncMs - row.deviceMs - row.serviceMs - row.cpuMs;
+            const char *verdict = !row.hasGoal ? "-" : row.ratio() <= kGoalRatio ? "met" : "NOT MET";
+            std::printf("%-24s %9.1f %9.1f %6.2fx  %-8s | %9.1f %9.1f %9.1f %9.1f | %8.1f\n", qPrintable(row.link),
+                        row.syncMs, row.floorMs, row.ratio(), verdict, row.deviceMs, row.serviceMs, row.cpuMs, rest,
+                        row.emulatorMs);
+        }
+        std::printf("sync: wall time of the preliminary run and the full sync (range per row: min..max below)\n");
+        for (const RowResult &row : g_results)
+            std::printf("  %-24s %.1f .. %.1f ms\n", qPrintable(row.link), row.minSyncMs, row.maxSyncMs);
+        std::printf("steps most above the floor of their exchanges (ms over):\n");
+        for (const RowResult &row : g_results) {
+            std::printf("  %-24s", qPrintable(row.link));
+            for (const auto &[over, step] : row.worstSteps)
+                std::printf("  %s %+.1f", qPrintable(step), over);
+            std::printf("\n");
+        }
+        std::printf("floor = device + service: the exchanges' transfers and round trips on their links plus the\n"
+                    "emulators' own time (emulator column); cpu: the product's CPU time per sync (all its threads);\n"
+                    "rest = sync - floor - cpu: time spent waiting on timers or nothing (negative: CPU overlapped\n"
+                    "the waits). Goal: sync <= %.2fx floor under usb-full-speed+dsl and usb-high-speed+dsl.\n",
+                    kGoalRatio);
     }
-
-private:
-    double m_ratio = 0;
 };
 
 } // namespace
@@ -411,6 +420,14 @@ int main(int argc, char **argv)
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv))
         return 1;
+    for (const Row &row : kRows) {
+        benchmark::RegisterBenchmark((std::string("BM_DemoSync/") + row.link).c_str(), BM_DemoSyncAgainstLinkFloor, row)
+            ->Unit(benchmark::kMillisecond)
+            ->UseManualTime()
+            ->Iterations(qEnvironmentVariableIntValue("TINTERA_BENCH_ITERATIONS") > 0
+                             ? qEnvironmentVariableIntValue("TINTERA_BENCH_ITERATIONS")
+                             : row.iterations);
+    }
     GoalReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();

@@ -148,4 +148,26 @@ TEST_F(LinkShapedDeviceTest, ChangingTheLinkUnderWayKeepsTheOrder)
     EXPECT_TRUE(QTest::qWaitFor([this] { return m_client.bytesAvailable() >= 200; }, 5000));
 }
 
+TEST_F(LinkShapedDeviceTest, BytesThatArriveWhileTheDeviceLooksStillGoOut)
+{
+    // A clock that moves on every time it is read, as a loaded machine's does between two looks:
+    // whatever has arrived by the last look must go out, not be forgotten between the looks.
+    m_shaped->setClock([this] { return m_now += 40; });
+    m_shaped->setLink(LinkProfile{QStringLiteral("fast"), LinkProfile::Side::Any, 30000000, 30000000, 200, 0}, 1);
+    for (int round = 0; round < 20; ++round) {
+        const QByteArray down = pattern(180, round);
+        m_shaped->write(down);
+        EXPECT_TRUE(QTest::qWaitFor([&] { return m_client.bytesAvailable() >= down.size(); }, 5000)) << round;
+        EXPECT_EQ(m_client.readAll(), down);
+        const QByteArray up = pattern(500, round + 100);
+        m_client.write(up);
+        QByteArray received;
+        EXPECT_TRUE(QTest::qWaitFor([&] {
+            received += m_shaped->readAll();
+            return received.size() >= up.size();
+        }, 5000)) << round;
+        EXPECT_EQ(received, up);
+    }
+}
+
 } // namespace

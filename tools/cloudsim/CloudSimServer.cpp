@@ -162,6 +162,7 @@ public:
         RequestRecord entry{fromStd(request.path), parametersOf(request),
                             request.has_header("Range") ? fromStd(request.get_header_value("Range")) : QString()};
         entry.requestBytes = requestSize(request);
+        entry.at = std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::system_clock::now().time_since_epoch()).count();
         m_sequence = server->record(std::move(entry));
     }
     ~Recorder()
@@ -556,7 +557,8 @@ void CloudSimServer::handleControl(const QString &command, const httplib::Reques
                              {QStringLiteral("parameters"), params},
                              {QStringLiteral("requestBytes"), entry.requestBytes},
                              {QStringLiteral("responseBytes"), entry.responseBytes},
-                             {QStringLiteral("micros"), entry.micros}};
+                             {QStringLiteral("micros"), entry.micros},
+                             {QStringLiteral("at"), entry.at}};
             if (!entry.range.isEmpty())
                 item.insert(QStringLiteral("range"), entry.range);
             list.append(item);

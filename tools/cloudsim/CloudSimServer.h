@@ -63,6 +63,7 @@ private:
         qint64 requestBytes = 0;
         qint64 responseBytes = 0;
         qint64 micros = 0; // the service's own time, the link's not counted
+        qint64 at = 0; // when it came in, microseconds since 1970
         quint64 sequence = 0;
     };
     class Recorder;

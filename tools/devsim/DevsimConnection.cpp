@@ -56,7 +56,7 @@ void DevsimConnection::sendHello()
 {
     const qint64 before = m_stream->totalWritten();
     m_writer->enqueue(m_device->hello(), KDPayload());
-    logTraffic(QStringLiteral("hello"), 0, m_stream->totalWritten() - before, 0);
+    logTraffic(QStringLiteral("hello"), 0, m_stream->totalWritten() - before, 0, DevsimTraffic::now());
 }
 
 void DevsimConnection::abort()
@@ -120,6 +120,7 @@ bool DevsimConnection::accept(KDFrame frame)
     Incoming incoming;
     incoming.id = id;
     incoming.frameBytes = m_stream->totalRead() - m_readMark;
+    incoming.arrivedAt = DevsimTraffic::now();
     m_readMark = m_stream->totalRead();
     incoming.fault = std::exchange(m_pendingFault, std::nullopt);
     incoming.request.name = name;
@@ -191,14 +192,16 @@ void DevsimConnection::carryOut(const Incoming &incoming)
     clock.start();
     const DevsimAnswer answer = m_device->model().execute(incoming.request);
     if (answer.reboot) {
-        logTraffic(incoming.request.name, incoming.frameBytes, 0, qint64(m_device->rebootMilliseconds()) * 1000);
+        logTraffic(incoming.request.name, incoming.frameBytes, 0, qint64(m_device->rebootMilliseconds()) * 1000,
+                   incoming.arrivedAt);
         finish(incoming);
         m_device->reboot(); // closes this connection too: "Reboot" is answered by coming back
         return;
     }
     const qint64 before = m_stream->totalWritten();
     respond(incoming.id, answer);
-    logTraffic(incoming.request.name, incoming.frameBytes, m_stream->totalWritten() - before, clock.nsecsElapsed() / 1000);
+    logTraffic(incoming.request.name, incoming.frameBytes, m_stream->totalWritten() - before, clock.nsecsElapsed() / 1000,
+               incoming.arrivedAt);
     finish(incoming);
 }
 
@@ -215,9 +218,9 @@ void DevsimConnection::respond(qint64 id, const DevsimAnswer &answer)
     m_writer->enqueue(header, answer.hasData ? answer.payload : KDPayload());
 }
 
-void DevsimConnection::logTraffic(const QString &command, qint64 bytesIn, qint64 bytesOut, qint64 micros)
+void DevsimConnection::logTraffic(const QString &command, qint64 bytesIn, qint64 bytesOut, qint64 micros, qint64 at)
 {
-    DevsimTraffic::append(m_device->model().store().trafficLogPath(), {command, bytesIn, bytesOut, micros});
+    DevsimTraffic::append(m_device->model().store().trafficLogPath(), {command, bytesIn, bytesOut, micros, at});
 }
 
 void DevsimConnection::finish(const Incoming &incoming)

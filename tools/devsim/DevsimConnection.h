@@ -43,6 +43,7 @@ private:
     {
         qint64 id = 0;
         qint64 frameBytes = 0;
+        qint64 arrivedAt = 0;
         DevsimRequest request;
         std::optional<DevsimFault> fault;
     };
@@ -53,7 +54,7 @@ private:
     void processNext();
     void carryOut(const Incoming &incoming);
     void respond(qint64 id, const DevsimAnswer &answer);
-    void logTraffic(const QString &command, qint64 bytesIn, qint64 bytesOut, qint64 micros);
+    void logTraffic(const QString &command, qint64 bytesIn, qint64 bytesOut, qint64 micros, qint64 at);
     void finish(const Incoming &incoming);
     void protocolError(const QString &detail);
 

@@ -51,18 +51,19 @@ void LinkShapedDevice::setLink(const LinkProfile &profile, quint64 seed)
     advance();
 }
 
-qint64 LinkShapedDevice::readable()
+qint64 LinkShapedDevice::readable(qint64 moment)
 {
     if (!m_inner)
         return 0;
     if (m_up.isUnshaped() && m_upRead == m_upScheduled)
         return m_inner->bytesAvailable(); // nothing held back: straight through
-    return m_up.arrived(now()) - m_upRead;
+    return m_up.arrived(moment) - m_upRead;
 }
 
 qint64 LinkShapedDevice::bytesAvailable() const
 {
-    return const_cast<LinkShapedDevice *>(this)->readable() + QIODevice::bytesAvailable();
+    auto *self = const_cast<LinkShapedDevice *>(this);
+    return self->readable(self->now()) + QIODevice::bytesAvailable();
 }
 
 qint64 LinkShapedDevice::bytesToWrite() const
@@ -75,7 +76,7 @@ qint64 LinkShapedDevice::readData(char *data, qint64 maxLength)
     if (!m_inner)
         return -1;
     const bool passThrough = m_up.isUnshaped() && m_upRead == m_upScheduled;
-    const qint64 allowed = passThrough ? maxLength : std::min(maxLength, readable());
+    const qint64 allowed = passThrough ? maxLength : std::min(maxLength, readable(now()));
     if (allowed <= 0)
         return 0;
     const qint64 got = m_inner->read(data, allowed);
@@ -101,7 +102,6 @@ qint64 LinkShapedDevice::writeData(const char *data, qint64 length)
     m_down.send(length, now());
     m_downQueue.emplace_back(data, qsizetype(length));
     m_downQueued += length;
-    flushArrived();
     arm();
     return length;
 }
@@ -123,9 +123,9 @@ void LinkShapedDevice::innerReadyRead()
     advance();
 }
 
-void LinkShapedDevice::flushArrived()
+void LinkShapedDevice::flushArrived(qint64 moment)
 {
-    const qint64 due = m_down.arrived(now()) - m_downFlushed;
+    const qint64 due = m_down.arrived(moment) - m_downFlushed;
     qint64 left = std::min(due, m_downQueued);
     while (left > 0 && !m_downQueue.empty()) {
         const QByteArray &head = m_downQueue.front();
@@ -148,17 +148,18 @@ void LinkShapedDevice::advance()
 {
     if (!m_inner)
         return;
+    const qint64 moment = now();
     if (m_downQueued > 0)
-        flushArrived();
-    announceArrivals();
+        flushArrived(moment);
+    announceArrivals(moment);
     arm();
 }
 
-void LinkShapedDevice::announceArrivals()
+void LinkShapedDevice::announceArrivals(qint64 moment)
 {
     // Once per arrival, not per look: a reader that leaves bytes waiting is not called again
     // for them.
-    const qint64 arrived = m_upRead + readable();
+    const qint64 arrived = m_upRead + readable(moment);
     if (arrived <= m_upAnnounced)
         return;
     m_upAnnounced = arrived;
@@ -167,11 +168,12 @@ void LinkShapedDevice::announceArrivals()
 
 void LinkShapedDevice::arm()
 {
-    // Time passes while the reader and the writer work: what arrived meanwhile goes on now.
-    if (m_downQueued > 0)
-        flushArrived();
+    // Time passes while the reader and the writer work: what arrived meanwhile goes on now. One
+    // moment for all that follows, so that nothing counted as arrived below was left out here.
     const qint64 moment = now();
-    if (m_upRead + readable() > m_upAnnounced) {
+    if (m_downQueued > 0)
+        flushArrived(moment);
+    if (m_upRead + readable(moment) > m_upAnnounced) {
         m_armedFor = moment;
         m_timer.start(0);
         return;

@@ -49,9 +49,9 @@ protected:
 private:
     qint64 now() const;
     void innerReadyRead();
-    qint64 readable();
-    void flushArrived();
-    void announceArrivals();
+    qint64 readable(qint64 moment);
+    void flushArrived(qint64 moment);
+    void announceArrivals(qint64 moment);
     void arm();
 
     QPointer<QIODevice> m_inner;
