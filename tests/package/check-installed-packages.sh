@@ -28,8 +28,20 @@ if [ -z "$app_deb" ] || [ -z "$emulators_deb" ]; then
 fi
 
 work=$(mktemp -d)
+
+# dpkg with the same arguments until no other package manager holds its lock (an apt run of
+# someone else on this machine), for up to two minutes.
+dpkg_waiting() {
+  local tries=0
+  while :; do
+    dpkg "$@" >"$work/dpkg.log" 2>&1 && return 0
+    grep -q "lock" "$work/dpkg.log" && [ $tries -lt 120 ] || return 1
+    tries=$((tries + 1))
+    sleep 1
+  done
+}
 remove_packages() {
-  dpkg --purge tintera-sync tintera-sync-emulators >/dev/null 2>&1
+  dpkg_waiting --purge tintera-sync tintera-sync-emulators
 }
 cleanup() {
   remove_packages
@@ -43,7 +55,7 @@ trap 'exit 130' INT TERM HUP
 
 # A run killed before its cleanup leaves the packages behind.
 remove_packages
-if ! dpkg -i "$app_deb" "$emulators_deb" >"$work/dpkg.log" 2>&1; then
+if ! dpkg_waiting -i "$app_deb" "$emulators_deb"; then
   cat "$work/dpkg.log"
   echo "FAIL: dpkg -i"
   exit 1
