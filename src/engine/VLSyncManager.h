@@ -262,6 +262,16 @@ private:
     QList<QSharedPointer<HBColorDocument>> m_memoryFandecks;
     QHash<QString, QSharedPointer<HBColorDocument>> m_deviceFileIDToMemoryFandeckMap;
     QMutex m_memoryFandecksLock; // held by an export from loading the fandecks until it has used them
+    // The file each loaded document was read from, as it was then: a file unchanged since is not
+    // parsed again by the next load.
+    struct LoadedFandeckSource
+    {
+        qint64 size = -1;
+        qint64 modified = 0; // nanoseconds since 1970
+        quint64 inode = 0;
+        QSharedPointer<HBColorDocument> document;
+    };
+    QHash<QString, LoadedFandeckSource> m_loadedFandeckSources;
     QList<KDMeasurementPtr> m_latestMatches;
     QString m_storedDeviceFileIDToSetAsPrefered;
     VLFileDownloadPtr m_deviceFileDownload; // the device file being fetched by an update step

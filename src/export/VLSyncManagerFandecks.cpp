@@ -8,9 +8,12 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QMutexLocker>
 #include <QThread>
 #include <QTimeZone>
+
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <atomic>
@@ -33,6 +36,24 @@ void setExportConditions(const HBColorRepresentationPtr &representation)
     representation->setAttribute(2, HBColorRepMeasurementTypeAttributeKey);
     representation->setAttribute(HBTristimulusConvertionMethodE308Table6,
                                   HBColorRepTristimulusSpectralConvertionMethodAttributeKey);
+}
+
+// What tells one version of a file from another without reading it: size, modification time to
+// the nanosecond, and the inode (a file replaced by a rename is another file).
+struct FileIdentity
+{
+    qint64 size = -1;
+    qint64 modified = 0;
+    quint64 inode = 0;
+};
+
+FileIdentity fileIdentity(const QString &path)
+{
+    struct stat status{};
+    if (::stat(QFile::encodeName(path).constData(), &status) != 0)
+        return {};
+    return {qint64(status.st_size), qint64(status.st_mtim.tv_sec) * 1000000000 + status.st_mtim.tv_nsec,
+            quint64(status.st_ino)};
 }
 
 void insertIfPresent(QVariantMap &entry, const QString &key, const QVariant &value)
@@ -76,21 +97,34 @@ void VLSyncManager::loadFandecksIntoMemoryWithDecks(const VLSyncFileList &decks,
     // Parsing is most of the time and each document is independent: parse on every core, then
     // take the results in the records' order, so the log, the list and the map read as if the
     // documents had been opened one after another.
+    // A document already loaded from a file that has not changed since is taken as it is: the
+    // manager holds it, and parsing is nearly all of an export's time.
     struct Opened
     {
+        QString path;
+        FileIdentity identity;
         HBColorDocumentPtr document;
         VLError error;
     };
     const QString fandecksFolder = pathForGlobalFandecksFolder();
     QList<Opened> opened(decks.size());
+    const QHash<QString, LoadedFandeckSource> previous = std::exchange(m_loadedFandeckSources, {});
     std::atomic<qsizetype> next{0};
     const auto open = [&] {
         for (qsizetype i = next++; i < decks.size(); i = next++) {
             const VLSyncFileInfoPtr &record = decks.at(i);
             if (!vlIsPlainPathComponent(record->SKU()))
                 continue;
-            const QString path = fandecksFolder + QLatin1Char('/') + record->SKU() + QStringLiteral("/payload.cxf");
-            opened[i].document = HBColorDocument::initWithFile(path, nullptr, &opened[i].error);
+            Opened &slot = opened[i];
+            slot.path = fandecksFolder + QLatin1Char('/') + record->SKU() + QStringLiteral("/payload.cxf");
+            slot.identity = fileIdentity(slot.path);
+            const auto held = previous.constFind(slot.path);
+            if (held != previous.constEnd() && slot.identity.size >= 0 && held->size == slot.identity.size
+                && held->modified == slot.identity.modified && held->inode == slot.identity.inode) {
+                slot.document = held->document;
+                continue;
+            }
+            slot.document = HBColorDocument::initWithFile(slot.path, nullptr, &slot.error);
         }
     };
     std::vector<std::thread> helpers;
@@ -113,6 +147,8 @@ void VLSyncManager::loadFandecksIntoMemoryWithDecks(const VLSyncFileList &decks,
             VL_LOG("%@", record);
             continue;
         }
+        const FileIdentity &identity = opened.at(i).identity;
+        m_loadedFandeckSources.insert(opened.at(i).path, {identity.size, identity.modified, identity.inode, document});
         for (const QString &key : {CXF3FandeckCustomResourceEditionKey, CXF3FandeckCustomResourceNameKey}) {
             const QString value = document->attributeForKey(key).toString();
             if (!value.isEmpty())

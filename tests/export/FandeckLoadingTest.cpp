@@ -52,5 +52,30 @@ TEST(FandeckLoading, KeepsTheRecordsOrderAndLeavesOutWhatCannotBeOpened)
         // FD-2 does not parse, FD-4's SKU is no plain name.
         EXPECT_EQ(colourCounts, QList<qsizetype>({2, 3, 5, 7, 8, 9})) << "round " << round;
     }
+
+    // What the manager holds from files that have not changed is not parsed again; a file
+    // rewritten since is, and so is one that comes back after it could not be read.
+    const QList<HBColorDocumentPtr> held = manager->memoryFandecks();
+    const QString rewritten = manager->pathForGlobalFandecksFolder() + QStringLiteral("/FD-3/payload.cxf");
+    QFile::remove(rewritten);
+    QFile payload(rewritten);
+    ASSERT_TRUE(payload.open(QIODevice::WriteOnly));
+    payload.write(largeFandeckData(12));
+    payload.close();
+    QFile broken(manager->pathForGlobalFandecksFolder() + QStringLiteral("/FD-2/payload.cxf"));
+    ASSERT_TRUE(broken.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    broken.write(largeFandeckData(4));
+    broken.close();
+    manager->loadFandecksIntoMemory();
+    const QList<HBColorDocumentPtr> reloaded = manager->memoryFandecks();
+    ASSERT_EQ(reloaded.size(), 7);
+    QList<qsizetype> colourCounts;
+    for (const HBColorDocumentPtr &document : reloaded)
+        colourCounts << document->colors().size();
+    EXPECT_EQ(colourCounts, QList<qsizetype>({2, 3, 4, 12, 7, 8, 9}));
+    EXPECT_EQ(reloaded.at(0), held.at(0));
+    EXPECT_EQ(reloaded.at(1), held.at(1));
+    EXPECT_NE(reloaded.at(3), held.at(2));
+    EXPECT_EQ(reloaded.at(6), held.at(5));
     manager->deviceBecameUnavailable();
 }
