@@ -18,7 +18,7 @@ foreach(path
     share/man/man1/tintera.1.gz
     share/man/man1/VelmoraSync.1.gz
     share/bash-completion/completions/tintera
-    share/zsh/vendor-completions/_tintera
+    share/zsh/site-functions/_tintera
     share/fish/vendor_completions.d/tintera.fish
     share/metainfo/com.velmora.VelmoraSync.metainfo.xml
     share/doc/tintera-sync/copyright
