@@ -12,6 +12,7 @@
 #include <QProcess>
 #include <QRegularExpression>
 
+#include <csignal>
 #include <cstdio>
 
 namespace {
@@ -274,11 +275,11 @@ TEST_F(TinteraAgainstEmulators, SyncErrorsAsJson)
     ASSERT_EQ(summary.value("errors").toArray().size(), 1);
     EXPECT_EQ(summary.value("errors").toArray().at(0).toObject().value("code").toInteger(), -77);
     EXPECT_TRUE(summary.value("measurements").isNull());
-
 }
 
-// A file the service refuses: no progress, so the run is cancelled and says why.
-TEST_F(TinteraAgainstEmulators, AStalledSyncAsJsonEndsCancelled)
+// A file the service refuses: no progress, so the run is cancelled and says why; the same wait
+// ended by an interrupt says that instead.
+TEST_F(TinteraAgainstEmulators, StalledAndInterruptedSyncsAsJsonEndCancelled)
 {
     ASSERT_TRUE(environment.cloudsimControl("fault?target=files&http=500", nullptr, nullptr));
     const TinteraRun stalled = runTintera({"sync", "--json", "--stall-timeout", "2"});
@@ -291,6 +292,23 @@ TEST_F(TinteraAgainstEmulators, AStalledSyncAsJsonEndsCancelled)
     EXPECT_EQ(cancelled.value("result").toString(), "cancelled");
     EXPECT_EQ(cancelled.value("cancelReason").toString(), "stalled");
     EXPECT_EQ(cancelled.value("exitCode").toInt(), 3);
+
+    bool interrupted = false;
+    const TinteraRun waiting =
+        runTintera({"sync", "--json", "--stall-timeout", "0"}, 60000, [&](const QString &out, qint64 pid) {
+            if (!out.contains("\"percent\"") && !out.contains("\"step\":10,"))
+                return true;
+            interrupted = ::kill(pid_t(pid), SIGINT) == 0;
+            return false;
+        });
+    EXPECT_TRUE(interrupted);
+    EXPECT_EQ(waiting.exitCode, 3) << qPrintable(waiting.out + waiting.err);
+    const QList<QJsonObject> waitLines = jsonLines(waiting.out);
+    const QJsonObject ended = waitLines.value(waitLines.size() - 1);
+    EXPECT_EQ(ended.value("event").toString(), "summary");
+    EXPECT_EQ(ended.value("cancelReason").toString(), "interrupted");
+    // The person at the terminal reads that the sync is being cancelled; the JSON stays clean.
+    EXPECT_TRUE(waiting.err.contains("cancelling the sync"));
 }
 
 TEST_F(TinteraAgainstEmulators, SettingsFandecksAndExportAsJson)
