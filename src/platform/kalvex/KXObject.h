@@ -110,3 +110,5 @@ KXDataRef kxDataCreateWithByteArray(const QByteArray &bytes);
 // Drops the resident pages of a mapped range that has been consumed, so that streaming a large
 // mapped file does not keep it all resident. A no-op for data held in memory.
 void kxDataReleaseResidentPages(KXDataRef data, qint64 offset, qint64 length);
+// The open file behind data mapped from a file (its bytes start at offset 0 of the file), or -1.
+int kxDataFileDescriptor(KXDataRef data);

@@ -138,6 +138,12 @@ void kxDataReleaseResidentPages(KXDataRef ref, qint64 offset, qint64 length)
 #endif
 }
 
+int kxDataFileDescriptor(KXDataRef ref)
+{
+    const KXData *data = asData(ref);
+    return data && data->mapped && data->file ? data->file->handle() : -1;
+}
+
 KXTypeID KXGetTypeID(KXTypeRef value)
 {
     return value ? static_cast<const KXObject *>(value)->typeID : KXInvalidTypeID;
