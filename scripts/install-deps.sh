@@ -12,6 +12,7 @@ packages=(
   libcpp-httplib-dev libssl-dev zlib1g-dev libbrotli-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   zip unzip curl python3
+  argyll
   xvfb trayer x11-utils xdotool imagemagick xdg-utils desktop-file-utils
   dpkg-dev file fakeroot lintian appstream man-db bash-completion
   libclang-rt-14-dev

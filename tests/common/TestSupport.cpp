@@ -1,6 +1,7 @@
 #include "TestSupport.h"
 
 #include <QFileInfo>
+#include <QStandardPaths>
 
 ScopedDataFolder::ScopedDataFolder()
     : m_previous(qgetenv("TINTERA_DATA_DIR"))
@@ -34,4 +35,9 @@ QString cxf3SchemaPath()
 #else
     return {};
 #endif
+}
+
+QString argyllProgram(const QString &name)
+{
+    return QStandardPaths::findExecutable(name);
 }

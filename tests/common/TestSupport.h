@@ -30,3 +30,9 @@ QString tinteraBuiltProgram(const QString &relativePath);
 
 // The CxF3 schema for validation, or an empty string when it is not beside the checkout.
 QString cxf3SchemaPath();
+
+// Path of an ArgyllCMS program (Debian package "argyll"), or an empty string where it is not
+// installed; tests that need one skip with that message.
+QString argyllProgram(const QString &name);
+inline constexpr const char *ArgyllMissingMessage =
+    "ArgyllCMS is not installed (Debian package \"argyll\", see scripts/install-deps.sh)";

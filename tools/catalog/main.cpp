@@ -2,7 +2,8 @@
 //
 //   tintera-catalog write DIR [--edition N]      index.json and files/ for edition N (default 1)
 //   tintera-catalog fandeck FILE [--colours N]   one fandeck of N colours (default 2000), all spectral
-//   tintera-catalog inspect FILE.cxf             colours as TSV, then the custom resources
+//   tintera-catalog inspect FILE                 colours of a CxF3 or CGATS file as TSV, then the
+//                                                custom resources
 
 #include "Catalog.h"
 #include "CatalogInspector.h"
@@ -17,7 +18,7 @@ int usage(QTextStream &err)
 {
     err << "usage: tintera-catalog write DIR [--edition N]\n"
            "       tintera-catalog fandeck FILE [--colours N]\n"
-           "       tintera-catalog inspect FILE.cxf\n";
+           "       tintera-catalog inspect FILE.cxf|FILE.cie\n";
     return 2;
 }
 

@@ -1,6 +1,7 @@
 #include "HBColorDocument.h"
 
 #include "CXF3FandeckCustomResource.h"
+#include "HBCgatsReader.h"
 #include "HBCxfReader.h"
 #include "HBCxfWriter.h"
 #include "HBErrors.h"
@@ -50,6 +51,11 @@ HBColorDocumentPtr HBColorDocument::initWithData(const QByteArray &data, HBColor
                                                  VLError *error)
 {
     HBColorDocumentPtr document(new HBColorDocument);
+    if (hbLooksLikeCgats(data)) {
+        if (!hbReadCgats(data, document.data(), delegate, error))
+            return {};
+        return document;
+    }
     if (!hbReadCxf3(data, document.data(), delegate, error))
         return {};
     return document;

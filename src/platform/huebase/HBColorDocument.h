@@ -39,8 +39,8 @@ public:
     explicit HBColorDocument(QObject *parent = nullptr);
     ~HBColorDocument() override;
 
-    // Reads a CxF3 file. Returns null and fills *error for unreadable, non-XML or non-CxF3 input
-    // and for inconsistent spectral data.
+    // Reads a CxF3 file, or a CGATS (IT8) measurement file through Little CMS. Returns null and
+    // fills *error for unreadable, non-XML or non-CxF3 input and for inconsistent spectral data.
     static HBColorDocumentPtr initWithFile(const QString &path, HBColorDocumentDelegate *delegate, VLError *error);
     static HBColorDocumentPtr initWithData(const QByteArray &data, HBColorDocumentDelegate *delegate,
                                            VLError *error);

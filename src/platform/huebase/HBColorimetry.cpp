@@ -6,7 +6,9 @@
 
 #include <QCoreApplication>
 
+#include <array>
 #include <cmath>
+#include <algorithm>
 
 namespace {
 
@@ -28,7 +30,65 @@ cmsCIEXYZ toLcmsWhite(const HBXYZ &white)
     return cmsCIEXYZ{white.X / 100.0, white.Y / 100.0, white.Z / 100.0};
 }
 
+// CIELAB relative to a D65 white becomes D65 XYZ, is adapted to the D50 of the ICC connection
+// space with Bradford (cmsAdaptToIlluminant), and goes to sRGB through Little CMS's sRGB profile,
+// which adapts back to its own D65. Treating the CIELAB values as D50 CIELAB instead (a CIELAB
+// identity profile does that whatever its white point) is off by up to 8 steps of 255 in
+// saturated colours. One transform, made on first use, serves every thread: floating-point
+// transforms keep no cache.
+class LabToSRGBTransform
+{
+public:
+    LabToSRGBTransform()
+    {
+        cmsHPROFILE xyz = cmsCreateXYZProfile();
+        cmsHPROFILE srgb = cmsCreate_sRGBProfile();
+        if (xyz && srgb)
+            m_transform = cmsCreateTransform(xyz, TYPE_XYZ_DBL, srgb, TYPE_RGB_DBL, INTENT_RELATIVE_COLORIMETRIC,
+                                             cmsFLAGS_NOCACHE);
+        if (xyz)
+            cmsCloseProfile(xyz);
+        if (srgb)
+            cmsCloseProfile(srgb);
+    }
+    ~LabToSRGBTransform()
+    {
+        if (m_transform)
+            cmsDeleteTransform(m_transform);
+    }
+    LabToSRGBTransform(const LabToSRGBTransform &) = delete;
+    LabToSRGBTransform &operator=(const LabToSRGBTransform &) = delete;
+
+    HBRGB8 convert(const HBLab &lab, const HBXYZ &whitePoint) const
+    {
+        if (!m_transform)
+            return {};
+        const cmsCIEXYZ white = toLcmsWhite(whitePoint);
+        const cmsCIELab in{lab.L, lab.a, lab.b};
+        cmsCIEXYZ xyz;
+        cmsCIEXYZ adapted;
+        cmsLab2XYZ(&white, &xyz, &in);
+        if (!cmsAdaptToIlluminant(&adapted, &white, cmsD50_XYZ(), &xyz))
+            return {};
+        std::array<double, 3> out{};
+        cmsDoTransform(m_transform, &adapted, out.data(), 1);
+        const auto step = [](double value) {
+            return std::isfinite(value) ? int(std::lround(std::clamp(value, 0.0, 1.0) * 255.0)) : 0;
+        };
+        return {step(out[0]), step(out[1]), step(out[2])};
+    }
+
+private:
+    cmsHTRANSFORM m_transform = nullptr;
+};
+
 } // namespace
+
+HBRGB8 hbLabToSRGB8(const HBLab &lab, int observerType)
+{
+    static const LabToSRGBTransform transform;
+    return transform.convert(lab, hbD65WhitePoint(observerType));
+}
 
 bool hbIsSupportedObserverType(int observerType)
 {

@@ -30,6 +30,16 @@ HBXYZ hbD65WhitePoint(int observerType);
 HBLab hbXYZToLab(const HBXYZ &xyz, const HBXYZ &whitePoint);
 HBXYZ hbLabToXYZ(const HBLab &lab, const HBXYZ &whitePoint);
 
+// 8-bit sRGB for showing a CIELAB colour on screen. The CIELAB value is taken relative to the D65
+// white of the given observer, adapted (Bradford) to sRGB's white by Little CMS, clamped to the
+// sRGB gamut and rounded.
+struct HBRGB8 {
+    int r = 0;
+    int g = 0;
+    int b = 0;
+};
+HBRGB8 hbLabToSRGB8(const HBLab &lab, int observerType);
+
 // CIEDE2000 with the parametric weights of lightness, chroma and hue.
 double hbDeltaE2000(const HBLab &lab1, const HBLab &lab2, double kL = 1, double kC = 1, double kH = 1);
 

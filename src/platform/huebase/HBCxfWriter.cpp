@@ -15,6 +15,7 @@
 
 #include <charconv>
 #include <cmath>
+#include <utility>
 
 namespace {
 
@@ -221,6 +222,16 @@ private:
             if (!writeObject(objects, *colors[i], ids[i]))
                 return false;
         }
+        // Readers that take one wavelength range for the whole document (ArgyllCMS's cxf2ti3 reads
+        // the first ColorSpecification's) find it in every specification: the CIELAB ones get the
+        // range of the document's first listed spectra, which is what their values were computed
+        // over when they came from a spectrum.
+        for (const SpecificationContent &content : std::as_const(m_specificationOrder)) {
+            if (content.startWavelength >= 0) {
+                m_documentRange = {content.startWavelength, content.increment};
+                break;
+            }
+        }
         if (!m_specifications.isEmpty()) {
             xmlNode *collection = xmlNewChild(resources, m_ns, hbXmlText("ColorSpecificationCollection"), nullptr);
             for (const SpecificationContent &content : m_specificationOrder)
@@ -411,10 +422,12 @@ private:
         } else {
             addText(geometry, "UnknownGeometry", QStringLiteral("Unknown"));
         }
-        if (content.startWavelength >= 0) {
-            xmlNode *range = xmlNewChild(measurement, m_ns, hbXmlText("WavelengthRange"), nullptr);
-            hbSetAttribute(range, "StartWL", QString::number(content.startWavelength));
-            hbSetAttribute(range, "Increment", QString::number(content.increment));
+        const std::pair<int, int> range =
+            content.startWavelength >= 0 ? std::pair{content.startWavelength, content.increment} : m_documentRange;
+        if (range.first >= 0) {
+            xmlNode *element = xmlNewChild(measurement, m_ns, hbXmlText("WavelengthRange"), nullptr);
+            hbSetAttribute(element, "StartWL", QString::number(range.first));
+            hbSetAttribute(element, "Increment", QString::number(range.second));
         }
         if (const char *illumination = hbCxfIlluminationForMeasurementType(content.measurementType)) {
             xmlNode *device = xmlNewChild(measurement, m_ns, hbXmlText("Device"), nullptr);
@@ -444,6 +457,7 @@ private:
     QString m_creationDate;
     QHash<QByteArray, QString> m_specifications;
     QList<SpecificationContent> m_specificationOrder;
+    std::pair<int, int> m_documentRange{-1, -1}; // start and increment of the first listed spectra
 };
 
 } // namespace
