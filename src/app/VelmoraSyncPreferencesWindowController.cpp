@@ -263,13 +263,26 @@ void VelmoraSyncPreferencesWindowController::exportMeasurements()
     panel->setAttribute(Qt::WA_DeleteOnClose);
     panel->setAcceptMode(QFileDialog::AcceptSave);
     panel->setFileMode(QFileDialog::AnyFile);
-    panel->setNameFilter(tr("CxF3 colour documents (*.cxf)"));
+    // One file type per export format; the chosen type decides the format and the extension.
+    QStringList filters;
+    for (VLMatchExportFormat format : vlMatchExportFormats())
+        filters << vlMatchExportNameFilter(format);
+    panel->setNameFilters(filters);
     panel->setDefaultSuffix(QStringLiteral("cxf"));
     // The user's documents, with a name that says what and when, not the process's working folder.
     panel->setDirectory(exportStartFolder());
     panel->selectFile(exportSuggestedFileName(QDate::currentDate()));
+    // Choosing a type gives a bare name its extension and changes the suggested name's.
+    connect(panel, &QFileDialog::filterSelected, panel, [panel, filters](const QString &filter) {
+        const QString extension = vlMatchExportFileExtension(vlMatchExportFormats().value(filters.indexOf(filter)));
+        panel->setDefaultSuffix(extension);
+        const QFileInfo chosen(panel->selectedFiles().value(0));
+        if (!chosen.fileName().isEmpty() && vlMatchExportFormatForPath(chosen.fileName()))
+            panel->selectFile(chosen.completeBaseName() + QLatin1Char('.') + extension);
+    });
     panel->setWindowModality(Qt::WindowModal); // a sheet on this window
-    connect(panel, &QFileDialog::finished, this, [this, panel](int result) {
+    connect(panel, &QFileDialog::finished, this, [this, panel, filters](int result) {
+        m_exportFormat = vlMatchExportFormats().value(filters.indexOf(panel->selectedNameFilter()));
         exportPanelDidEnd(panel->selectedFiles().value(0), result);
     });
     m_exportPanel = panel;
@@ -287,16 +300,16 @@ QString VelmoraSyncPreferencesWindowController::exportSuggestedFileName(const QD
     return tr("TINTERA Measurements %1").arg(date.toString(Qt::ISODate)) + QStringLiteral(".cxf");
 }
 
-QString VelmoraSyncPreferencesWindowController::exportPathWithAllowedType(const QString &path)
+QString VelmoraSyncPreferencesWindowController::exportPathWithAllowedType(const QString &path, VLMatchExportFormat format)
 {
-    if (path.isEmpty() || QFileInfo(path).suffix().compare(QLatin1String("cxf"), Qt::CaseInsensitive) == 0)
+    if (path.isEmpty() || vlMatchExportFileExtensions(format).contains(QFileInfo(path).suffix().toLower()))
         return path;
-    return path + QStringLiteral(".cxf");
+    return path + QLatin1Char('.') + vlMatchExportFileExtension(format);
 }
 
 void VelmoraSyncPreferencesWindowController::exportPanelDidEnd(const QString &path, int returnCode)
 {
-    const QString filename = exportPathWithAllowedType(path);
+    const QString filename = exportPathWithAllowedType(path, m_exportFormat);
     if (m_exportPanel)
         m_exportPanel->close();
     if (returnCode != QDialog::Accepted || filename.isEmpty() || !m_syncManager)
@@ -322,6 +335,7 @@ void VelmoraSyncPreferencesWindowController::exportPanelDidEnd(const QString &pa
 
     m_exportController = std::make_unique<VLExportController>(m_syncManager);
     m_exportController->setDelegate(this);
+    m_exportController->setExportFormat(m_exportFormat);
     m_exportController->exportToFilename(filename);
 }
 

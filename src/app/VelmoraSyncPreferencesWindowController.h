@@ -65,8 +65,9 @@ public:
     void syncSelectedOnlyButtonPressed();
     void syncNowPressed();
 
-    // Export of the device's measurements to a ".cxf" file of the user's choosing: a save panel as
-    // a sheet, then a modal progress sheet while the export controller runs.
+    // Export of the device's measurements to a file of the user's choosing, in the format of the
+    // file type chosen (CxF3 unless another): a save panel as a sheet, then a modal progress sheet
+    // while the export controller runs.
     void exportMeasurements();
     void exportPanelDidEnd(const QString &path, int returnCode);
     void exportControllerFinishedWithError(VLExportController *controller, const VLError &error) override;
@@ -74,8 +75,13 @@ public:
     static QString exportStartFolder();
     // The name the save panel suggests: "TINTERA Measurements 2026-11-24.cxf".
     static QString exportSuggestedFileName(const QDate &date);
-    // A path with the one allowed extension: "name" and "name.txt" become "name.cxf" and "name.txt.cxf".
-    static QString exportPathWithAllowedType(const QString &path);
+    // The path with the chosen format's extension added unless it has one of the format's own:
+    // for CxF3 "name" and "name.txt" become "name.cxf" and "name.txt.cxf".
+    static QString exportPathWithAllowedType(const QString &path,
+                                             VLMatchExportFormat format = VLMatchExportFormat::CxF3);
+    // The format of the next export: the file type chosen in the save panel.
+    VLMatchExportFormat exportFormat() const { return m_exportFormat; }
+    void setExportFormat(VLMatchExportFormat format) { m_exportFormat = format; }
     VLExportController *exportController() const { return m_exportController.get(); }
     QFileDialog *exportPanel() const { return m_exportPanel; }
     QDialog *exportWindow() const { return m_exportWindow; }
@@ -147,4 +153,5 @@ private:
     QPointer<QMessageBox> m_exportConfirmation;
     std::unique_ptr<VLHelpWindowController> m_helpWindow;
     VLDesktopOpener m_opener;
+    VLMatchExportFormat m_exportFormat = VLMatchExportFormat::CxF3;
 };

@@ -50,7 +50,7 @@ const QStringList kJsonCommands = {QStringLiteral("devices"),  QStringLiteral("s
 
 // Options that take a value as the next argument, so that a value is not taken for the command.
 const QStringList kValueOptions = {QStringLiteral("--service-url"), QStringLiteral("--device"), QStringLiteral("--wait"),
-                                   QStringLiteral("--stall-timeout")};
+                                   QStringLiteral("--stall-timeout"), QStringLiteral("--format")};
 
 const QList<TinteraCommandInfo> &commands()
 {
@@ -68,13 +68,20 @@ const QList<TinteraCommandInfo> &commands()
          "errors the sync collected and a summary. Exits with 1 when the sync collected errors, 3 when it\n"
          "was cancelled (device gone, interrupted, no progress).",
          tinteraSyncCommand, true, {}},
-        {"export", "FILE.cxf", "Export the device's matches to a CxF3 file.",
-         "Reads the matches from the device and writes them as a CxF3 document. With audio notes the\n"
-         "document goes into a folder named after it, with the notes in its \"Audio\" folder.",
+        {"export", "FILE", "Export the device's matches to a CxF3, CGATS, CSV or palette file.",
+         "Reads the matches from the device and writes them to FILE. The format follows the file's\n"
+         "extension unless --format names it: .cxf CxF3 document; .cie, .cgats, .it8 or .txt CGATS\n"
+         "measurement file (CIELAB, sRGB and the spectrum, for ArgyllCMS and other colour tools); .csv\n"
+         "spreadsheet; .gpl GIMP palette (GIMP, Inkscape, Krita, Scribus); .ase Adobe Swatch Exchange.\n"
+         "With audio notes the file goes into a folder named after it, with the notes in its \"Audio\"\n"
+         "folder.",
          tinteraExportCommand, true,
          [](QCommandLineParser &parser) {
              parser.addOption(QCommandLineOption(QStringLiteral("zip"),
                                                  QStringLiteral("Also pack the export into FILE.zip.")));
+             parser.addOption(QCommandLineOption(QStringLiteral("format"),
+                                                 QStringLiteral("File format: cxf, cgats, csv, gpl or ase (default: from the extension)."),
+                                                 QStringLiteral("format")));
          }},
         {"fandecks", "[select|unselect ID]", "List the fandecks; choose which ones sync.",
          "Without arguments lists every fandeck known on the computer, the device and the service, sorted\n"

@@ -77,6 +77,24 @@ QList<TinteraMatchRow> tinteraReadMatchRows(const QString &documentPath, VLError
     return rows;
 }
 
+QList<TinteraMatchRow> tinteraMatchRowsFromRecords(const VLMatchRecordList &records)
+{
+    QList<TinteraMatchRow> rows;
+    for (const VLMatchRecord &record : records) {
+        TinteraMatchRow row;
+        row.colorID = record.colorNumber.isEmpty() ? record.colorName : record.colorNumber;
+        row.fandeck = record.fandeck;
+        row.L = record.L;
+        row.a = record.a;
+        row.b = record.b;
+        row.hasLab = true;
+        row.tag = record.textTag;
+        row.audioNote = record.audioNotePath;
+        rows.append(row);
+    }
+    return rows;
+}
+
 QString tinteraFormatMatchTable(const QList<TinteraMatchRow> &rows)
 {
     const QStringList header = {tr("Colour"), tr("Fandeck"), tr("L*"), tr("a*"), tr("b*"), tr("Tag"), tr("Audio note")};

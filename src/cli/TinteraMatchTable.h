@@ -1,6 +1,7 @@
 #pragma once
 
 #include "VLError.h"
+#include "VLMatchRecord.h"
 
 #include <QList>
 #include <QString>
@@ -18,5 +19,7 @@ struct TinteraMatchRow
 };
 
 QList<TinteraMatchRow> tinteraReadMatchRows(const QString &documentPath, VLError *error);
+// The same rows from the records an export wrote, whatever its format.
+QList<TinteraMatchRow> tinteraMatchRowsFromRecords(const VLMatchRecordList &records);
 // A plain-text table with a header line; columns sized to their content.
 QString tinteraFormatMatchTable(const QList<TinteraMatchRow> &rows);

@@ -7,6 +7,7 @@
 #include "VLApplicationInfo.h"
 #include "VLExportController.h"
 #include "VLFormat.h"
+#include "VLMatchExportFormat.h"
 #include "VLSyncManager.h"
 #include "VLZip.h"
 
@@ -139,10 +140,26 @@ int tinteraSyncCommand(TinteraInvocation &invocation)
 int tinteraExportCommand(TinteraInvocation &invocation)
 {
     const QStringList arguments = invocation.positional();
-    if (arguments.size() != 1 || !arguments.first().endsWith(QLatin1String(".cxf"), Qt::CaseInsensitive)
-        || QFileInfo(arguments.first()).completeBaseName().isEmpty()) {
-        invocation.fail(tr("usage: tintera export FILE.cxf [--zip]"));
+    const QString usage = tr("usage: tintera export FILE [--format cxf|cgats|csv|gpl|ase] [--zip]");
+    if (arguments.size() != 1 || QFileInfo(arguments.first()).completeBaseName().isEmpty()) {
+        invocation.fail(usage);
         return TinteraExitUsage;
+    }
+    std::optional<VLMatchExportFormat> format;
+    if (invocation.parser.isSet(QStringLiteral("format"))) {
+        format = vlMatchExportFormatForName(invocation.parser.value(QStringLiteral("format")));
+        if (!format) {
+            invocation.fail(vlFormat(tr("unknown format \"%@\"; %@"), invocation.parser.value(QStringLiteral("format")), usage));
+            return TinteraExitUsage;
+        }
+    } else {
+        format = vlMatchExportFormatForPath(arguments.first());
+        if (!format) {
+            invocation.fail(vlFormat(tr("the extension of %@ names no export format: use .cxf, .cie, .cgats, .it8, .txt, "
+                                        ".csv, .gpl or .ase, or --format; %@"),
+                                     arguments.first(), usage));
+            return TinteraExitUsage;
+        }
     }
     const QString path = QFileInfo(arguments.first()).absoluteFilePath();
     if (!QFileInfo(QFileInfo(path).absolutePath()).isDir()) {
@@ -158,6 +175,7 @@ int tinteraExportCommand(TinteraInvocation &invocation)
     ExportWaiter waiter;
     VLExportController controller(manager);
     controller.setDelegate(&waiter);
+    controller.setExportFormat(*format);
     controller.exportToFilename(path);
     while (!waiter.finished)
         waiter.loop.exec();
@@ -185,8 +203,7 @@ int tinteraExportCommand(TinteraInvocation &invocation)
         return TinteraExitFailure;
     }
 
-    VLError error;
-    const QList<TinteraMatchRow> rows = tinteraReadMatchRows(document, &error);
+    const QList<TinteraMatchRow> rows = tinteraMatchRowsFromRecords(controller.exportedRecords());
     const int total = int(controller.matches().size());
     if (!invocation.json)
         printExportText(invocation, rows, total, document, inFolder ? folder : QString(), controller.audioFileNames().size(),

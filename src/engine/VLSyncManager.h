@@ -12,6 +12,8 @@
 #include "VLFileDownload.h"
 #include "VLFileDownloadManager.h"
 #include "VLSyncSession.h"
+#include "VLMatchExportFormat.h"
+#include "VLMatchRecord.h"
 
 #include <QDateTime>
 #include <QHash>
@@ -203,13 +205,17 @@ public:
         QList<KDMeasurementPtr> matches;
         QString path;
         bool inSync = false;
+        // The document is CxF3 unless the user chose another format for their export; the other
+        // formats are written from the same matches, as records.
+        VLMatchExportFormat format = VLMatchExportFormat::CxF3;
     };
     void loadFandecksIntoMemory();
     void runExportMatchStep();
-    void exportMatches(const VLExportParameters &parameters);
+    // Answers the matches it exported, in order, as records.
+    VLMatchRecordList exportMatches(const VLExportParameters &parameters);
     // On a worker thread: loads the installed fandecks, then runs exportMatches on the main thread
-    // and waits for it. Exports that overlap take turns.
-    void loadFandecksAndExportMatches(const VLExportParameters &parameters);
+    // and waits for it; answers what that exported. Exports that overlap take turns.
+    VLMatchRecordList loadFandecksAndExportMatches(const VLExportParameters &parameters);
     QList<QSharedPointer<HBColorDocument>> memoryFandecks() const { return m_memoryFandecks; }
 
 private:

@@ -32,6 +32,7 @@ void VLExportController::exportToFilename(const QString &path)
 {
     m_filename = path;
     m_finished = false;
+    m_exportedRecords.clear();
     const KDDevicePtr device = m_syncManager ? m_syncManager->device() : KDDevicePtr();
     if (!device) {
         sendFinishDelegateWithError(kdError(KDErrorDeviceNotAvailable));
@@ -126,7 +127,7 @@ void VLExportController::exportAll()
     // The worker takes copies of what it needs and holds the controller only weakly: closing the
     // export sheet may delete the controller while the fandecks still load. The sync manager lives
     // as long as the process.
-    WritingJob job{m_syncManager.data(), m_matches, m_audioFileNames, documentPath()};
+    WritingJob job{m_syncManager.data(), m_matches, m_audioFileNames, documentPath(), m_format};
     const QPointer<VLExportController> controller(this);
     QThread *worker = QThread::create([job = std::move(job), controller] { loadFandecksThenExport(job, controller); });
     connect(worker, &QThread::finished, worker, &QObject::deleteLater);
@@ -138,15 +139,18 @@ void VLExportController::loadFandecksThenExport(const WritingJob &job, const QPo
     const QString exportAudio = QFileInfo(job.documentPath).absolutePath() + QStringLiteral("/Audio");
     if (!job.audioFileNames.isEmpty())
         QDir().mkpath(exportAudio);
-    if (job.syncManager)
-        job.syncManager->loadFandecksAndExportMatches({job.matches, job.documentPath, false});
+    const VLMatchRecordList records =
+        job.syncManager ? job.syncManager->loadFandecksAndExportMatches({job.matches, job.documentPath, false, job.format})
+                        : VLMatchRecordList();
     const QString audioFolder = job.syncManager ? job.syncManager->pathForGlobalAutoSyncMatchesAudioFolder() : QString();
     for (const QString &name : job.audioFileNames)
         QFile::copy(audioFolder + QLatin1Char('/') + name, exportAudio + QLatin1Char('/') + name);
     // The controller is looked at only on the main thread, where it is deleted.
-    QMetaObject::invokeMethod(QCoreApplication::instance(), [controller] {
-        if (controller)
-            controller->sendFinishDelegateWithError(VLError());
+    QMetaObject::invokeMethod(QCoreApplication::instance(), [controller, &records] {
+        if (!controller)
+            return;
+        controller->m_exportedRecords = records;
+        controller->sendFinishDelegateWithError(VLError());
     }, Qt::BlockingQueuedConnection);
 }
 

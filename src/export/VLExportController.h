@@ -2,6 +2,8 @@
 
 #include "VLDeviceCommandManager.h"
 #include "VLError.h"
+#include "VLMatchExportFormat.h"
+#include "VLMatchRecord.h"
 
 #include <QObject>
 #include <QPointer>
@@ -37,6 +39,11 @@ public:
     QList<KDMeasurementPtr> matches() const { return m_matches; }
     // Where the document goes: the chosen path, or inside a folder of its name when notes travel with it.
     QString documentPath() const;
+    // The file format of the exports started after this (CxF3 unless chosen otherwise).
+    VLMatchExportFormat exportFormat() const { return m_format; }
+    void setExportFormat(VLMatchExportFormat format) { m_format = format; }
+    // The matches the last export wrote, in order.
+    VLMatchRecordList exportedRecords() const { return m_exportedRecords; }
 
     void exportToFilename(const QString &path);
     void exportAll();
@@ -54,6 +61,7 @@ private:
         QList<KDMeasurementPtr> matches;
         QStringList audioFileNames;
         QString documentPath;
+        VLMatchExportFormat format = VLMatchExportFormat::CxF3;
     };
     static void loadFandecksThenExport(const WritingJob &job, const QPointer<VLExportController> &controller);
     void sendFinishDelegateWithError(const VLError &error);
@@ -65,4 +73,6 @@ private:
     QStringList m_audioFileNames;
     QPointer<VLDeviceCommandManager> m_cmdManager;
     bool m_finished = false;
+    VLMatchExportFormat m_format = VLMatchExportFormat::CxF3;
+    VLMatchRecordList m_exportedRecords;
 };

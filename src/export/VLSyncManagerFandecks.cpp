@@ -1,8 +1,10 @@
 #include "VLSyncManager.h"
 
 #include "HBColorDocument.h"
+#include "HBColorimetry.h"
 #include "TSLogger.h"
 #include "TX350CustomResource.h"
+#include "VLMatchRecordWriter.h"
 #include "VLPathComponent.h"
 #include "VLSyncInfo.h"
 
@@ -60,6 +62,42 @@ void insertIfPresent(QVariantMap &entry, const QString &key, const QVariant &val
 {
     if (value.isValid() && !value.isNull())
         entry.insert(key, value);
+}
+
+// The record the other export formats are written from: what the CxF3 colour carries, plus the
+// fandeck colour's spectrum (the CxF3 export carries CIELAB only) and sRGB for display.
+VLMatchRecord matchRecord(const HBColorDocument &fandeck, const HBColor &fandeckColor,
+                          const HBColorRepresentation &lab, const QVariant &textTag, const QDateTime &date,
+                          const QString &audioFileName, const QString &deviceFileID)
+{
+    VLMatchRecord record;
+    record.colorName = fandeckColor.attributeForKey(HBColorNameAttributeKey).toString();
+    record.colorNumber = fandeckColor.attributeForKey(HBColorNumberAttributeKey).toString();
+    for (const QString &key : {CXF3FandeckCustomResourceNameKey, CXF3FandeckCustomResourceEditionKey}) {
+        record.fandeck = fandeck.attributeForKey(key).toString();
+        if (!record.fandeck.isEmpty())
+            break;
+    }
+    if (record.fandeck.isEmpty())
+        record.fandeck = deviceFileID;
+    record.L = lab.L();
+    record.a = lab.a();
+    record.b = lab.b();
+    const HBRGB8 rgb = hbLabToSRGB8({lab.L(), lab.a(), lab.b()}, HBObserverTypeCIE1964TenDegree);
+    record.red = rgb.r;
+    record.green = rgb.g;
+    record.blue = rgb.b;
+    record.textTag = textTag.toString();
+    record.captureDate = date;
+    if (!audioFileName.isEmpty())
+        record.audioNotePath = QStringLiteral("Audio/") + audioFileName;
+    const QList<HBColorRepresentationPtr> spectra = fandeckColor.representationsWithColorSpaceModel(HBColorSpaceModelSpectral);
+    if (!spectra.isEmpty()) {
+        record.spectrum = spectra.last()->values();
+        record.spectrumStart = spectra.last()->startWavelength();
+        record.spectrumIncrement = spectra.last()->wavelengthIncrement();
+    }
+    return record;
 }
 
 } // namespace
@@ -184,21 +222,25 @@ void VLSyncManager::loadFandecksThenExportThenRun(const QList<KDMeasurementPtr> 
                               Qt::QueuedConnection);
 }
 
-void VLSyncManager::loadFandecksAndExportMatches(const VLExportParameters &parameters)
+VLMatchRecordList VLSyncManager::loadFandecksAndExportMatches(const VLExportParameters &parameters)
 {
     // The user's export and the sync's export step each load into the same list and map: one at a
     // time, from the load until the export that reads them is done.
     QMutexLocker exporting(&m_memoryFandecksLock);
     loadFandecksIntoMemory();
-    QMetaObject::invokeMethod(this, [this, &parameters] { exportMatches(parameters); }, Qt::BlockingQueuedConnection);
+    VLMatchRecordList records;
+    QMetaObject::invokeMethod(this, [this, &parameters, &records] { records = exportMatches(parameters); },
+                              Qt::BlockingQueuedConnection);
+    return records;
 }
 
-void VLSyncManager::exportMatches(const VLExportParameters &parameters)
+VLMatchRecordList VLSyncManager::exportMatches(const VLExportParameters &parameters)
 {
     VL_LOG("exportMatches:");
     QFile::remove(parameters.path);
     if (parameters.matches.isEmpty())
-        return;
+        return {};
+    VLMatchRecordList records;
 
     const HBColorDocumentPtr document = HBColorDocumentPtr::create();
     const QSharedPointer<TX350CustomResource> resource = TX350CustomResource::resource();
@@ -296,6 +338,7 @@ void VLSyncManager::exportMatches(const VLExportParameters &parameters)
         resource->addMatch(matchEntry);
 
         document->addColor(color);
+        records << matchRecord(*fandeck, *fandeckColor, *representation, textTag, date, audioFileName, deviceFileID);
         ++exported;
     }
     document->addCustomResource(resource);
@@ -303,18 +346,22 @@ void VLSyncManager::exportMatches(const VLExportParameters &parameters)
     if (exported > 0) {
         QFile::remove(parameters.path);
         VLError error;
-        if (!document->writeToFile(parameters.path, &error)) {
+        const bool written = parameters.format == VLMatchExportFormat::CxF3
+                                 ? document->writeToFile(parameters.path, &error)
+                                 : vlWriteMatchRecords(parameters.format, records, parameters.path, &error);
+        if (!written) {
             if (parameters.inSync)
                 syncDidReceiveErrorRunNextStep(error, false);
-            return;
+            return {};
         }
         if (exported == found)
-            return;
+            return records;
     } else if (found == 0) {
-        return;
+        return records;
     }
     const VLError shortfall(QStringLiteral("TINTERA Sync Domain"), -1,
                             vlFormat(tr("%d measurements found but %d could be exported"), found, exported));
     if (parameters.inSync)
         syncDidReceiveErrorRunNextStep(shortfall, false);
+    return records;
 }

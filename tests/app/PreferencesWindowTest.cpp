@@ -358,12 +358,19 @@ TEST(PreferencesWindowWithManager, SettingsAndFandeckChoicesGoToTheManager)
     controller.setSyncManager(nullptr);
 }
 
-TEST(PreferencesExport, TheSavePanelAllowsOnlyCxfAndACancelStartsNothing)
+TEST(PreferencesExport, TheSavePanelOffersOneTypePerFormatAndACancelStartsNothing)
 {
     EXPECT_EQ(VelmoraSyncPreferencesWindowController::exportPathWithAllowedType("/tmp/a"), QStringLiteral("/tmp/a.cxf"));
     EXPECT_EQ(VelmoraSyncPreferencesWindowController::exportPathWithAllowedType("/tmp/a.CXF"), QStringLiteral("/tmp/a.CXF"));
     EXPECT_EQ(VelmoraSyncPreferencesWindowController::exportPathWithAllowedType("/tmp/a.txt"),
               QStringLiteral("/tmp/a.txt.cxf"));
+    // The chosen type's extension is added unless the name has one of that type's own.
+    EXPECT_EQ(VelmoraSyncPreferencesWindowController::exportPathWithAllowedType("/tmp/a", VLMatchExportFormat::GPL),
+              QStringLiteral("/tmp/a.gpl"));
+    EXPECT_EQ(VelmoraSyncPreferencesWindowController::exportPathWithAllowedType("/tmp/a.txt", VLMatchExportFormat::CGATS),
+              QStringLiteral("/tmp/a.txt"));
+    EXPECT_EQ(VelmoraSyncPreferencesWindowController::exportPathWithAllowedType("/tmp/a.csv", VLMatchExportFormat::ASE),
+              QStringLiteral("/tmp/a.csv.ase"));
 
     AttachedManager attached;
     VelmoraSyncPreferencesWindowController controller;
@@ -373,8 +380,10 @@ TEST(PreferencesExport, TheSavePanelAllowsOnlyCxfAndACancelStartsNothing)
     ASSERT_TRUE(controller.exportPanel());
     EXPECT_TRUE(controller.exportPanel()->isVisible());
     EXPECT_EQ(controller.exportPanel()->acceptMode(), QFileDialog::AcceptSave);
-    EXPECT_EQ(controller.exportPanel()->nameFilters().join(QString()).count(QStringLiteral("*.")), 1);
-    EXPECT_TRUE(controller.exportPanel()->nameFilters().join(QString()).contains(QStringLiteral("*.cxf")));
+    const QStringList filters = controller.exportPanel()->nameFilters();
+    ASSERT_EQ(filters.size(), 5);
+    for (const char *extension : {"*.cxf", "*.cie", "*.csv", "*.gpl", "*.ase"})
+        EXPECT_EQ(filters.filter(QLatin1String(extension)).size(), 1) << extension;
     EXPECT_EQ(controller.exportPanel()->defaultSuffix(), QStringLiteral("cxf"));
     // It opens in the user's documents, with a name that says what and when.
     EXPECT_EQ(QDir(controller.exportPanel()->directory()).absolutePath(),
@@ -382,6 +391,14 @@ TEST(PreferencesExport, TheSavePanelAllowsOnlyCxfAndACancelStartsNothing)
     const QString suggested = VelmoraSyncPreferencesWindowController::exportSuggestedFileName(QDate::currentDate());
     EXPECT_EQ(suggested, QStringLiteral("TINTERA Measurements %1.cxf").arg(QDate::currentDate().toString(Qt::ISODate)));
     EXPECT_TRUE(controller.exportPanel()->selectedFiles().value(0).endsWith(QLatin1Char('/') + suggested))
+        << qPrintable(controller.exportPanel()->selectedFiles().value(0));
+    // Choosing a type makes its extension the one a bare name gets.
+    controller.exportPanel()->selectNameFilter(filters.filter(QStringLiteral("*.gpl")).first());
+    emit controller.exportPanel()->filterSelected(filters.filter(QStringLiteral("*.gpl")).first());
+    EXPECT_EQ(controller.exportPanel()->defaultSuffix(), QStringLiteral("gpl"));
+    // The suggested name follows the chosen type.
+    EXPECT_TRUE(controller.exportPanel()->selectedFiles().value(0).endsWith(
+        QStringLiteral("/TINTERA Measurements %1.gpl").arg(QDate::currentDate().toString(Qt::ISODate))))
         << qPrintable(controller.exportPanel()->selectedFiles().value(0));
 
     controller.exportPanel()->reject();

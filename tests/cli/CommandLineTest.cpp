@@ -52,7 +52,9 @@ TEST(TinteraCommandLine, HelpAndUsageErrors)
     EXPECT_EQ(runTintera({"sync", "--wait", "soon"}).exitCode, 2);
     EXPECT_EQ(runTintera({"sync", "--no-such-option"}).exitCode, 2);
     EXPECT_EQ(runTintera({"export"}).exitCode, 2);
-    EXPECT_EQ(runTintera({"export", "notes.txt"}).exitCode, 2);
+    EXPECT_EQ(runTintera({"export", "notes.doc"}).exitCode, 2);
+    EXPECT_TRUE(runTintera({"export", "notes.doc"}).err.contains("names no export format"));
+    EXPECT_EQ(runTintera({"export", "notes.cxf", "--format", "pdf"}).exitCode, 2);
     EXPECT_EQ(runTintera({"settings", "auto-sync", "maybe"}).exitCode, 2);
     EXPECT_EQ(runTintera({"fandecks", "pick", "x"}).exitCode, 2);
     // Options may come before the command; their values are not taken for it.
