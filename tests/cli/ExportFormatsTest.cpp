@@ -13,6 +13,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QTemporaryDir>
@@ -86,7 +87,7 @@ protected:
         ASSERT_TRUE(environment.start(options, &error)) << qPrintable(error.description());
         ASSERT_EQ(runTintera({"sync"}).exitCode, 0);
         ASSERT_EQ(runTintera({"export", out.filePath("m.cxf")}).exitCode, 0);
-        readReference(out.filePath("m.cxf"));
+        readReference(written("m.cxf"));
         ASSERT_EQ(matches.size(), 3);
     }
     void TearDown() override { environment.stop(); }
@@ -128,6 +129,14 @@ protected:
         }
     }
 
+    // Where an export named `name` went: beside its audio notes in a folder of its name when it
+    // names any, else where asked.
+    QString written(const QString &name) const
+    {
+        const QString inFolder = out.filePath(QFileInfo(name).completeBaseName() + QLatin1Char('/') + name);
+        return QFileInfo::exists(inFolder) ? inFolder : out.filePath(name);
+    }
+
     HBColorPtr fandeckColour(const QString &number) const
     {
         const QList<HBColorPtr> found = fandeck->colorsWithAttributes({{HBColorNumberAttributeKey, number}});
@@ -153,7 +162,7 @@ TEST_F(ExportFormats, CGATSCarriesLabRGBAndSpectrumAndReadsBackInLittleCMSArgyll
     const TinteraRun run = runTintera({"export", out.filePath("m.cie")});
     ASSERT_EQ(run.exitCode, 0) << qPrintable(run.out + run.err);
     EXPECT_TRUE(run.out.contains("Exported 3 of 3 match(es)"));
-    const CGATSTable table = parseCGATSWithLittleCMS(fileBytes(out.filePath("m.cie")));
+    const CGATSTable table = parseCGATSWithLittleCMS(fileBytes(written("m.cie")));
     ASSERT_TRUE(table.valid);
     ASSERT_EQ(table.rows.size(), matches.size());
     for (qsizetype i = 0; i < matches.size(); ++i) {
@@ -180,7 +189,7 @@ TEST_F(ExportFormats, CGATSCarriesLabRGBAndSpectrumAndReadsBackInLittleCMSArgyll
     // The catalog tool shows the file through the colour framework's CGATS reader; its CIELAB is
     // computed again from the spectrum, by the same weighting the export used.
     QProcess inspect;
-    inspect.start(tinteraBuiltProgram(QStringLiteral("tools/catalog/tintera-catalog")), {"inspect", out.filePath("m.cie")});
+    inspect.start(tinteraBuiltProgram(QStringLiteral("tools/catalog/tintera-catalog")), {"inspect", written("m.cie")});
     ASSERT_TRUE(inspect.waitForFinished(60000));
     EXPECT_EQ(inspect.exitCode(), 0) << inspect.readAllStandardError().constData();
     const QStringList lines = QString::fromUtf8(inspect.readAllStandardOutput()).split(QLatin1Char('\n'));
@@ -201,7 +210,7 @@ TEST_F(ExportFormats, CGATSCarriesLabRGBAndSpectrumAndReadsBackInLittleCMSArgyll
     if (cxf2ti3.isEmpty() || colverify.isEmpty())
         GTEST_SKIP() << ArgyllMissingMessage;
     int exitCode = -1;
-    const QString converted = runProgram(cxf2ti3, {out.filePath("m.cxf"), out.filePath("argyll")}, &exitCode);
+    const QString converted = runProgram(cxf2ti3, {written("m.cxf"), out.filePath("argyll")}, &exitCode);
     ASSERT_EQ(exitCode, 0) << qPrintable(converted);
     const CGATSTable fromCxf = parseCGATSWithLittleCMS(fileBytes(out.filePath("argyll.cie")));
     ASSERT_EQ(fromCxf.rows.size(), matches.size());
@@ -211,7 +220,7 @@ TEST_F(ExportFormats, CGATSCarriesLabRGBAndSpectrumAndReadsBackInLittleCMSArgyll
         EXPECT_NEAR(fromCxf.rows[i].value("LAB_A").toDouble(), matches[i].a, 0.01);
         EXPECT_NEAR(fromCxf.rows[i].value("LAB_B").toDouble(), matches[i].b, 0.01);
     }
-    const QString labs = runProgram(colverify, {"-v2", out.filePath("argyll.cie"), out.filePath("m.cie")}, &exitCode);
+    const QString labs = runProgram(colverify, {"-v2", out.filePath("argyll.cie"), written("m.cie")}, &exitCode);
     ASSERT_EQ(exitCode, 0) << qPrintable(labs);
     EXPECT_GE(argyllPeakError(labs), 0) << qPrintable(labs);
     EXPECT_LT(argyllPeakError(labs), 0.01) << qPrintable(labs);
@@ -224,7 +233,7 @@ TEST_F(ExportFormats, CGATSCarriesLabRGBAndSpectrumAndReadsBackInLittleCMSArgyll
     const QString fandeckConverted = runProgram(cxf2ti3, {out.filePath("fandeck.cxf"), out.filePath("fandeck")}, &exitCode);
     ASSERT_EQ(exitCode, 0) << qPrintable(fandeckConverted);
     const QString spectra = runProgram(
-        colverify, {"-v2", "-i", "D65", "-o", "1964_10", out.filePath("fandeck.cie"), out.filePath("m.cie")}, &exitCode);
+        colverify, {"-v2", "-i", "D65", "-o", "1964_10", out.filePath("fandeck.cie"), written("m.cie")}, &exitCode);
     ASSERT_EQ(exitCode, 0) << qPrintable(spectra);
     EXPECT_GE(argyllPeakError(spectra), 0) << qPrintable(spectra);
     EXPECT_LT(argyllPeakError(spectra), 0.01) << qPrintable(spectra);
@@ -240,12 +249,12 @@ TEST_F(ExportFormats, CSVGPLAndASECarryTheSameMatches)
         ASSERT_EQ(run.exitCode, 0) << qPrintable(arguments.join(' ') + run.out + run.err);
     }
 
-    const QList<QStringList> rows = parseCSV(fileBytes(out.filePath("m.csv")));
+    const QList<QStringList> rows = parseCSV(fileBytes(written("m.csv")));
     ASSERT_EQ(rows.size(), matches.size() + 1);
-    const GPLPalette palette = parseGPL(fileBytes(out.filePath("m.gpl")));
+    const GPLPalette palette = parseGPL(fileBytes(written("m.gpl")));
     ASSERT_TRUE(palette.valid);
     ASSERT_EQ(palette.colours.size(), matches.size());
-    const ASESwatches swatches = parseASE(fileBytes(out.filePath("swatches.bin")));
+    const ASESwatches swatches = parseASE(fileBytes(written("swatches.bin")));
     ASSERT_TRUE(swatches.valid) << qPrintable(swatches.problem);
     ASSERT_EQ(swatches.colours.size(), matches.size());
 
