@@ -23,7 +23,7 @@ _tintera()
     local i command="" position=0
     for ((i = 1; i < COMP_CWORD; i++)); do
         case ${COMP_WORDS[i]} in
-        --service-url | --device | --wait | --stall-timeout) ((i++)) ;;
+        --service-url | --device | --wait | --stall-timeout | --format) ((i++)) ;;
         -*) ;;
         *)
             if [[ -z $command ]]; then
@@ -37,11 +37,15 @@ _tintera()
 
     case $prev in
     --service-url | --wait | --stall-timeout | --device) return ;;
+    --format)
+        COMPREPLY=($(compgen -W "cxf cgats csv gpl ase" -- "$cur"))
+        return
+        ;;
     esac
 
     case $command in
     sync) options+=" --stall-timeout --json" ;;
-    export) options+=" --stall-timeout --zip --json" ;;
+    export) options+=" --stall-timeout --zip --format --json" ;;
     fandecks) options+=" --stall-timeout --json" ;;
     demo) options+=" --stall-timeout --keep --link" ;;
     devices | status | settings) options+=" --json" ;;
@@ -56,7 +60,16 @@ _tintera()
     case $command in
     "") COMPREPLY=($(compgen -W "$commands" -- "$cur")) ;;
     help) ((position == 0)) && COMPREPLY=($(compgen -W "$commands json" -- "$cur")) ;;
-    export) ((position == 0)) && COMPREPLY=($(compgen -f -X '!*.cxf' -- "$cur") $(compgen -d -- "$cur")) ;;
+    export)
+        if ((position == 0)); then
+            # The extensions of the export formats; the pattern needs extglob, whoever loaded us.
+            local extglob
+            extglob=$(shopt -p extglob)
+            shopt -s extglob
+            COMPREPLY=($(compgen -f -X '!*.@(cxf|cie|cgats|it8|txt|csv|gpl|ase)' -- "$cur") $(compgen -d -- "$cur"))
+            eval "$extglob"
+        fi
+        ;;
     fandecks)
         case $position in
         0) COMPREPLY=($(compgen -W "select unselect" -- "$cur")) ;;

@@ -132,7 +132,7 @@ const char *const kJsonHelp =
     "          \"settings\": {\"autoSync\", \"selectedFandecksOnly\"}}\n"
     "settings  {\"settings\": {\"autoSync\", \"selectedFandecksOnly\"}}\n"
     "fandecks  {\"fandecks\": [{\"id\", \"name\", \"selected\", \"onDevice\"}], \"selectedFandecksOnly\"}\n"
-    "export    {\"file\", \"exported\", \"total\", \"matches\": [{\"colorId\", \"fandeck\",\n"
+    "export    {\"file\", \"format\", \"exported\", \"total\", \"matches\": [{\"colorId\", \"fandeck\",\n"
     "          \"lab\": {\"L\", \"a\", \"b\"}, \"tag\", \"audioNote\"}], \"audioNotes\": [{\"name\", \"path\",\n"
     "          \"present\"}], \"archive\"}\n"
     "sync      one object per event while it runs; \"run\" is \"preliminary\" (the fandeck\n"

@@ -97,13 +97,14 @@ QJsonArray audioNotesJson(const QString &document, const QList<TinteraMatchRow> 
     return notes;
 }
 
-void printExportJson(const TinteraInvocation &invocation, const QString &document, const QList<TinteraMatchRow> &rows,
-                     int total, const QString &audioCache, const QString &archive)
+void printExportJson(const TinteraInvocation &invocation, VLMatchExportFormat format, const QString &document,
+                     const QList<TinteraMatchRow> &rows, int total, const QString &audioCache, const QString &archive)
 {
     QJsonArray matches;
     for (const TinteraMatchRow &row : rows)
         matches.append(tinteraMatchRowJson(row));
     invocation.printJson({{QStringLiteral("file"), tinteraTextJson(document)},
+                          {QStringLiteral("format"), vlMatchExportFormatName(format)},
                           {QStringLiteral("exported"), int(rows.size())},
                           {QStringLiteral("total"), total},
                           {QStringLiteral("matches"), matches},
@@ -192,7 +193,7 @@ int tinteraExportCommand(TinteraInvocation &invocation)
     if (!QFileInfo::exists(document)) {
         if (controller.matches().isEmpty()) {
             if (invocation.json)
-                printExportJson(invocation, {}, {}, 0, {}, {});
+                printExportJson(invocation, *format, {}, {}, 0, {}, {});
             else
                 invocation.println(tr("The device holds no captured colours; nothing was exported."));
             return TinteraExitSuccess;
@@ -219,6 +220,7 @@ int tinteraExportCommand(TinteraInvocation &invocation)
             invocation.println(vlFormat(tr("Archive: %@"), archive));
     }
     if (invocation.json)
-        printExportJson(invocation, document, rows, total, manager->pathForGlobalAutoSyncMatchesAudioFolder(), archive);
+        printExportJson(invocation, *format, document, rows, total, manager->pathForGlobalAutoSyncMatchesAudioFolder(),
+                        archive);
     return rows.size() == controller.matches().size() ? TinteraExitSuccess : TinteraExitFailure;
 }

@@ -346,6 +346,7 @@ TEST_F(TinteraAgainstEmulators, SettingsFandecksAndExportAsJson)
     const QString file = result.value("file").toString();
     EXPECT_TRUE(QFile::exists(file)) << qPrintable(file);
     EXPECT_TRUE(file.endsWith("kitchen.cxf"));
+    EXPECT_EQ(result.value("format").toString(), "cxf");
     EXPECT_EQ(result.value("exported").toInt(), 3);
     EXPECT_EQ(result.value("total").toInt(), 3);
     EXPECT_EQ(result.value("archive").toString(), out.filePath("kitchen.zip"));
@@ -372,6 +373,14 @@ TEST_F(TinteraAgainstEmulators, SettingsFandecksAndExportAsJson)
         EXPECT_TRUE(note.value("present").toBool());
         EXPECT_TRUE(QFile::exists(note.value("path").toString()));
     }
+
+    // Another format: the same matches, the file named as written.
+    const QJsonObject palette = onlyObject(runTintera({"export", out.filePath("kitchen.gpl"), "--json"}));
+    EXPECT_EQ(palette.value("format").toString(), "gpl");
+    EXPECT_TRUE(palette.value("file").toString().endsWith("kitchen.gpl"));
+    EXPECT_TRUE(QFile::exists(palette.value("file").toString()));
+    EXPECT_EQ(palette.value("exported").toInt(), 3);
+    EXPECT_TRUE(palette.value("archive").isNull());
 }
 
 // Without a runtime folder and without a device folder named, the command line decides the folder
