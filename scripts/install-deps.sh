@@ -13,7 +13,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   zip unzip curl python3
   argyll
-  xvfb trayer x11-utils xdotool imagemagick xdg-utils desktop-file-utils
+  xvfb trayer x11-utils xdotool imagemagick xdg-utils desktop-file-utils dbus-daemon
   dpkg-dev file fakeroot lintian appstream man-db bash-completion
   libclang-rt-14-dev
 )

@@ -2,6 +2,9 @@
 
 #include <QList>
 #include <QObject>
+#ifndef Q_OS_MACOS
+#include <QDBusConnection>
+#endif
 #include <QString>
 
 #include <functional>
@@ -30,6 +33,10 @@ class VLFreedesktopNotifier : public QObject, public VLNotifier
     Q_OBJECT
 public:
     explicit VLFreedesktopNotifier(QObject *parent = nullptr);
+#ifndef Q_OS_MACOS
+    // On another bus than the session's (tests).
+    explicit VLFreedesktopNotifier(const QDBusConnection &bus, QObject *parent = nullptr);
+#endif
 
     bool notify(const QString &title, const QString &text, bool warning, const QList<Action> &actions,
                 ActionHandler onAction) override;
@@ -40,6 +47,9 @@ private slots:
     void notificationClosed(uint id, uint reason);
 
 private:
+#ifndef Q_OS_MACOS
+    QDBusConnection m_bus;
+#endif
     uint m_lastId = 0;
     ActionHandler m_onAction;
     QString m_defaultKey;

@@ -28,20 +28,25 @@ bool serviceIsThere(const QDBusConnection &bus)
 } // namespace
 
 VLFreedesktopNotifier::VLFreedesktopNotifier(QObject *parent)
-    : QObject(parent)
+    : VLFreedesktopNotifier(QDBusConnection::sessionBus(), parent)
 {
-    QDBusConnection bus = QDBusConnection::sessionBus();
-    if (!bus.isConnected())
+}
+
+VLFreedesktopNotifier::VLFreedesktopNotifier(const QDBusConnection &bus, QObject *parent)
+    : QObject(parent)
+    , m_bus(bus)
+{
+    if (!m_bus.isConnected())
         return;
-    bus.connect(kService, kPath, kInterface, QStringLiteral("ActionInvoked"), this, SLOT(actionInvoked(uint, QString)));
-    bus.connect(kService, kPath, kInterface, QStringLiteral("NotificationClosed"), this,
+    m_bus.connect(kService, kPath, kInterface, QStringLiteral("ActionInvoked"), this, SLOT(actionInvoked(uint, QString)));
+    m_bus.connect(kService, kPath, kInterface, QStringLiteral("NotificationClosed"), this,
                 SLOT(notificationClosed(uint, uint)));
 }
 
 bool VLFreedesktopNotifier::notify(const QString &title, const QString &text, bool warning,
                                    const QList<Action> &actions, ActionHandler onAction)
 {
-    QDBusConnection bus = QDBusConnection::sessionBus();
+    QDBusConnection &bus = m_bus;
     if (!bus.isConnected() || !serviceIsThere(bus))
         return false;
     QStringList actionList;

@@ -6,6 +6,10 @@
 
 #include <utility>
 
+namespace {
+constexpr qint64 kMessageClickMs = 500;
+}
+
 VLTrayStatusItem::VLTrayStatusItem(const QString &applicationTitle, QObject *parent)
     : QObject(parent)
     , m_applicationTitle(applicationTitle)
@@ -19,6 +23,8 @@ VLTrayStatusItem::VLTrayStatusItem(const QString &applicationTitle, QObject *par
     connect(&m_tray, &QSystemTrayIcon::messageClicked, this, [this] {
         if (auto clicked = std::exchange(m_messageClicked, nullptr))
             clicked();
+        // From the end of what the click opened: a modal window holds the release until it closes.
+        m_messageClickedAt.start();
     });
     showTitle();
 }
@@ -90,6 +96,10 @@ void VLTrayStatusItem::showMessage(const QString &title, const QString &text, bo
 
 void VLTrayStatusItem::handleActivation(QSystemTrayIcon::ActivationReason reason)
 {
+    // A message drawn over the icon closes on the press, and the release then lands on the icon:
+    // that is not a click on the icon.
+    if (m_messageClickedAt.isValid() && m_messageClickedAt.elapsed() < kMessageClickMs)
+        return;
     // The context menu opens on a right click by itself; a left click opens it here.
     if ((reason == QSystemTrayIcon::Trigger || reason == QSystemTrayIcon::DoubleClick) && m_menu && !m_menu->isVisible())
         m_menu->popup(QCursor::pos());

@@ -2,6 +2,7 @@
 
 #include "VLStatusItem.h"
 
+#include <QElapsedTimer>
 #include <QObject>
 #include <QPointer>
 #include <QSystemTrayIcon>
@@ -42,4 +43,5 @@ private:
     QAction *m_titleLine;
     QAction *m_titleSeparator;
     std::function<void()> m_messageClicked;
+    QElapsedTimer m_messageClickedAt;
 };

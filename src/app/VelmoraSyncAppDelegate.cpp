@@ -270,6 +270,7 @@ void VelmoraSyncAppDelegate::syncManagerDidBeginSync(VLSyncManager *)
     m_syncBeganAt = QDateTime::currentDateTime();
     m_localFilesAtBegin.clear();
     m_deviceFilesAtBegin.clear();
+    m_filesCountedAtBegin = false;
     m_matchesToExport = 0;
     m_downloadFraction = -1;
     m_shownPercent = -1;
@@ -344,7 +345,7 @@ void VelmoraSyncAppDelegate::notifySyncEnded(VLSyncManager *manager, bool stalle
     summary.cancelled = manager->wasCancelled();
     summary.stalled = stalled;
     // The files are compared with what the run found once its inventory was taken.
-    if (VLSyncInfo *info = manager->syncInfo(); info && !m_localFilesAtBegin.isEmpty()) {
+    if (VLSyncInfo *info = manager->syncInfo(); info && m_filesCountedAtBegin) {
         summary.downloaded = vlChangedFileCount(m_localFilesAtBegin, vlFileVersions(info->localFiles()));
         summary.installed = vlChangedFileCount(m_deviceFilesAtBegin, vlFileVersions(info->deviceFiles()));
     }
@@ -352,6 +353,7 @@ void VelmoraSyncAppDelegate::notifySyncEnded(VLSyncManager *manager, bool stalle
     if (matches.isFile() && m_syncBeganAt.isValid() && matches.lastModified() >= m_syncBeganAt.addSecs(-1))
         summary.matchesExported = m_matchesToExport;
     m_lastSummary = summary;
+    VL_LOG("%@", summary.text());
 
     QList<VLNotifier::Action> actions;
     if (summary.errors > 0)
@@ -450,6 +452,7 @@ void VelmoraSyncAppDelegate::syncManagerStatusDidChange(VLSyncManager *manager)
         if (VLSyncInfo *info = manager->syncInfo()) {
             m_localFilesAtBegin = vlFileVersions(info->localFiles());
             m_deviceFilesAtBegin = vlFileVersions(info->deviceFiles());
+            m_filesCountedAtBegin = true;
         }
     }
     // The export step hands the matches on and lets them go: count them as it begins.

@@ -168,6 +168,7 @@ private:
     QHash<QString, QString> m_deviceFilesAtBegin;
     QDateTime m_syncBeganAt;
     int m_matchesToExport = 0;
+    bool m_filesCountedAtBegin = false;
     QList<VLError> m_lastSyncErrors;
     VLSyncSummary m_lastSummary;
 };

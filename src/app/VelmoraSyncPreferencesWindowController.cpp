@@ -362,6 +362,8 @@ void VelmoraSyncPreferencesWindowController::showExportConfirmation(const QStrin
     box->setObjectName(QStringLiteral("exportConfirmation"));
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->setWindowModality(Qt::WindowModal);
+    // Room for a path without breaking it at every slash.
+    box->setStyleSheet(QStringLiteral("QLabel { min-width: 360px; }"));
     if (written)
         box->setInformativeText(QDir::toNativeSeparators(document));
     else

@@ -88,6 +88,7 @@ public:
     // What the export ended with: where the document went and "Show in Folder", or the error.
     QMessageBox *exportConfirmation() const { return m_exportConfirmation; }
     void showExportedFileInFolder(const QString &document);
+    void showExportConfirmation(const QString &document, const VLError &error);
 
     // Download progress.
     void startProgress();
@@ -127,7 +128,6 @@ private:
     // Enabled states that follow the manager's observable keys.
     void observedValueDidChange(const QString &key);
     void resetProgress();
-    void showExportConfirmation(const QString &document, const VLError &error);
 
     // VLFandeckChoices, answered by the sync manager.
     bool userWantsSyncForFandeckWithID(const QString &fandeckID) override;

@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # The application in a real X server: Xvfb with trayer as the system tray. Starts
-# "VelmoraSync --demo", finds its tray icon, opens the menu with a left click, runs "Sync Now" to
-# the end, opens the preferences window, and saves screenshots of the menu (idle and syncing) and
-# of the window.
+# "VelmoraSync --demo", finds its tray icon, opens the menu with a left click, runs "Sync Now"
+# against a service that refuses every file until the stall watchdog ends it (the error alert, the
+# error window from the notification), then a clean sync (its notification, "Show measurements"),
+# opens the preferences window, and saves screenshots of each.
 #
 #   TrayDemoTest.sh VELMORASYNC SCREENSHOT_FOLDER
 #
@@ -11,58 +12,24 @@ set -euo pipefail
 
 program=$1
 shots=$2
-for tool in Xvfb trayer xdotool xdpyinfo import; do
-  command -v "$tool" >/dev/null || { echo "skipped: $tool is not installed"; exit 77; }
-done
-
 work=$(mktemp -d)
-pids=()
-cleanup() {
-  for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done
-  for pid in "${pids[@]}"; do wait "$pid" 2>/dev/null || true; done
-  rm -rf "$work"
-}
-trap cleanup EXIT
+source "$(dirname "$0")/XvfbFixture.sh"
+xvfb_require Xvfb trayer xdotool xdpyinfo import curl
 mkdir -p "$shots"
-rm -f "$shots"/*.png
+rm -f "$shots"/tray-*.png "$shots"/failure.png
 
-log="$work/app.log"
-fail() {
-  echo "FAILED: $*"
-  echo "---- application log (last 60 lines) ----"
-  tail -n 60 "$log" 2>/dev/null || true
-  import -window root "$shots/failure.png" 2>/dev/null || true
-  exit 1
-}
-# wait_for SECONDS COMMAND...: polls every 0.2 s until the command succeeds.
-wait_for() {
-  local tries=$(($1 * 5)); shift
-  for _ in $(seq "$tries"); do
-    "$@" && return 0
-    sleep 0.2
-  done
-  return 1
-}
+xvfb_start
+tray_start
 
-# A free display: Xvfb picks the number and writes it to descriptor 3.
-Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp 3>"$work/display" >"$work/xvfb.log" 2>&1 &
-pids+=($!)
-wait_for 10 test -s "$work/display" || fail "Xvfb did not start"
-export DISPLAY=":$(head -n 1 "$work/display")"
-wait_for 10 xdpyinfo >/dev/null 2>&1 || fail "the X server does not answer"
-
-trayer --edge top --align left --widthtype pixel --width 200 --height 32 --SetDockType false \
-  >"$work/trayer.log" 2>&1 &
-pids+=($!)
-sleep 0.5
-
-TINTERA_LOG=1 "$program" --demo >"$log" 2>&1 &
+# A run without progress for 3 s is stopped with an error (the default is 120 s).
+TINTERA_LOG=1 "$program" --demo --stall-timeout 3 >"$log" 2>&1 &
 app=$!
 pids+=($app)
 
 wait_for 60 grep -q "data folder:" "$log" || fail "the demo did not start"
 data=$(sed -n 's/^ *data folder: //p' "$log" | head -n 1)
-echo "demo data folder: $data"
+service=$(sed -n 's/^ *service: *//p' "$log" | head -n 1)
+echo "demo data folder: $data, service: $service"
 
 # The tray icon: a window of the application's class, embedded in the tray at icon size.
 find_icon() {
@@ -76,40 +43,68 @@ eval "$(xdotool getwindowgeometry --shell "$icon")"
 iconX=$((X + WIDTH / 2))
 iconY=$((Y + HEIGHT / 2))
 echo "tray icon $icon at $iconX,$iconY"
+click_icon() {
+  xdotool mousemove "$iconX" "$iconY" click 1
+  sleep "${1:-0.8}"
+}
 
 # The demo device arrives and the first look at it and at the service ends.
 wait_for 60 grep -q "deviceDidBecomeAvailable" "$log" || fail "the demo device did not arrive"
 wait_for 120 grep -q "syncManagerDidFinishPreliminaryInfoGathering" "$log" || fail "the first look did not end"
 
+# The service now refuses every file: the first sync stalls at its first download.
+curl -sf "$service/control/fault?target=files&http=500" >/dev/null || fail "the service emulator took no fault"
+
 # A left click opens the menu, as a click on a menu-bar item does. "Sync Now" is its first
 # enabled item.
-xdotool mousemove "$iconX" "$iconY" click 1
-sleep 1
+click_icon 1
 import -window root "$shots/tray-menu.png"
 xdotool key Down Return
 wait_for 30 grep -q "syncManagerDidBeginSync" "$log" || fail "Sync Now did not start a sync"
 
-# While it runs, the menu's first line shows the status.
+# While it runs, the menu's first line shows the step and its status, and "Cancel Sync" is there.
 sleep 0.5
-xdotool mousemove "$iconX" "$iconY" click 1
-sleep 0.8
+click_icon
 import -window root "$shots/tray-menu-syncing.png"
 xdotool key Escape
 
 events="$data/Analytics/events.jsonl"
-wait_for 240 grep -q '"name":"sync_end_' "$events" || fail "the sync did not end"
-grep '"name":"sync_end_' "$events"
-grep -q '"name":"sync_end_err".*"error":"0"\|"error":"0".*"name":"sync_end_err"' "$events" \
-  || fail "the sync ended with errors"
+ended() { [ "$(grep -c '"name":"sync_end_' "$events" 2>/dev/null || true)" -ge "$1" ]; }
+wait_for 60 ended 1 || fail "the stalled sync did not end"
+grep -q "No progress for 3 s" "$log" || fail "the sync did not end by the stall watchdog"
+# The error alert names the cause; the notification shows beside the tray.
+sleep 1
+import -window root "$shots/tray-stall-alert.png"
+xdotool key Return
+sleep 0.5
+# A click on the notification opens the error window with every error.
+click_icon 1
+import -window root "$shots/tray-error-window.png"
+xdotool key Escape
+sleep 0.5
+
+# Served again: the next sync ends cleanly and its notification says what it brought.
+curl -sf "$service/control/clear" >/dev/null || fail "the service emulator kept its fault"
+click_icon
+xdotool key Down Return
+wait_for 240 ended 2 || fail "the second sync did not end"
+tail -n 1 "$events" | grep -q '"error":"0"' || fail "the second sync ended with errors"
+grep -q "The sync finished. [0-9]* files downloaded, [0-9]* installed on the device, 3 matches exported." "$log" \
+  || fail "the notification does not say what the sync brought"
+sleep 1
+import -window root "$shots/tray-notification.png"
+# Its click is "Show measurements"; without a file manager on this machine, the folder is named.
+click_icon 1
+import -window root "$shots/tray-show-measurements.png"
+xdotool key Return
+sleep 0.5
 
 # The preferences window: "Preferences..." follows "Sync Now" (the date line is disabled).
-sleep 0.5
-xdotool mousemove "$iconX" "$iconY" click 1
-sleep 0.8
+click_icon
 import -window root "$shots/tray-menu-after-sync.png"
 xdotool key Down Down Return
 sleep 1.5
-import -window root "$shots/preferences.png"
+import -window root "$shots/tray-preferences.png"
 
 kill -0 "$app" 2>/dev/null || fail "the application ended"
 

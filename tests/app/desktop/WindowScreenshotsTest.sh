@@ -1,0 +1,30 @@
+#!/usr/bin/env bash
+# The windows whose look changed, each drawn by a real X server (Xvfb) and saved as a screenshot:
+# runs the WindowScreenshots tests of the application's test program on that display.
+#
+#   WindowScreenshotsTest.sh APP_TESTS SCREENSHOT_FOLDER
+#
+# Exits 77 (skipped) when the X tools are missing.
+set -euo pipefail
+
+tests=$1
+shots=$2
+work=$(mktemp -d)
+source "$(dirname "$0")/XvfbFixture.sh"
+xvfb_require Xvfb xdpyinfo
+mkdir -p "$shots"
+rm -f "$shots"/preferences-*.png "$shots"/help-window.png "$shots"/export-*.png "$shots"/error-window.png
+
+xvfb_start
+# A home with a documents folder, where the export's save panel opens.
+export HOME="$work/home"
+mkdir -p "$HOME/Documents"
+TINTERA_SCREENSHOT_DIR="$shots" QT_QPA_PLATFORM=xcb "$tests" --gtest_filter='WindowScreenshots.*' >"$log" 2>&1 \
+  || fail "the screenshot tests failed"
+grep -q "SKIPPED" "$log" && fail "the screenshot tests were skipped on the X server"
+cat "$log"
+for shot in preferences-all-fandecks-synced preferences-device-away help-window export-save-panel \
+            export-confirmation error-window; do
+  [ -s "$shots/$shot.png" ] || fail "no screenshot $shot.png"
+done
+echo "screenshots in $shots"
