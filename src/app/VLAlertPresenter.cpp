@@ -10,6 +10,11 @@ QString vlApplicationTitle()
     return QCoreApplication::translate("VelmoraSyncAppDelegate", "TINTERA Sync");
 }
 
+QString vlAlertTextStyle()
+{
+    return QStringLiteral("QLabel#qt_msgbox_label, QLabel#qt_msgbox_informativelabel { min-width: 340px; }");
+}
+
 void VLMessageBoxAlertPresenter::runModalAlert(const QString &title, const QString &text, const QString &button,
                                                Style style)
 {
@@ -17,6 +22,7 @@ void VLMessageBoxAlertPresenter::runModalAlert(const QString &title, const QStri
     QMessageBox alert(style == Style::Information ? QMessageBox::Information : QMessageBox::Warning,
                       vlApplicationTitle(), title, QMessageBox::NoButton);
     alert.setInformativeText(text);
+    alert.setStyleSheet(vlAlertTextStyle());
     alert.addButton(button, QMessageBox::AcceptRole);
     alert.setWindowModality(Qt::ApplicationModal);
     alert.exec();
@@ -28,6 +34,7 @@ bool VLMessageBoxAlertPresenter::runModalAlertWithDetails(const QString &title, 
 {
     QMessageBox alert(QMessageBox::Warning, vlApplicationTitle(), title, QMessageBox::NoButton);
     alert.setInformativeText(details.isEmpty() ? text : text + QStringLiteral("\n\n") + details);
+    alert.setStyleSheet(vlAlertTextStyle());
     QPushButton *ok = alert.addButton(button, QMessageBox::AcceptRole);
     QPushButton *more = alert.addButton(detailsButton, QMessageBox::HelpRole);
     alert.setDefaultButton(ok);

@@ -39,3 +39,5 @@ public:
 
 // The title of every window and alert of the application.
 QString vlApplicationTitle();
+// Room for an alert's texts, so that a path or a cause is not broken at every word.
+QString vlAlertTextStyle();

@@ -363,7 +363,7 @@ void VelmoraSyncPreferencesWindowController::showExportConfirmation(const QStrin
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->setWindowModality(Qt::WindowModal);
     // Room for a path without breaking it at every slash.
-    box->setStyleSheet(QStringLiteral("QLabel { min-width: 360px; }"));
+    box->setStyleSheet(vlAlertTextStyle());
     if (written)
         box->setInformativeText(QDir::toNativeSeparators(document));
     else
