@@ -6,6 +6,7 @@
 #include "TX350CustomResource.h"
 #include "VLMatchRecordWriter.h"
 #include "VLPathComponent.h"
+#include "VLSecondsSince1970.h"
 #include "VLSyncInfo.h"
 
 #include <QDir>
@@ -13,7 +14,6 @@
 #include <QFileInfo>
 #include <QMutexLocker>
 #include <QThread>
-#include <QTimeZone>
 
 #include <sys/stat.h>
 
@@ -256,8 +256,8 @@ VLMatchRecordList VLSyncManager::exportMatches(const VLExportParameters &paramet
         const QVariant textTag = measured->attributeForKey(QStringLiteral("TextTag"));
         const QString colorId = measured->attributeForKey(QStringLiteral("ColorId")).toString();
         const QString deviceFileID = measured->attributeForKey(QStringLiteral("DeviceFileID")).toString();
-        const double since1970 = measured->attributeForKey(QStringLiteral("DateSince1970")).toDouble();
-        const QDateTime date = QDateTime::fromMSecsSinceEpoch(qint64(since1970 * 1000.0), QTimeZone::utc());
+        const QVariant since1970 = measured->attributeForKey(QStringLiteral("DateSince1970"));
+        const QDateTime date = vlDateFromSecondsSince1970(since1970.toDouble());
 
         const HBColorDocumentPtr fandeck = m_deviceFileIDToMemoryFandeckMap.value(deviceFileID);
         if (!fandeck) {
@@ -324,10 +324,14 @@ VLMatchRecordList VLSyncManager::exportMatches(const VLExportParameters &paramet
 
         QVariantMap matchEntry{
             {TX350CustomResourceMatchColorFandeckIDKey, fandeckID},
-            {TX350CustomResourceMatchDateKey, date},
             {TX350CustomResourceMatchDeviceManufacturerKey, QStringLiteral("Kalvex")},
             {TX350CustomResourceMatchDeviceModelKey, QStringLiteral("TX350")},
         };
+        // A capture time no calendar date can show is left out rather than written as an empty date.
+        if (date.isValid())
+            matchEntry.insert(TX350CustomResourceMatchDateKey, date);
+        else
+            VL_LOG("Match %@: capture time %@ is not a date; exported without one", colorId, since1970);
         insertIfPresent(matchEntry, TX350CustomResourceMatchColorObjectIDKey,
                         fandeckColor->attributeForKey(HBColorUniqueIdentifierAttributeKey));
         if (!audioFileName.isEmpty())

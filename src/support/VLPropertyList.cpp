@@ -1,5 +1,7 @@
 #include "VLPropertyList.h"
 
+#include "VLBinaryPropertyListCheck.h"
+
 #include <QDateTime>
 #include <QFile>
 #include <QSaveFile>
@@ -217,6 +219,14 @@ QVariant fromData(const QByteArray &data, VLError *error)
     if (data.isEmpty() || data.size() > std::numeric_limits<uint32_t>::max()) {
         setError(error, ParseFailed, QStringLiteral("The property list is empty or too large."));
         return {};
+    }
+    // libplist must never see a binary list it could abort on; its XML reader refuses such keys itself.
+    if (VLBinaryPropertyListCheck::looksBinary(data.constData(), std::size_t(data.size()))) {
+        const QString problem = VLBinaryPropertyListCheck::problemWith(data.constData(), std::size_t(data.size()));
+        if (!problem.isEmpty()) {
+            setError(error, ParseFailed, QStringLiteral("The property list cannot be read: %1.").arg(problem));
+            return {};
+        }
     }
     plist_t raw = nullptr;
     plist_from_memory(data.constData(), uint32_t(data.size()), &raw);

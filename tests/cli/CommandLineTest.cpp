@@ -8,6 +8,8 @@
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QProcess>
+#include <QTemporaryDir>
 #include <QRegularExpression>
 
 #include <gtest/gtest.h>
@@ -105,6 +107,57 @@ TEST_F(TinteraAgainstEmulators, SyncShowsProgressAndASecondSyncMovesNothing)
     EXPECT_TRUE(status.out.contains("Serial Number: " + serial));
     EXPECT_TRUE(status.out.contains("Last Sync: ")) << qPrintable(status.out);
     EXPECT_FALSE(status.out.contains("Last Sync: Never"));
+}
+
+TEST_F(TinteraAgainstEmulators, ADeviceGreetingWithANulKeyIsRefusedAndTheOthersAreListed)
+{
+    const QString hostile = QStringLiteral("VL000099");
+    ASSERT_TRUE(environment.devsim({"add-device", "--serial", hostile}, nullptr, nullptr));
+    ASSERT_TRUE(environment.devsim({"fault", "--serial", hostile, "--command", "Hello", "--nul-key", "--times", "0"},
+                                   nullptr, nullptr));
+    const TinteraRun devices = runTintera({"devices", "--verbose"});
+    EXPECT_FALSE(devices.crashed);
+    EXPECT_EQ(devices.exitCode, 0) << qPrintable(devices.err);
+    EXPECT_TRUE(devices.out.contains(serial)) << qPrintable(devices.out);
+    EXPECT_FALSE(devices.out.contains(hostile));
+    EXPECT_TRUE(devices.err.contains(hostile + ".sock: device refused")) << qPrintable(devices.err);
+    EXPECT_TRUE(devices.err.contains("a dictionary key holds a NUL character")) << qPrintable(devices.err);
+}
+
+// Text tags with characters XML cannot carry and capture times no date holds: the sync still
+// writes a schema-valid document with every match, and the export reads it back.
+TEST_F(TinteraAgainstEmulators, HostileTagsAndTimesStillExportEveryMatch)
+{
+    const QString control = QStringLiteral("Front") + QChar(0x01) + QStringLiteral("door") + QChar(0x1F);
+    const QString nonCharacter = QStringLiteral("Gate ") + QChar(0xFFFE);
+    ASSERT_TRUE(environment.devsim({"capture", "--serial", serial, "--lab", "52,11,9", "--tag", control, "--date", "nan"},
+                                   nullptr, nullptr));
+    ASSERT_TRUE(environment.devsim({"capture", "--serial", serial, "--lab", "40,-5,20", "--tag", nonCharacter, "--date",
+                                    "1e300"},
+                                   nullptr, nullptr));
+    environment.devsim({"fault", "--serial", serial, "--command", "GetMeasurements", "--huge-numbers"}, nullptr, nullptr);
+    const TinteraRun sync = runTintera({"sync"});
+    ASSERT_EQ(sync.exitCode, 0) << qPrintable(sync.out + sync.err);
+
+    const QString matches = dataPath("Measurements/LastMeasurements.cxf");
+    const QString schema = cxf3SchemaPath();
+    if (!schema.isEmpty()) {
+        QProcess xmllint;
+        xmllint.start("xmllint", {"--noout", "--schema", schema, matches});
+        ASSERT_TRUE(xmllint.waitForFinished(30000));
+        EXPECT_EQ(xmllint.exitCode(), 0) << xmllint.readAllStandardError().constData();
+    }
+    QFile written(matches);
+    ASSERT_TRUE(written.open(QIODevice::ReadOnly));
+    const QString text = QString::fromUtf8(written.readAll());
+    EXPECT_TRUE(text.contains(QStringLiteral("Front\uFFFDdoor\uFFFD"))) << "only the unrepresentable characters change";
+    EXPECT_TRUE(text.contains(QStringLiteral("Gate \uFFFD")));
+    EXPECT_FALSE(text.contains(QStringLiteral("Date=\"\"")));
+
+    QTemporaryDir out;
+    const TinteraRun exported = runTintera({"export", out.filePath("all.cxf")});
+    EXPECT_EQ(exported.exitCode, 0) << qPrintable(exported.out + exported.err);
+    EXPECT_TRUE(exported.out.contains("Exported 5 of 5 match(es)")) << qPrintable(exported.out);
 }
 
 TEST_F(TinteraAgainstEmulators, SyncThatCollectsAnErrorPrintsItAndExitsNonZero)

@@ -97,6 +97,45 @@ TEST(HBCxfRoundTrip, WriteReadWriteKeepsEverything)
     EXPECT_EQ(copy->dataRepresentation(nullptr), first);
 }
 
+// XML 1.0 cannot carry NUL, most C0 controls, U+FFFE, U+FFFF or unpaired surrogates. Each such
+// character becomes U+FFFD wherever text is written; nothing else of the document changes.
+TEST(HBCxfRoundTrip, TextThatXmlCannotCarryIsReplacedAndTheRestKept)
+{
+    const QString hostile = QStringLiteral("a") + QChar(0) + QStringLiteral("b") + QChar(0x01) + QChar(0x09)
+                          + QChar(0x1F) + QChar(0xFFFE) + QChar(0xFFFF) + QChar(0xD800) + QStringLiteral("c")
+                          + QChar(0xDC00) + QStringLiteral("😀") + QChar(0x7F);
+    const QString expected = QStringLiteral("a\uFFFDb\uFFFD\t\uFFFD\uFFFD\uFFFD\uFFFDc\uFFFD😀") + QChar(0x7F);
+
+    HBColorDocumentPtr document = sampleDocument();
+    document->setAttribute(hostile, HBDocumentDescriptionAttributeKey);
+    document->colors()[0]->setAttribute(hostile, HBColorNameAttributeKey);
+    document->colors()[0]->setAttribute(hostile, QStringLiteral("Note"));
+    QSharedPointer<TX350CustomResource> matches = TX350CustomResource::resource();
+    matches->addMatch({{TX350CustomResourceMatchTextKey, hostile}, {QStringLiteral("odd key ") + hostile, hostile}});
+    document->addCustomResource(matches);
+
+    VLError error;
+    const QByteArray data = document->dataRepresentation(&error);
+    ASSERT_FALSE(data.isEmpty()) << error.description().toStdString();
+    if (const QString schema = cxf3SchemaPath(); !schema.isEmpty()) {
+        EXPECT_EQ(cxf3SchemaErrors(data, schema).toStdString(), "");
+    }
+    HBColorDocumentPtr copy = readBack(data);
+    ASSERT_TRUE(copy);
+    EXPECT_EQ(copy->attributeForKey(HBDocumentDescriptionAttributeKey).toString(), expected);
+    EXPECT_EQ(copy->colors()[0]->attributeForKey(HBColorNameAttributeKey).toString(), expected);
+    EXPECT_EQ(copy->colors()[0]->attributeForKey(QStringLiteral("Note")).toString(), expected);
+    ASSERT_EQ(copy->colors().size(), document->colors().size());
+    QSharedPointer<TX350CustomResource> readResource;
+    for (const HBCustomResourcePtr &resource : copy->customResources())
+        readResource = resource.dynamicCast<TX350CustomResource>() ? resource.dynamicCast<TX350CustomResource>() : readResource;
+    ASSERT_TRUE(readResource);
+    const QList<QVariantMap> readMatches = readResource->matches();
+    ASSERT_EQ(readMatches.size(), 1);
+    EXPECT_EQ(readMatches[0].value(TX350CustomResourceMatchTextKey).toString(), expected);
+    EXPECT_EQ(readMatches[0].size(), 2);
+}
+
 TEST(HBCxfRoundTrip, ForeignCustomResourcesSurviveVerbatim)
 {
     const QByteArray input = R"(<?xml version="1.0"?>

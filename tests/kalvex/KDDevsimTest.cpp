@@ -535,6 +535,51 @@ TEST(DevsimDevices, InjectedFaultsReachTheCaller)
     expectSuccess(observed.arrived.last(), command(QStringLiteral("SetDeltaE")));
 }
 
+// A device whose header dictionary holds a key with a NUL character made libplist abort the
+// process; it is refused with the reason, and the other devices are not disturbed.
+TEST(DevsimDevices, HeadersWithANulKeyedEntryAreRefusedAndOthersGoOn)
+{
+    DevsimProcess devsim;
+    ASSERT_EQ(devsim.addDevice(kSerial), 0);
+    ASSERT_EQ(devsim.addDevice(QStringLiteral("VL000002")), 0);
+    devsim.fault(QStringLiteral("VL000002"), {QStringLiteral("--command"), QStringLiteral("Hello"), QStringLiteral("--nul-key")});
+    devsim.start();
+    ObservedDevices observed;
+    const KDDevicePtr device = observed.waitForDevice(kSerial);
+    ASSERT_TRUE(device);
+    QTest::qWait(500);
+    EXPECT_EQ(observed.arrived.size(), 1) << "the device greeting with a NUL-keyed header is not taken on";
+
+    // The same in an answer: the command fails with the reason once, the device goes, nothing aborts.
+    devsim.fault(kSerial, {QStringLiteral("--command"), QStringLiteral("GetFiles"), QStringLiteral("--nul-key")});
+    const CommandResult answered = sendAndWait(device, command(QStringLiteral("GetFiles")));
+    ASSERT_EQ(answered.answers, 1);
+    EXPECT_EQ(answered.response->error().code(), KDErrorBadFrame);
+    EXPECT_TRUE(answered.response->error().localizedDescription().contains(QStringLiteral("NUL")))
+        << qPrintable(answered.response->error().localizedDescription());
+    ASSERT_TRUE(waitUntil([&] { return observed.removed.size() == 1; }));
+}
+
+// Reals beyond the 64-bit integer range in the inventory are read without undefined conversions.
+TEST(DevsimDevices, NumbersBeyondEveryIntegerInAnInventoryAreRead)
+{
+    DevsimProcess devsim;
+    devsim.start();
+    ObservedDevices observed;
+    const KDDevicePtr device = observed.waitForDevice(kSerial);
+    ASSERT_TRUE(device);
+    const QString firmware = devsim.filePath(QStringLiteral("fw.bin"));
+    writeFile(firmware, "firmware");
+    expectSuccess(device, commandWithFile(QStringLiteral("Upload"), {{QStringLiteral("FileType"), QStringLiteral("Firmware")}}, firmware));
+
+    devsim.fault(kSerial, {QStringLiteral("--command"), QStringLiteral("GetFiles"), QStringLiteral("--huge-numbers")});
+    const QList<QVariantMap> files = deviceFiles(device);
+    ASSERT_EQ(files.size(), 1);
+    EXPECT_EQ(files.first().value(QStringLiteral("ByteLength")).toDouble(), 1e113);
+    EXPECT_EQ(files.first().value(QStringLiteral("Huge")).toDouble(), -1e113);
+    EXPECT_EQ(files.first().value(QStringLiteral("FileType")).toString(), QStringLiteral("Firmware"));
+}
+
 TEST(DevsimDevices, UnplugAndPlugAgain)
 {
     DevsimProcess devsim;

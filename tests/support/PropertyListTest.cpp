@@ -1,5 +1,7 @@
 #include "VLPropertyList.h"
 
+#include "BinaryPropertyListBuilder.h"
+
 #include <QDateTime>
 #include <QFile>
 #include <QProcess>
@@ -119,6 +121,71 @@ TEST(PropertyList, BadInputGivesAnErrorNeverACrash)
     VLError notADictionary;
     EXPECT_TRUE(VLPropertyList::readDictionary(arrayFile, &notADictionary).isEmpty());
     EXPECT_FALSE(notADictionary.isNull());
+}
+
+// libplist aborts the process on a key holding a NUL, and copies a shared container once per
+// reference; such lists must come back as errors, from memory and from files alike.
+TEST(PropertyList, HostileBinaryListsAreRefusedBeforeLibplistSeesThem)
+{
+    BinaryPropertyListBuilder good;
+    const int goodKey = good.utf16(QStringLiteral("Grün"));
+    const int goodValue = good.integer(-7);
+    const QByteArray wellFormed = good.build(good.dictionary({{goodKey, goodValue}}));
+    EXPECT_EQ(VLPropertyList::fromData(wellFormed).toMap(), (QVariantMap{{QStringLiteral("Grün"), qint64(-7)}}));
+
+    QList<std::pair<QString, QByteArray>> hostile;
+    hostile.append({"NUL", BinaryPropertyListBuilder::dictionaryWithKey(QString::fromUtf16(u"a\0b", 3))});
+    hostile.append({"NUL", BinaryPropertyListBuilder::dictionaryWithKey(QString(1, QChar(0)))});
+    {
+        // The NUL key deep inside: an array holding a dictionary.
+        BinaryPropertyListBuilder nested;
+        const int key = nested.utf16(QString::fromUtf16(u"\0", 1));
+        const int value = nested.integer(1);
+        const int inner = nested.dictionary({{key, value}});
+        hostile.append({"NUL", nested.build(nested.array({inner}))});
+    }
+    {
+        // 2^40 leaves from 40 arrays that each hold the previous one twice.
+        BinaryPropertyListBuilder bomb;
+        int level = bomb.ascii("leaf");
+        for (int i = 0; i < 40; ++i)
+            level = bomb.array({level, level});
+        hostile.append({"too often", bomb.build(level)});
+    }
+    {
+        BinaryPropertyListBuilder cycle;
+        const int self = cycle.nextIndex();
+        cycle.array({self});
+        hostile.append({"contains itself", cycle.build(self)});
+    }
+    {
+        BinaryPropertyListBuilder keys;
+        const int numberKey = keys.integer(5);
+        hostile.append({"not a string", keys.build(keys.dictionary({{numberKey, numberKey}}))});
+    }
+    for (double when : {qQNaN(), qInf(), 1e300, -1e12}) {
+        BinaryPropertyListBuilder dates;
+        const int key = dates.ascii("When");
+        const int date = dates.date(when);
+        hostile.append({"date", dates.build(dates.dictionary({{key, date}}))});
+    }
+
+    QTemporaryDir dir;
+    for (const auto &[reason, bytes] : hostile) {
+        VLError error;
+        EXPECT_FALSE(VLPropertyList::fromData(bytes, &error).isValid()) << qPrintable(reason);
+        EXPECT_EQ(error.code(), VLPropertyList::ParseFailed);
+        EXPECT_TRUE(error.localizedDescription().contains(reason)) << qPrintable(error.localizedDescription());
+
+        const QString path = dir.filePath(QStringLiteral("defaults.plist"));
+        QFile file(path);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        file.write(bytes);
+        file.close();
+        VLError fileError;
+        EXPECT_TRUE(VLPropertyList::readDictionary(path, &fileError).isEmpty());
+        EXPECT_FALSE(fileError.isNull());
+    }
 }
 
 TEST(PropertyList, WritesAreAtomicAndRefuseValuesWithoutAPlistForm)

@@ -4,8 +4,10 @@
 #include "DevsimErrors.h"
 #include "DevsimTraffic.h"
 #include "KDFrameWriter.h"
+#include "KDMeasurement.h"
 #include "KDWireProtocol.h"
 #include "LinkShapedDevice.h"
+#include "VLPropertyList.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -15,8 +17,54 @@
 #include <QTimer>
 
 namespace {
+
 qint64 s_incomingCounter = 0;
+
+// A key the encoder writes in UTF-16 ("a", U+0101, "b"), whose middle character is then made NUL
+// in the encoded bytes: no encoder writes such a key, so it is patched in.
+const QString kNulKeyPlaceholder = QString::fromUtf16(u"a\u0101b");
+const QByteArray kNulKeyPlaceholderBytes("\x63\x00\x61\x01\x01\x00\x62", 7);
+
+// The start of a frame without payload whose header dictionary has a key holding a NUL.
+QByteArray frameWithNulKey(QVariantMap header)
+{
+    header.insert(kNulKeyPlaceholder, QStringLiteral("x"));
+    header.insert(KDWire::HasDataKey, false);
+    QByteArray frame = KDWire::encodeFrameStart(header, 0);
+    const qsizetype at = frame.indexOf(kNulKeyPlaceholderBytes);
+    if (at >= 0)
+        frame[at + 3] = frame[at + 4] = '\0';
+    return frame;
 }
+
+// Numbers beyond any 64-bit integer or calendar date in what the answer carries: a real in every
+// file entry of an inventory, and as every measurement's capture time.
+void makeNumbersHuge(DevsimAnswer *answer)
+{
+    constexpr double kHuge = 1e113;
+    if (answer->hasData) {
+        QVariantList files = VLPropertyList::fromData(answer->payload.toByteArray()).toList();
+        for (QVariant &file : files) {
+            QVariantMap entry = file.toMap();
+            entry.insert(QStringLiteral("ByteLength"), kHuge);
+            entry.insert(QStringLiteral("Huge"), -kHuge);
+            file = entry;
+        }
+        if (!files.isEmpty())
+            answer->payload = KDPayload(VLPropertyList::toBinary(files));
+    }
+    for (QVariant &record : answer->measurements) {
+        QVariantMap map = record.toMap();
+        QVariantMap color = map.value(KDMeasurementColorSpaceColorInfo).toMap();
+        QVariantMap attributes = color.value(QStringLiteral("Attributes")).toMap();
+        attributes.insert(KDMeasurementDateSince1970Key, kHuge);
+        color.insert(QStringLiteral("Attributes"), attributes);
+        map.insert(KDMeasurementColorSpaceColorInfo, color);
+        record = map;
+    }
+}
+
+} // namespace
 
 DevsimConnection::DevsimConnection(QLocalSocket *socket, DevsimDevice *device)
     : QObject(device)
@@ -54,6 +102,13 @@ void DevsimConnection::setLink(const LinkProfile &profile, quint64 seed)
 
 void DevsimConnection::sendHello()
 {
+    const std::optional<DevsimFault> fault =
+        DevsimFaults::take(m_device->model().store().faultsPath(), QStringLiteral("Hello"));
+    if (fault && fault->kind == DevsimFault::Kind::NulKey) {
+        QTextStream(stdout) << "tintera-devsim: " << m_device->serialNumber() << ": nul-key fault for Hello\n";
+        m_writer->enqueueRaw(frameWithNulKey(m_device->hello()));
+        return;
+    }
     const qint64 before = m_stream->totalWritten();
     m_writer->enqueue(m_device->hello(), KDPayload());
     logTraffic(QStringLiteral("hello"), 0, m_stream->totalWritten() - before, 0, DevsimTraffic::now());
@@ -181,6 +236,10 @@ void DevsimConnection::processNext()
     case DevsimFault::Kind::Disconnect:
         abort();
         return;
+    case DevsimFault::Kind::NulKey:
+    case DevsimFault::Kind::HugeNumbers:
+        carryOut(incoming);
+        return;
     }
 }
 
@@ -190,7 +249,7 @@ void DevsimConnection::carryOut(const Incoming &incoming)
         return;
     QElapsedTimer clock;
     clock.start();
-    const DevsimAnswer answer = m_device->model().execute(incoming.request);
+    DevsimAnswer answer = m_device->model().execute(incoming.request);
     if (answer.reboot) {
         logTraffic(incoming.request.name, incoming.frameBytes, 0, qint64(m_device->rebootMilliseconds()) * 1000,
                    incoming.arrivedAt);
@@ -198,14 +257,17 @@ void DevsimConnection::carryOut(const Incoming &incoming)
         m_device->reboot(); // closes this connection too: "Reboot" is answered by coming back
         return;
     }
+    const DevsimFault::Kind fault = incoming.fault ? incoming.fault->kind : DevsimFault::Kind::Error;
+    if (fault == DevsimFault::Kind::HugeNumbers)
+        makeNumbersHuge(&answer);
     const qint64 before = m_stream->totalWritten();
-    respond(incoming.id, answer);
+    respond(incoming.id, answer, fault == DevsimFault::Kind::NulKey);
     logTraffic(incoming.request.name, incoming.frameBytes, m_stream->totalWritten() - before, clock.nsecsElapsed() / 1000,
                incoming.arrivedAt);
     finish(incoming);
 }
 
-void DevsimConnection::respond(qint64 id, const DevsimAnswer &answer)
+void DevsimConnection::respond(qint64 id, const DevsimAnswer &answer, bool withNulKey)
 {
     QVariantMap header{{KDWire::KindKey, KDWire::KindResponse},
                        {KDWire::IdKey, id},
@@ -215,7 +277,10 @@ void DevsimConnection::respond(qint64 id, const DevsimAnswer &answer)
         header.insert(KDWire::ErrorKey, KDWire::dictionaryFromError(answer.error));
     if (!answer.measurements.isEmpty())
         header.insert(KDWire::MeasurementsKey, answer.measurements);
-    m_writer->enqueue(header, answer.hasData ? answer.payload : KDPayload());
+    if (withNulKey)
+        m_writer->enqueueRaw(frameWithNulKey(header));
+    else
+        m_writer->enqueue(header, answer.hasData ? answer.payload : KDPayload());
 }
 
 void DevsimConnection::logTraffic(const QString &command, qint64 bytesIn, qint64 bytesOut, qint64 micros, qint64 at)

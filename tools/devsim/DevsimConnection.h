@@ -53,7 +53,7 @@ private:
     bool accept(KDFrame frame);
     void processNext();
     void carryOut(const Incoming &incoming);
-    void respond(qint64 id, const DevsimAnswer &answer);
+    void respond(qint64 id, const DevsimAnswer &answer, bool withNulKey = false);
     void logTraffic(const QString &command, qint64 bytesIn, qint64 bytesOut, qint64 micros, qint64 at);
     void finish(const Incoming &incoming);
     void protocolError(const QString &detail);

@@ -28,13 +28,18 @@ QString DevsimFault::kindName(Kind kind)
         return QStringLiteral("no-answer");
     case Kind::Garbage:
         return QStringLiteral("garbage");
+    case Kind::NulKey:
+        return QStringLiteral("nul-key");
+    case Kind::HugeNumbers:
+        return QStringLiteral("huge-numbers");
     }
     return {};
 }
 
 std::optional<DevsimFault::Kind> DevsimFault::kindFromName(const QString &name)
 {
-    for (Kind kind : {Kind::Error, Kind::Delay, Kind::Disconnect, Kind::NoAnswer, Kind::Garbage}) {
+    for (Kind kind : {Kind::Error, Kind::Delay, Kind::Disconnect, Kind::NoAnswer, Kind::Garbage, Kind::NulKey,
+                      Kind::HugeNumbers}) {
         if (kindName(kind) == name)
             return kind;
     }

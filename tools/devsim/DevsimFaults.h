@@ -8,10 +8,13 @@
 #include <optional>
 
 // Faults injected for tests: for a chosen command, an error answer, a delayed answer, a dropped
-// connection while the command arrives, no answer at all, or bytes that are no frame.
+// connection while the command arrives, no answer at all, bytes that are no frame, an answer whose
+// header dictionary has a key holding a NUL character, or an answer carrying numbers no 64-bit
+// integer or calendar date holds. The command "Hello" names the greeting a device sends when a
+// client connects (only "nul-key" applies to it).
 struct DevsimFault
 {
-    enum class Kind { Error, Delay, Disconnect, NoAnswer, Garbage };
+    enum class Kind { Error, Delay, Disconnect, NoAnswer, Garbage, NulKey, HugeNumbers };
 
     QString command;
     Kind kind = Kind::Error;
@@ -25,7 +28,8 @@ struct DevsimFault
 };
 
 // faults.plist: an array of dictionaries with the keys "Command", "Kind" ("error", "delay",
-// "disconnect", "no-answer", "garbage"), "Code", "Message", "Milliseconds", "Times".
+// "disconnect", "no-answer", "garbage", "nul-key", "huge-numbers"), "Code", "Message",
+// "Milliseconds", "Times".
 namespace DevsimFaults {
 
 QList<DevsimFault> load(const QString &path);

@@ -7,7 +7,8 @@
 //   tintera-devsim capture    --state DIR --serial SERIAL (--lab L,a,b | --spectrum START,STEP,v1,v2,...)
 //                             [--tag TEXT] [--audio FILE.wav] [--date SECONDS]
 //   tintera-devsim fault      --state DIR --serial SERIAL --command NAME
-//                             (--error CODE [--message TEXT] | --delay MS | --disconnect | --no-answer | --garbage)
+//                             (--error CODE [--message TEXT] | --delay MS | --disconnect | --no-answer | --garbage
+//                              | --nul-key | --huge-numbers)
 //                             [--times N]
 //   tintera-devsim fault      --state DIR --serial SERIAL --clear
 //   tintera-devsim unplug|plug --state DIR --serial SERIAL
@@ -294,9 +295,14 @@ int fault(const QStringList &arguments)
     QCommandLineOption disconnect(QStringLiteral("disconnect"), QStringLiteral("Drop the connection when the command arrives."));
     QCommandLineOption noAnswer(QStringLiteral("no-answer"), QStringLiteral("Never answer."));
     QCommandLineOption garbage(QStringLiteral("garbage"), QStringLiteral("Answer with bytes that are no frame."));
+    QCommandLineOption nulKey(QStringLiteral("nul-key"),
+                              QStringLiteral("Answer (or greet, for the command Hello) with a header whose key holds a NUL."));
+    QCommandLineOption hugeNumbers(QStringLiteral("huge-numbers"),
+                                   QStringLiteral("Answer with numbers beyond any integer or date (GetFiles, GetMeasurements)."));
     QCommandLineOption times(QStringLiteral("times"), QStringLiteral("Commands hit (0: all; default 1)."), QStringLiteral("N"));
     QCommandLineOption clear(QStringLiteral("clear"), QStringLiteral("Remove every fault."));
-    command.parser.addOptions({command.serial, name, error, message, delay, disconnect, noAnswer, garbage, times, clear});
+    command.parser.addOptions(
+        {command.serial, name, error, message, delay, disconnect, noAnswer, garbage, nulKey, hugeNumbers, times, clear});
     if (!command.parse(arguments, true))
         return kUsage;
     const DevsimStore store = command.store();
@@ -308,7 +314,8 @@ int fault(const QStringList &arguments)
     injected.command = command.parser.value(name);
     bool ok = true;
     const int kinds = int(command.parser.isSet(error)) + int(command.parser.isSet(delay)) + int(command.parser.isSet(disconnect))
-                    + int(command.parser.isSet(noAnswer)) + int(command.parser.isSet(garbage));
+                    + int(command.parser.isSet(noAnswer)) + int(command.parser.isSet(garbage))
+                    + int(command.parser.isSet(nulKey)) + int(command.parser.isSet(hugeNumbers));
     if (injected.command.isEmpty() || kinds != 1)
         return fail(QStringLiteral("--command and exactly one kind of fault are required"), kUsage);
     if (command.parser.isSet(error)) {
@@ -322,6 +329,10 @@ int fault(const QStringList &arguments)
         injected.kind = DevsimFault::Kind::Disconnect;
     } else if (command.parser.isSet(noAnswer)) {
         injected.kind = DevsimFault::Kind::NoAnswer;
+    } else if (command.parser.isSet(nulKey)) {
+        injected.kind = DevsimFault::Kind::NulKey;
+    } else if (command.parser.isSet(hugeNumbers)) {
+        injected.kind = DevsimFault::Kind::HugeNumbers;
     } else {
         injected.kind = DevsimFault::Kind::Garbage;
     }

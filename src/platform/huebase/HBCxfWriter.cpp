@@ -182,7 +182,7 @@ public:
 private:
     xmlNode *addText(xmlNode *parent, const char *name, const QString &text)
     {
-        return hbAddTextChild(parent, m_ns, name, text.toUtf8());
+        return hbAddTextChild(parent, m_ns, name, text);
     }
 
     void writeFileInformation(xmlNode *root, const QVariantMap &attributes)

@@ -65,7 +65,7 @@ xmlNode *hbAppendEntryElement(xmlNode *parent, const char *localName, const QVar
             !xmlHasProp(element, hbXmlText(key.constData()))) {
             hbSetAttribute(element, key.constData(), textOfValue(it.value()));
         } else {
-            xmlNode *value = hbAddTextChild(element, ns, "Value", textOfValue(it.value()).toUtf8());
+            xmlNode *value = hbAddTextChild(element, ns, "Value", textOfValue(it.value()));
             hbSetAttribute(value, "Key", it.key());
         }
     }

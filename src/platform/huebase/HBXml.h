@@ -102,15 +102,27 @@ inline const xmlNode *hbCxfChild(const xmlNode *node, const char *localName)
     return nullptr;
 }
 
+// UTF-8 of the text with every character XML 1.0 cannot carry (NUL and the other C0 controls
+// except tab, line feed and carriage return, unpaired surrogates, U+FFFE, U+FFFF) replaced by
+// U+FFFD, so that a written document always reads back; each replacement is logged with `where`.
+// Every text the writers put into a document goes through here.
+QByteArray hbXmlCharacters(const QString &text, const char *where);
+QByteArray hbXmlCharacters(const QByteArray &utf8, const char *where);
+
 inline void hbSetAttribute(xmlNode *node, const char *name, const QString &value)
 {
-    xmlNewProp(node, hbXmlText(name), hbXmlText(value.toUtf8().constData()));
+    xmlNewProp(node, hbXmlText(name), hbXmlText(hbXmlCharacters(value, name).constData()));
 }
 
 // A child element with text content; the text is escaped by libxml2.
-inline xmlNode *hbAddTextChild(xmlNode *parent, xmlNs *ns, const char *name, const QByteArray &text)
+inline xmlNode *hbAddTextChild(xmlNode *parent, xmlNs *ns, const char *name, const QByteArray &utf8)
 {
-    return xmlNewTextChild(parent, ns, hbXmlText(name), hbXmlText(text.constData()));
+    return xmlNewTextChild(parent, ns, hbXmlText(name), hbXmlText(hbXmlCharacters(utf8, name).constData()));
+}
+
+inline xmlNode *hbAddTextChild(xmlNode *parent, xmlNs *ns, const char *name, const QString &text)
+{
+    return xmlNewTextChild(parent, ns, hbXmlText(name), hbXmlText(hbXmlCharacters(text, name).constData()));
 }
 
 // Valid xs:NCName for identifiers and attribute names (ASCII subset, which is all we generate).

@@ -11,6 +11,9 @@
 
 namespace {
 constexpr qint64 kReadChunk = 1024 * 1024;
+// What a payload held in memory starts with: the length a device claims reserves no more than
+// this; the buffer grows as the bytes actually arrive.
+constexpr quint64 kInitialPayloadReserve = 1024 * 1024;
 }
 
 KDFrameReader::KDFrameReader(quint64 maxPayloadInMemory)
@@ -33,8 +36,8 @@ bool KDFrameReader::startPayload()
     if (!m_payloadDevice) {
         if (m_payloadLength > m_maxPayloadInMemory)
             return false;
-        // Grows as bytes arrive: a claimed length alone never reserves a huge block.
-        m_payload.reserve(qsizetype(std::min<quint64>(m_payloadLength, quint64(64) * 1024 * 1024)));
+        // Grows as bytes arrive: a claimed length alone never reserves a large block.
+        m_payload.reserve(qsizetype(std::min<quint64>(m_payloadLength, kInitialPayloadReserve)));
     }
     m_state = State::Payload;
     return true;
@@ -64,14 +67,19 @@ KDFrameReader::Result KDFrameReader::readFrom(QIODevice *stream)
             break;
         }
         case State::Header: {
-            const qint64 want = qint64(m_headerLength) - m_buffer.size();
-            m_buffer.append(stream->read(want));
+            // Only what has arrived is read: reading the claimed length at once would allocate it.
+            const qint64 want = std::min<qint64>(qint64(m_headerLength) - m_buffer.size(),
+                                                 std::max<qint64>(stream->bytesAvailable(), 0));
+            if (want > 0)
+                m_buffer.append(stream->read(want));
             if (m_buffer.size() < qsizetype(m_headerLength))
                 return Result::NeedMoreData;
             VLError decodeError;
             const QVariant header = VLPropertyList::fromData(m_buffer, &decodeError);
             m_buffer.clear();
-            if (!decodeError.isNull() || header.typeId() != QMetaType::QVariantMap)
+            if (!decodeError.isNull())
+                return fail(QStringLiteral("(%1)").arg(decodeError.localizedDescription()));
+            if (header.typeId() != QMetaType::QVariantMap)
                 return fail(QStringLiteral("(the header is not a dictionary)"));
             m_frame = KDFrame{header.toMap(), KDPayload()};
             if (!startPayload())

@@ -118,6 +118,8 @@ void KDSocketDirectory::handshakeLost(const QString &socketPath, const VLError &
         return;
     const QLocalSocket::LocalSocketError socketError = entry.link->socketError();
     entry.link->deleteLater();
+    if (reason.code() == KDErrorBadFrame)
+        VL_LOG("%@: device refused: %@", socketPath, reason);
     // A socket file can exist a moment before anyone listens on it, or outlive its device.
     const bool refused = socketError == QLocalSocket::ConnectionRefusedError
                       || socketError == QLocalSocket::ServerNotFoundError;

@@ -12,6 +12,8 @@
 #include <QString>
 
 #include <atomic>
+#include <cmath>
+#include <limits>
 #include <memory>
 #include <utility>
 
@@ -46,10 +48,25 @@ struct KXString final : KXObject
     const QString text;
 };
 
+// The integer part of a real number, saturated at the 64-bit range (0 for NaN): a device may send
+// any real, and converting one outside the range is undefined.
+inline qint64 kxIntegerFromReal(double value)
+{
+    constexpr double kLimit = 9223372036854775808.0; // 2^63
+    if (std::isnan(value))
+        return 0;
+    if (value >= kLimit)
+        return std::numeric_limits<qint64>::max();
+    if (value < -kLimit)
+        return std::numeric_limits<qint64>::min();
+    return qint64(value);
+}
+
 struct KXNumber final : KXObject
 {
     explicit KXNumber(qint64 value) : KXObject(KXNumberTypeID), isInteger(true), integer(value), real(double(value)) {}
-    explicit KXNumber(double value) : KXObject(KXNumberTypeID), isInteger(false), integer(qint64(value)), real(value) {}
+    explicit KXNumber(double value)
+        : KXObject(KXNumberTypeID), isInteger(false), integer(kxIntegerFromReal(value)), real(value) {}
     const bool isInteger;
     const qint64 integer;
     const double real;
