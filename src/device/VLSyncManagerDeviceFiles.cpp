@@ -46,6 +46,7 @@ void VLSyncManager::updateDeviceFileIfNeccessary(const char *logName, const QStr
     m_deviceFileDownload = VLFileDownload::initWithURLDestinationFolder(offer->fileURL(), pathForGlobalDownloadsFolder());
     m_deviceFileDownload->setUserData(offer);
     m_deviceFileDownloadStepToken = operationStepToken();
+    m_deviceFileDownload->setExpectedLength(offer->byteLength());
     m_deviceFileDownload->setDelegate(this);
     m_deviceFileDownload->start();
 }
@@ -130,8 +131,7 @@ void VLSyncManager::fileDownloadDidBegin(VLFileDownload *download)
 void VLSyncManager::fileDownloadProgressDidUpdate(VLFileDownload *download)
 {
     if (m_delegate)
-        m_delegate->syncManagerDownloadDidUpdateAmount(this, double(download->receivedLength())
-                                                                 / double(download->contentLength()));
+        m_delegate->syncManagerDownloadDidUpdateAmount(this, download->fractionCompleted());
 }
 
 void VLSyncManager::fileDownloadDidFinish(VLFileDownload *download)

@@ -12,6 +12,7 @@
 #include <QNetworkReply>
 #include <QRegularExpression>
 
+#include <algorithm>
 #include <filesystem>
 
 namespace {
@@ -283,7 +284,8 @@ void VLFileDownload::handleResponse()
         return; // no response at all: the transport failure is reported when the reply finishes
     m_responseStatus = status.toInt();
     const QVariant length = m_downloader->header(QNetworkRequest::ContentLengthHeader);
-    const qint64 announced = length.isValid() ? length.toLongLong() : 0;
+    // A negative length is no length: the body is then bounded by the expected length alone.
+    const qint64 announced = length.isValid() ? std::max<qint64>(length.toLongLong(), 0) : 0;
 
     if (m_requestedOffset >= 0) {
         qint64 first = -1;
@@ -325,13 +327,41 @@ void VLFileDownload::handleResponse()
         }
         if (!decideDestination(proposedFilename()))
             return;
-        // A large body is worth resuming even after the process was killed in the middle, when
-        // no resume files could be written: for those the token goes to disk before the body.
-        if (m_contentLength >= kResumeFromStartBytes)
-            writeResumeFiles();
     }
+    if (const VLError tooLong = lengthError(m_contentLength); !tooLong.isNull()) {
+        failAndDiscard(tooLong);
+        return;
+    }
+    // A large body is worth resuming even after the process was killed in the middle, when no
+    // resume files could be written: for those the token goes to disk before the body.
+    if (m_requestedOffset < 0 && m_contentLength >= kResumeFromStartBytes)
+        writeResumeFiles();
     if (auto *delegate = m_delegate.get())
         delegate->fileDownloadProgressDidUpdate(this);
+}
+
+VLError VLFileDownload::lengthError(qint64 length) const
+{
+    if (m_contentLength > 0 && length > m_contentLength && !m_completeOnDisk)
+        return VLError(VLFileDownloadErrorDomain, VLFileDownloadErrorTooLong,
+                       tr("The server sent more than the %1 bytes it announced for \"%2\".")
+                           .arg(m_contentLength)
+                           .arg(m_suggestedFilename));
+    if (m_expectedLength >= 0 && length > m_expectedLength)
+        return VLError(VLFileDownloadErrorDomain, VLFileDownloadErrorTooLong,
+                       tr("The server sent %1 bytes or more for \"%2\", which has %3 bytes.")
+                           .arg(length)
+                           .arg(m_suggestedFilename)
+                           .arg(m_expectedLength));
+    return {};
+}
+
+double VLFileDownload::fractionCompleted() const
+{
+    const qint64 total = m_contentLength > 0 ? m_contentLength : m_expectedLength;
+    if (total <= 0 || m_receivedLength <= 0)
+        return 0.0;
+    return std::min(1.0, double(m_receivedLength) / double(total));
 }
 
 void VLFileDownload::refuseWithStatus(int statusCode)
@@ -368,6 +398,11 @@ void VLFileDownload::handleData()
     const QByteArray bytes = reply->readAll();
     if (bytes.isEmpty() || m_completeOnDisk)
         return;
+    // Checked before anything is written: a server must not be able to fill the disk.
+    if (const VLError tooLong = lengthError(m_receivedLength + bytes.size()); !tooLong.isNull()) {
+        failAndDiscard(tooLong);
+        return;
+    }
     if (!writeToFile(bytes))
         return;
     m_receivedLength += bytes.size();
@@ -463,6 +498,15 @@ void VLFileDownload::failWithError(const VLError &error)
     writeResumeFiles();
     if (auto *delegate = m_delegate.get())
         delegate->fileDownloadDidFailWithError(this, error);
+}
+
+void VLFileDownload::failAndDiscard(const VLError &error)
+{
+    m_resumeData.clear();
+    dropTransfer();
+    if (!m_downloadPackagePath.isEmpty())
+        QDir(m_downloadPackagePath).removeRecursively();
+    failWithError(error);
 }
 
 void VLFileDownload::cancel()

@@ -24,6 +24,7 @@ enum VLFileDownloadErrorCode : qint64 {
     VLFileDownloadErrorUnsafeFilename = 1,   // the server proposed a name that is not one plain file name
     VLFileDownloadErrorBadResumePackage = 2, // a work folder that cannot be resumed
     VLFileDownloadErrorResumeMismatch = 3,   // the server resumed at another offset than asked
+    VLFileDownloadErrorTooLong = 4,          // more bytes than announced or than the file's known size
 };
 
 // Events of one download, on the main thread. All optional.
@@ -45,6 +46,10 @@ public:
 //
 // A server that answers with a status other than 200 (206 when resuming) makes the download
 // cancel itself: lastError() carries the status and no callback follows.
+//
+// The body is bounded: a server that sends (or announces) more bytes than its own Content-Length,
+// or than the file's known size (setExpectedLength), makes the download fail with
+// VLFileDownloadErrorTooLong, and the work folder with the partial file is removed.
 class VLFileDownload : public QObject, public QEnableSharedFromThis<VLFileDownload>
 {
     Q_OBJECT
@@ -61,6 +66,12 @@ public:
     QString suggestedFilename() const { return m_suggestedFilename; }
     qint64 receivedLength() const { return m_receivedLength; }
     qint64 contentLength() const { return m_contentLength; }
+    // The size the file is known to have (the record's "ByteLength"); negative when unknown.
+    qint64 expectedLength() const { return m_expectedLength; }
+    void setExpectedLength(qint64 length) { m_expectedLength = length; }
+    // How much of the file has arrived, always finite and within 0..1: received over the announced
+    // length, or over the expected length when none was announced; 0 while both are unknown.
+    double fractionCompleted() const;
     VLError lastError() const { return m_lastError; }
     QSharedPointer<QObject> userData() const { return m_userData; }
     void setUserData(const QSharedPointer<QObject> &userData) { m_userData = userData; }
@@ -89,6 +100,10 @@ private:
     bool decideDestination(const QString &suggestedFilename);
     void finishDownload();
     void failWithError(const VLError &error);
+    // Fails and removes the work folder: what arrived cannot be the file or be resumed into it.
+    void failAndDiscard(const VLError &error);
+    // An error when `length` bytes are more than the transfer may bring; null otherwise.
+    VLError lengthError(qint64 length) const;
     void refuseWithStatus(int statusCode);
     void dropTransfer();
     void writeResumeFiles();
@@ -100,6 +115,7 @@ private:
     QString m_suggestedFilename;
     qint64 m_receivedLength = 0;
     qint64 m_contentLength = 0;
+    qint64 m_expectedLength = -1;
     VLError m_lastError;
     QSharedPointer<QObject> m_userData;
     VLWeakDelegate<VLFileDownloadDelegate> m_delegate;

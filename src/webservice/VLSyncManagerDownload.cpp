@@ -24,6 +24,7 @@ void VLSyncManager::downloadNeededFandecks()
     for (const VLSyncFileInfoPtr &fandeck : std::as_const(needed)) {
         const VLFileDownloadPtr download = VLFileDownload::initWithURLDestinationFolder(fandeck->fileURL(), downloads);
         download->setUserData(fandeck);
+        download->setExpectedLength(fandeck->byteLength());
         m_downloadManager->addDownload(download);
     }
     m_downloadManager->start();
@@ -58,10 +59,9 @@ void VLSyncManager::downloadManagerDidBeginDownload(VLFileDownloadManager *, VLF
 
 void VLSyncManager::downloadManagerDownloadDidUpdate(VLFileDownloadManager *, VLFileDownload *download)
 {
-    // Per file, not overall; an unknown length gives a non-finite fraction, passed on as it is.
+    // Per file, not overall.
     if (m_delegate)
-        m_delegate->syncManagerDownloadDidUpdateAmount(this, double(download->receivedLength())
-                                                                 / double(download->contentLength()));
+        m_delegate->syncManagerDownloadDidUpdateAmount(this, download->fractionCompleted());
 }
 
 void VLSyncManager::downloadManagerDidFinishDownload(VLFileDownloadManager *, VLFileDownload *download)

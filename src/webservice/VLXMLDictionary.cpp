@@ -131,9 +131,11 @@ bool DictionaryForNode(xmlNode *node, NodeDictionary *parentDictionary, NodeDict
         && node->content != reinterpret_cast<xmlChar *>(~std::uintptr_t(0))
         && !isDocumentNode(node->type) && node->type != XML_HTML_DOCUMENT_NODE;
     // Text nodes (most nodes of a reply) only feed their parent; their own dictionary is never
-    // looked at, so it is not built.
-    if (hasContent && parentDictionary && node->name
-        && std::strcmp(reinterpret_cast<const char *>(node->name), "text") == 0) {
+    // looked at, so it is not built. A CDATA section is text written another way: it has no name
+    // to file its text under, and dropping it would lose values such as a session id.
+    const bool isText = node->type == XML_CDATA_SECTION_NODE
+        || (node->name && std::strcmp(reinterpret_cast<const char *>(node->name), "text") == 0);
+    if (hasContent && parentDictionary && isText) {
         QString text = trimmedText(node->content);
         if (QVariant *existing = parentDictionary->find(kContentKey))
             *existing = existing->toString() + text;
@@ -179,7 +181,7 @@ bool DictionaryForNode(xmlNode *node, NodeDictionary *parentDictionary, NodeDict
     if (QVariant *content = result.find(kContentKey)) {
         QString text = content->toString();
         if (!text.isEmpty()) {
-            // A node without a name (CDATA) has no key to put its text under; it is dropped.
+            // A node without a name has no key to put its text under; it is dropped.
             if (name) {
                 const QString key = name->toString();
                 if (parentDictionary)

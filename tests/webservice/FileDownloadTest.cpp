@@ -9,6 +9,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QRandomGenerator>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -39,6 +40,7 @@ public:
     {
         ++updates;
         lengths << std::make_pair(download->receivedLength(), download->contentLength());
+        fractions << download->fractionCompleted();
     }
     void fileDownloadDidFinish(VLFileDownload *) override { events << "finish"; }
     void fileDownloadDidFailWithError(VLFileDownload *, const VLError &failure) override
@@ -51,6 +53,7 @@ public:
     QStringList events;
     int updates = 0;
     QList<std::pair<qint64, qint64>> lengths;
+    QList<double> fractions;
     VLError error;
 };
 
@@ -283,6 +286,58 @@ TEST_F(FileDownloadTest, UnknownLengthAndServerStatuses)
     EXPECT_TRUE(absent->delegate() == nullptr);
     EXPECT_TRUE(QDir(destination).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).isEmpty() ||
                 !QDir(destination).exists("absent.vldownload"));
+}
+
+// A service must not be able to fill the disk: the body is bounded by the length it announced and
+// by the file's known size, and a longer one is an error that leaves nothing behind.
+TEST_F(FileDownloadTest, BodiesAreBoundedByTheAnnouncedAndTheKnownLength)
+{
+    const qint64 size = 300000;
+    serve({{"a.bin", randomBytes(size, 11)}});
+    const auto run = [&](const QString &fault, qint64 expected, RecordingDownloadDelegate *delegate) {
+        cloud->server->control("fault?target=files/a.bin&times=1&" + fault);
+        const VLFileDownloadPtr file = download("a.bin");
+        file->setExpectedLength(expected);
+        file->setDelegate(delegate);
+        file->start();
+        EXPECT_TRUE(waitFor([&] { return delegate->ended(); })) << qPrintable(fault);
+        QTest::qWait(50);
+        EXPECT_EQ(delegate->events.filter(QRegularExpression("finish|fail")).size(), 1) << qPrintable(fault);
+        for (double fraction : delegate->fractions)
+            EXPECT_TRUE(fraction >= 0.0 && fraction <= 1.0) << qPrintable(fault) << " " << fraction;
+        return file;
+    };
+    const auto nothingLeft = [&] {
+        return QDir(destination).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).isEmpty();
+    };
+
+    // Announced beyond the file's size: refused before a byte is written.
+    RecordingDownloadDelegate announced;
+    run("extra=7", size, &announced);
+    EXPECT_EQ(announced.error.code(), VLFileDownloadErrorTooLong);
+    EXPECT_TRUE(nothingLeft());
+
+    // Not announced, and longer than the file: stopped as soon as it is longer.
+    RecordingDownloadDelegate streamed;
+    run("extra=100000&nolength", size, &streamed);
+    EXPECT_EQ(streamed.error.code(), VLFileDownloadErrorTooLong);
+    EXPECT_TRUE(nothingLeft());
+
+    // A negative or missing announcement gives no negative or endless fraction.
+    for (const QString fault : {"length=-5", "nolength"}) {
+        RecordingDownloadDelegate odd;
+        const VLFileDownloadPtr file = run(fault, size, &odd);
+        EXPECT_EQ(odd.events.last(), "finish") << qPrintable(fault) << qPrintable(odd.error.description());
+        EXPECT_GE(file->contentLength(), 0);
+        ASSERT_FALSE(odd.fractions.isEmpty());
+        EXPECT_EQ(odd.fractions.last(), 1.0) << qPrintable(fault);
+        EXPECT_EQ(readFile(QDir(destination).filePath("a.bin")), payloads["a.bin"]);
+        QFile::remove(QDir(destination).filePath("a.bin"));
+    }
+    RecordingDownloadDelegate unknownSize;
+    run("nolength", -1, &unknownSize);
+    EXPECT_EQ(unknownSize.events.last(), "finish");
+    EXPECT_EQ(unknownSize.fractions.last(), 0.0) << "neither length known: no fraction to show";
 }
 
 TEST_F(FileDownloadTest, ManagerRunsDownloadsInOrderAndGoesOnAfterAFailure)

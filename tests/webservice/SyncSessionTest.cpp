@@ -155,6 +155,26 @@ TEST_F(SyncSessionTest, OpensListsFilesAndClosesInOrder)
     EXPECT_EQ(requests[2]["parameters"].toObject(), (QJsonObject{{"SessionId", sessionId}}));
 }
 
+// Texts inside CDATA sections are texts: the session id and the file records come through.
+TEST_F(SyncSessionTest, RepliesWrittenAsCDATAReadTheSame)
+{
+    serve({"--fault", "OpenDeviceSession:body=cdata", "--fault", "GetAvailableFiles:body=cdata"});
+    VLSyncSession session("SN-1", "CHIP-1");
+    session.setDelegate(&delegate);
+    delegate.onEvent = [&](const QString &event) {
+        if (event == "open")
+            session.requestAllFiles();
+    };
+    ASSERT_TRUE(session.openSession());
+    ASSERT_TRUE(waitFor([&] { return delegate.events.contains("files") || delegate.events.contains("openFailed"); }));
+    EXPECT_EQ(delegate.outcomes(), (QStringList{"open", "files"}));
+    EXPECT_TRUE(session.key().startsWith("S")) << qPrintable(session.key());
+    ASSERT_EQ(delegate.files.size(), 2);
+    EXPECT_EQ(delegate.files[0]->fileID(), "F-1");
+    EXPECT_EQ(delegate.files[0]->byteLength(), 1000);
+    EXPECT_EQ(delegate.files[1]->version(), 210.0);
+}
+
 TEST_F(SyncSessionTest, QueuedRequestsRunOneAtATimeWithTheQueryOfTheirQueueingTime)
 {
     serve();

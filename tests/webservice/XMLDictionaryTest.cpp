@@ -128,7 +128,9 @@ TEST(XMLDictionary, HostileInputIsDecodedWithoutHarm)
 
     // Truncated replies keep what came before the cut.
     EXPECT_EQ(decode("<r><a>1</a><b>2</b><c>3"), map({{"a", "1"}, {"b", "2"}, {"c", "3"}}));
-    EXPECT_NO_FATAL_FAILURE(decode("<r><![CDATA[raw]]><a>1</a></r>"));
+    // CDATA sections are text like any other, trimmed and joined with the text around them.
+    EXPECT_EQ(decode("<r><![CDATA[raw]]><a>1</a></r>"), map({{"r", "raw"}, {"a", "1"}}));
+    EXPECT_EQ(decode("<r><s>a<![CDATA[ <b> ]]>c</s></r>"), map({{"s", "a<b>c"}}));
     EXPECT_NO_FATAL_FAILURE(decode("\xef\xbb\xbf<r>bom</r>"));
     EXPECT_NO_FATAL_FAILURE(VLXMLDictionaryForXMLData(QByteArray("<r>\0<a>1</a></r>", 17)));
 }

@@ -52,6 +52,10 @@ QString CloudSimFault::description() const
         parts << QStringLiteral("filename=%1").arg(filename);
     if (noLength)
         parts << QStringLiteral("nolength");
+    if (extra)
+        parts << QStringLiteral("extra=%1").arg(*extra);
+    if (length)
+        parts << QStringLiteral("length=%1").arg(*length);
     if (times >= 0)
         parts << QStringLiteral("times=%1").arg(times);
     return parts.join(QLatin1Char(','));
@@ -75,7 +79,8 @@ std::optional<CloudSimFault> cloudSimFaultFromItems(const QMap<QString, QString>
                 return bad();
             fault.httpStatus = int(number);
         } else if (key == QLatin1String("body")) {
-            if (value != QLatin1String("html") && value != QLatin1String("notxml") && value != QLatin1String("empty"))
+            if (value != QLatin1String("html") && value != QLatin1String("notxml") && value != QLatin1String("empty")
+                && value != QLatin1String("cdata"))
                 return bad();
             fault.body = value;
         } else if (key == QLatin1String("statuscode")) {
@@ -102,6 +107,14 @@ std::optional<CloudSimFault> cloudSimFaultFromItems(const QMap<QString, QString>
             fault.filename = value;
         } else if (key == QLatin1String("nolength")) {
             fault.noLength = readFlag(value);
+        } else if (key == QLatin1String("extra")) {
+            if (!isNumber || number < 0 || number > (qint64(1) << 30))
+                return bad();
+            fault.extra = number;
+        } else if (key == QLatin1String("length")) {
+            if (!isNumber)
+                return bad();
+            fault.length = number;
         } else if (key == QLatin1String("times")) {
             if (!isNumber || number < 0)
                 return bad();

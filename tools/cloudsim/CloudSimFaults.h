@@ -10,7 +10,8 @@
 struct CloudSimFault
 {
     int httpStatus = 0;                 // "http": answer with this HTTP status
-    QString body;                       // "body": "html", "notxml" or "empty" instead of the reply
+    QString body;                       // "body": "html", "notxml" or "empty" instead of the reply, or
+                                        // "cdata": the reply with every text in a CDATA section
     std::optional<qint64> statusCode;   // "statuscode": a reply carrying only this "StatusCode"...
     QString message;                    // "message": ...and this "StatusMessage"
     int delayMilliseconds = 0;          // "delay": wait before answering
@@ -20,6 +21,9 @@ struct CloudSimFault
     bool drop = false;                  // "drop": send the headers, then close without a body
     QString filename;                   // "filename": propose this name (Content-Disposition)
     bool noLength = false;              // "nolength": send the body without Content-Length
+    std::optional<qint64> extra;        // "extra": send this many bytes more than the file holds
+    std::optional<qint64> length;       // "length": announce this Content-Length (any number) first,
+                                        // whatever the body is; the connection closes after the body
     int times = -1;                     // "times": how many requests it applies to (-1: all)
 
     QString description() const;

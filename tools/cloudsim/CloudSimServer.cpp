@@ -389,6 +389,11 @@ void CloudSimServer::handleEndpoint(const QString &endpoint, const httplib::Requ
         body = CloudSimReplies::status(endpoint, *fault->statusCode, fault->message);
     } else {
         body = endpointReply(endpoint, request);
+        if (fault && fault->body == QLatin1String("cdata")) {
+            // The same reply, its texts written as CDATA sections as some XML writers do.
+            static const QRegularExpression text(QStringLiteral(">([^<>]+)</"));
+            body = QString::fromUtf8(body).replace(text, QStringLiteral("><![CDATA[\\1]]></")).toUtf8();
+        }
     }
     response.status = fault && fault->httpStatus ? fault->httpStatus : 200;
     sendBody(response, body, contentType, fault ? fault->cutAfter : std::nullopt, fault && fault->drop);
@@ -459,6 +464,42 @@ void CloudSimServer::handleFile(const QString &name, const httplib::Request &req
     }
 
     const qint64 length = range.last - range.first + 1;
+    if (fault && (fault->extra || fault->length)) {
+        // A body that does not fit the file or its own announcement, held in memory (test files are small).
+        std::string body(size_t(length), '\0');
+        const ssize_t got = ::pread(*file, body.data(), body.size(), off_t(range.first));
+        body.resize(size_t(std::max<ssize_t>(got, 0)));
+        body.append(size_t(fault->extra.value_or(0)), 'X');
+        countServed(name, qint64(body.size()));
+        if (fault->noLength) {
+            auto shared = std::make_shared<std::string>(std::move(body));
+            response.set_chunked_content_provider("application/octet-stream",
+                                                  [shared](size_t offset, httplib::DataSink &sink) {
+                                                      if (offset >= shared->size()) {
+                                                          sink.done();
+                                                          return true;
+                                                      }
+                                                      const size_t n = std::min<size_t>(kChunkBytes, shared->size() - offset);
+                                                      return sink.write(shared->data() + offset, n);
+                                                  });
+            return;
+        }
+        if (!fault->length) {
+            response.set_content(body, "application/octet-stream");
+            return;
+        }
+        // The announcement goes first, before the one cpp-httplib adds (clients take the first);
+        // since no client can know where such a body ends, the connection closes after it.
+        response.set_header("Content-Length", std::to_string(*fault->length));
+        auto shared = std::make_shared<std::string>(std::move(body));
+        response.set_content_provider(shared->size() + 1, "application/octet-stream",
+                                      [shared](size_t offset, size_t, httplib::DataSink &sink) {
+                                          if (offset >= shared->size())
+                                              return false;
+                                          return sink.write(shared->data() + offset, shared->size() - offset);
+                                      });
+        return;
+    }
     const qint64 limit = fault && fault->drop ? 0 : (fault && fault->cutAfter ? std::min(*fault->cutAfter, length) : length);
     const qint64 start = range.first;
     const qint64 pauseAt = fault && fault->pauseAt ? *fault->pauseAt : -1;

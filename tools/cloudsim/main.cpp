@@ -51,6 +51,7 @@ int main(int argc, char **argv)
         "  ITEMS   comma-separated, values percent-decoded:\n"
         "          http=CODE         answer with this HTTP status (endpoints keep their XML body)\n"
         "          body=html|notxml|empty   a body that is not the XML reply\n"
+        "          body=cdata        the XML reply with every text in a CDATA section\n"
         "          statuscode=N,message=TEXT   a reply with only this StatusCode and StatusMessage\n"
         "          delay=MS          wait before answering\n"
         "          pauseat=N         (files) stop after N body bytes for the delay, then go on\n"
@@ -58,6 +59,8 @@ int main(int argc, char **argv)
         "          drop              send the headers, then close the connection\n"
         "          filename=NAME     propose NAME as the file name (Content-Disposition)\n"
         "          nolength          send the file without Content-Length\n"
+        "          extra=N           send N bytes more than the file holds (announced)\n"
+        "          length=N          announce Content-Length N (even negative) whatever is sent\n"
         "          times=N           apply to the next N requests only"));
     parser.addHelpOption();
     parser.addPositionalArgument(QStringLiteral("catalog"), QStringLiteral("The catalog folder (index.json, files/)."));
