@@ -21,7 +21,8 @@ QString tr(const char *text)
     return QCoreApplication::translate("VLCGATSWriter", text);
 }
 
-struct IT8Deleter {
+struct IT8Deleter
+{
     void operator()(void *handle) const { cmsIT8Free(handle); }
 };
 using IT8Ptr = std::unique_ptr<void, IT8Deleter>;
@@ -70,17 +71,15 @@ public:
         cmsIT8SetSheetType(h, "CGATS.17");
         cmsIT8SetPropertyStr(h, "ORIGINATOR", "TINTERA Sync");
         cmsIT8SetPropertyStr(h, "DESCRIPTOR", "TINTERA Sync matches");
-        cmsIT8SetPropertyStr(h, "CREATED",
-                             QDateTime::currentDateTimeUtc().toString(Qt::ISODate).toUtf8().constData());
+        cmsIT8SetPropertyStr(h, "CREATED", QDateTime::currentDateTimeUtc().toString(Qt::ISODate).toUtf8().constData());
         cmsIT8SetPropertyMulti(h, HBCgatsWeightingFunction, "ILLUMINANT", "D65");
         cmsIT8SetPropertyMulti(h, HBCgatsWeightingFunction, "OBSERVER", "10 degree");
         cmsIT8SetPropertyStr(h, "MEASUREMENT_GEOMETRY", "45/0 annular");
         cmsIT8SetPropertyStr(h, "FILTER", "UV excluded (M2)");
 
-        QList<QByteArray> fields = {HBCgatsSampleID,   HBCgatsSampleName, HBCgatsColorNumber, HBCgatsFandeck,
-                                    HBCgatsLabL,       HBCgatsLabA,       HBCgatsLabB,        HBCgatsRGBR,
-                                    HBCgatsRGBG,       HBCgatsRGBB,       HBCgatsTextTag,     HBCgatsCaptureDate,
-                                    HBCgatsAudioNote};
+        QList<QByteArray> fields = { HBCgatsSampleID, HBCgatsSampleName, HBCgatsColorNumber, HBCgatsFandeck,
+            HBCgatsLabL, HBCgatsLabA, HBCgatsLabB, HBCgatsRGBR, HBCgatsRGBG, HBCgatsRGBB, HBCgatsTextTag,
+            HBCgatsCaptureDate, HBCgatsAudioNote };
         const std::optional<VLSpectralGrid> grid = vlCommonSpectralGrid(records);
         if (grid) {
             cmsIT8SetPropertyDbl(h, HBCgatsSpectralBands, double(grid->bands));
@@ -98,19 +97,11 @@ public:
         cmsIT8SetPropertyDbl(h, "NUMBER_OF_SETS", double(records.size()));
         for (qsizetype row = 0; row < records.size(); ++row) {
             const VLMatchRecord &record = records[row];
-            QList<QByteArray> cells = {QByteArray::number(row + 1),
-                                       cgatsText(record.colorName),
-                                       cgatsText(record.colorNumber),
-                                       cgatsText(record.fandeck),
-                                       numberText(record.L, 4),
-                                       numberText(record.a, 4),
-                                       numberText(record.b, 4),
-                                       QByteArray::number(record.red),
-                                       QByteArray::number(record.green),
-                                       QByteArray::number(record.blue),
-                                       cgatsText(record.textTag),
-                                       cgatsText(vlMatchDateText(record.captureDate)),
-                                       cgatsText(record.audioNotePath)};
+            QList<QByteArray> cells = { QByteArray::number(row + 1), cgatsText(record.colorName),
+                cgatsText(record.colorNumber), cgatsText(record.fandeck), numberText(record.L, 4),
+                numberText(record.a, 4), numberText(record.b, 4), QByteArray::number(record.red),
+                QByteArray::number(record.green), QByteArray::number(record.blue), cgatsText(record.textTag),
+                cgatsText(vlMatchDateText(record.captureDate)), cgatsText(record.audioNotePath) };
             if (grid) {
                 for (double value : record.spectrum)
                     cells << numberText(value * 100.0, 4);

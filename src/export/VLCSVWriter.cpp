@@ -27,11 +27,10 @@ public:
     QByteArray dataForRecords(const VLMatchRecordList &records, VLError *) const override
     {
         const std::optional<VLSpectralGrid> grid = vlCommonSpectralGrid(records);
-        QStringList header = {QStringLiteral("Colour number"), QStringLiteral("Colour name"), QStringLiteral("Fandeck"),
-                              QStringLiteral("L*"),            QStringLiteral("a*"),          QStringLiteral("b*"),
-                              QStringLiteral("sRGB R"),        QStringLiteral("sRGB G"),      QStringLiteral("sRGB B"),
-                              QStringLiteral("sRGB hex"),      QStringLiteral("Text tag"),    QStringLiteral("Capture date"),
-                              QStringLiteral("Audio note")};
+        QStringList header = { QStringLiteral("Colour number"), QStringLiteral("Colour name"),
+            QStringLiteral("Fandeck"), QStringLiteral("L*"), QStringLiteral("a*"), QStringLiteral("b*"),
+            QStringLiteral("sRGB R"), QStringLiteral("sRGB G"), QStringLiteral("sRGB B"), QStringLiteral("sRGB hex"),
+            QStringLiteral("Text tag"), QStringLiteral("Capture date"), QStringLiteral("Audio note") };
         if (grid) {
             for (qsizetype band = 0; band < grid->bands; ++band)
                 header << QStringLiteral("%1 nm").arg(grid->start + band * grid->increment);
@@ -45,15 +44,15 @@ public:
         };
         appendRow(header);
         for (const VLMatchRecord &record : records) {
-            QStringList cells = {record.colorNumber, record.colorName, record.fandeck,
-                                 number(record.L), number(record.a), number(record.b),
-                                 QString::number(record.red), QString::number(record.green), QString::number(record.blue),
-                                 QStringLiteral("#%1%2%3")
-                                     .arg(record.red, 2, 16, QLatin1Char('0'))
-                                     .arg(record.green, 2, 16, QLatin1Char('0'))
-                                     .arg(record.blue, 2, 16, QLatin1Char('0'))
-                                     .toUpper(),
-                                 record.textTag, vlMatchDateText(record.captureDate), record.audioNotePath};
+            QStringList cells = { record.colorNumber, record.colorName, record.fandeck, number(record.L),
+                number(record.a), number(record.b), QString::number(record.red), QString::number(record.green),
+                QString::number(record.blue),
+                QStringLiteral("#%1%2%3")
+                    .arg(record.red, 2, 16, QLatin1Char('0'))
+                    .arg(record.green, 2, 16, QLatin1Char('0'))
+                    .arg(record.blue, 2, 16, QLatin1Char('0'))
+                    .toUpper(),
+                record.textTag, vlMatchDateText(record.captureDate), record.audioNotePath };
             if (grid) {
                 for (double value : record.spectrum)
                     cells << QString::number(value, 'f', 4);

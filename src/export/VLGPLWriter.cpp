@@ -21,8 +21,8 @@ QString oneLine(const QString &text)
     line.reserve(text.size());
     for (const QChar c : text)
         line += (c.category() == QChar::Other_Control || c == QChar::LineSeparator || c == QChar::ParagraphSeparator)
-                    ? QLatin1Char(' ')
-                    : c;
+            ? QLatin1Char(' ')
+            : c;
     return line.simplified();
 }
 

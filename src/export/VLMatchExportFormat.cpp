@@ -18,16 +18,16 @@ const QList<FormatInfo> &formats()
     // ".txt" is what many measurement programs call their CGATS files; ".ti3" is left out on
     // purpose: ArgyllCMS expects a ".ti3" to pair device values with measurements.
     static const QList<FormatInfo> list = {
-        {VLMatchExportFormat::CxF3, "cxf", QT_TRANSLATE_NOOP("VLMatchExportFormat", "CxF3 colour documents"),
-         {QStringLiteral("cxf")}},
-        {VLMatchExportFormat::CGATS, "cgats", QT_TRANSLATE_NOOP("VLMatchExportFormat", "CGATS measurement files"),
-         {QStringLiteral("cie"), QStringLiteral("cgats"), QStringLiteral("it8"), QStringLiteral("txt")}},
-        {VLMatchExportFormat::CSV, "csv", QT_TRANSLATE_NOOP("VLMatchExportFormat", "CSV spreadsheets"),
-         {QStringLiteral("csv")}},
-        {VLMatchExportFormat::GPL, "gpl", QT_TRANSLATE_NOOP("VLMatchExportFormat", "GIMP palettes"),
-         {QStringLiteral("gpl")}},
-        {VLMatchExportFormat::ASE, "ase", QT_TRANSLATE_NOOP("VLMatchExportFormat", "Adobe Swatch Exchange"),
-         {QStringLiteral("ase")}},
+        { VLMatchExportFormat::CxF3, "cxf", QT_TRANSLATE_NOOP("VLMatchExportFormat", "CxF3 colour documents"),
+            { QStringLiteral("cxf") } },
+        { VLMatchExportFormat::CGATS, "cgats", QT_TRANSLATE_NOOP("VLMatchExportFormat", "CGATS measurement files"),
+            { QStringLiteral("cie"), QStringLiteral("cgats"), QStringLiteral("it8"), QStringLiteral("txt") } },
+        { VLMatchExportFormat::CSV, "csv", QT_TRANSLATE_NOOP("VLMatchExportFormat", "CSV spreadsheets"),
+            { QStringLiteral("csv") } },
+        { VLMatchExportFormat::GPL, "gpl", QT_TRANSLATE_NOOP("VLMatchExportFormat", "GIMP palettes"),
+            { QStringLiteral("gpl") } },
+        { VLMatchExportFormat::ASE, "ase", QT_TRANSLATE_NOOP("VLMatchExportFormat", "Adobe Swatch Exchange"),
+            { QStringLiteral("ase") } },
     };
     return list;
 }
@@ -83,8 +83,8 @@ QString vlMatchExportNameFilter(VLMatchExportFormat format)
     QStringList patterns;
     for (const QString &extension : info.extensions)
         patterns << QStringLiteral("*.") + extension;
-    return QStringLiteral("%1 (%2)").arg(QCoreApplication::translate("VLMatchExportFormat", info.description),
-                                         patterns.join(QLatin1Char(' ')));
+    return QStringLiteral("%1 (%2)").arg(
+        QCoreApplication::translate("VLMatchExportFormat", info.description), patterns.join(QLatin1Char(' ')));
 }
 
 QList<VLMatchExportFormat> vlMatchExportFormats()

@@ -8,11 +8,11 @@
 // The file formats a match export can be written in. CxF3 is the product's own exchange format;
 // the others are for the tools people open their colours in.
 enum class VLMatchExportFormat {
-    CxF3,  // ".cxf"
+    CxF3, // ".cxf"
     CGATS, // ".cie", ".cgats", ".it8", ".txt": CGATS.17 text, as ArgyllCMS and Little CMS read it
-    CSV,   // ".csv": spreadsheets
-    GPL,   // ".gpl": GIMP, Inkscape, Krita and Scribus palettes
-    ASE,   // ".ase": Adobe Swatch Exchange
+    CSV, // ".csv": spreadsheets
+    GPL, // ".gpl": GIMP, Inkscape, Krita and Scribus palettes
+    ASE, // ".ase": Adobe Swatch Exchange
 };
 
 // "cxf", "cgats", "csv", "gpl", "ase" (any case); none for another name.

@@ -17,7 +17,7 @@ std::optional<VLSpectralGrid> vlCommonSpectralGrid(const VLMatchRecordList &reco
     if (records.isEmpty())
         return std::nullopt;
     const VLMatchRecord &first = records.first();
-    const VLSpectralGrid grid{first.spectrumStart, first.spectrumIncrement, first.spectrum.size()};
+    const VLSpectralGrid grid { first.spectrumStart, first.spectrumIncrement, first.spectrum.size() };
     if (grid.bands == 0 || grid.increment <= 0)
         return std::nullopt;
     for (const VLMatchRecord &record : records) {

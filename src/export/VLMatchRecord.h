@@ -13,16 +13,16 @@ struct VLMatchRecord
 {
     QString colorName;
     QString colorNumber;
-    QString fandeck;        // the fandeck's name, else its edition, else the device file id
+    QString fandeck; // the fandeck's name, else its edition, else the device file id
     double L = 0;
     double a = 0;
     double b = 0;
-    int red = 0;            // sRGB, 0-255
+    int red = 0; // sRGB, 0-255
     int green = 0;
     int blue = 0;
     QString textTag;
-    QDateTime captureDate;  // UTC
-    QString audioNotePath;  // relative to the exported document ("Audio/<name>"), empty without a note
+    QDateTime captureDate; // UTC
+    QString audioNotePath; // relative to the exported document ("Audio/<name>"), empty without a note
 
     // The fandeck colour's reflectance (1.0 = 100 %) from spectrumStart nm in spectrumIncrement
     // steps; empty when the fandeck holds only CIELAB for it.

@@ -20,8 +20,8 @@ std::unique_ptr<VLMatchRecordWriter> vlMatchRecordWriterForFormat(VLMatchExportF
     return nullptr;
 }
 
-bool vlWriteMatchRecords(VLMatchExportFormat format, const VLMatchRecordList &records, const QString &path,
-                         VLError *error)
+bool vlWriteMatchRecords(
+    VLMatchExportFormat format, const VLMatchRecordList &records, const QString &path, VLError *error)
 {
     const auto fail = [error](const QString &text) {
         if (error)
@@ -37,7 +37,7 @@ bool vlWriteMatchRecords(VLMatchExportFormat format, const VLMatchRecordList &re
         return false;
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly) || file.write(data) != data.size() || !file.commit())
-        return fail(QCoreApplication::translate("VLMatchRecordWriter", "Could not write %1: %2")
-                        .arg(path, file.errorString()));
+        return fail(
+            QCoreApplication::translate("VLMatchRecordWriter", "Could not write %1: %2").arg(path, file.errorString()));
     return true;
 }

@@ -28,7 +28,7 @@ std::unique_ptr<VLMatchRecordWriter> vlMakeASEWriter();
 std::unique_ptr<VLMatchRecordWriter> vlMatchRecordWriterForFormat(VLMatchExportFormat format);
 
 // Writes the records in the format to the path, atomically.
-bool vlWriteMatchRecords(VLMatchExportFormat format, const VLMatchRecordList &records, const QString &path,
-                         VLError *error);
+bool vlWriteMatchRecords(
+    VLMatchExportFormat format, const VLMatchRecordList &records, const QString &path, VLError *error);
 
 inline const QString VLMatchExportErrorDomain = QStringLiteral("VLMatchExportDomain");

@@ -47,8 +47,8 @@ std::array<int, 3> littleCMSsRGB(double L, double a, double b)
         cmsCloseProfile(srgb);
         return made;
     }();
-    const cmsCIEXYZ white{0.94811, 1.0, 1.07304};
-    const cmsCIELab d65{L, a, b};
+    const cmsCIEXYZ white { 0.94811, 1.0, 1.07304 };
+    const cmsCIELab d65 { L, a, b };
     cmsCIEXYZ xyz, adapted;
     cmsLab2XYZ(&white, &xyz, &d65);
     cmsAdaptToIlluminant(&adapted, &white, cmsD50_XYZ(), &xyz);
@@ -56,7 +56,7 @@ std::array<int, 3> littleCMSsRGB(double L, double a, double b)
     cmsXYZ2Lab(cmsD50_XYZ(), &d50, &adapted);
     quint16 out[3];
     cmsDoTransform(transform, &d50, out, 1);
-    return {int(std::lround(out[0] / 257.0)), int(std::lround(out[1] / 257.0)), int(std::lround(out[2] / 257.0))};
+    return { int(std::lround(out[0] / 257.0)), int(std::lround(out[1] / 257.0)), int(std::lround(out[2] / 257.0)) };
 }
 
 QString runProgram(const QString &program, const QStringList &arguments, int *exitCode)
@@ -64,7 +64,8 @@ QString runProgram(const QString &program, const QStringList &arguments, int *ex
     QProcess process;
     process.setProcessChannelMode(QProcess::MergedChannels);
     process.start(program, arguments);
-    *exitCode = process.waitForFinished(60000) && process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    *exitCode
+        = process.waitForFinished(60000) && process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
     return QString::fromUtf8(process.readAll());
 }
 
@@ -85,8 +86,8 @@ protected:
         options.rebootMilliseconds = 0;
         VLError error;
         ASSERT_TRUE(environment.start(options, &error)) << qPrintable(error.description());
-        ASSERT_EQ(runTintera({"sync"}).exitCode, 0);
-        ASSERT_EQ(runTintera({"export", out.filePath("m.cxf")}).exitCode, 0);
+        ASSERT_EQ(runTintera({ "sync" }).exitCode, 0);
+        ASSERT_EQ(runTintera({ "export", out.filePath("m.cxf") }).exitCode, 0);
         readReference(written("m.cxf"));
         ASSERT_EQ(matches.size(), 3);
     }
@@ -111,7 +112,8 @@ protected:
             ReferenceMatch match;
             match.number = colour->attributeForKey(HBColorNumberAttributeKey).toString();
             match.name = colour->attributeForKey(HBColorNameAttributeKey).toString();
-            const HBColorRepresentationPtr lab = colour->representationsWithColorSpaceModel(HBColorSpaceModelCIELab).last();
+            const HBColorRepresentationPtr lab
+                = colour->representationsWithColorSpaceModel(HBColorSpaceModelCIELab).last();
             match.L = lab->L();
             match.a = lab->a();
             match.b = lab->b();
@@ -119,7 +121,8 @@ protected:
             match.tag = entry.value(TX350CustomResourceMatchTextKey).toString();
             match.audio = entry.value(TX350CustomResourceMatchAudioSourceURIKey).toString();
             match.date = entry.value(TX350CustomResourceMatchDateKey).toDateTime();
-            const QList<HBColorPtr> inFandeck = fandeck->colorsWithAttributes({{HBColorNumberAttributeKey, match.number}});
+            const QList<HBColorPtr> inFandeck
+                = fandeck->colorsWithAttributes({ { HBColorNumberAttributeKey, match.number } });
             if (!inFandeck.isEmpty()) {
                 const auto spectra = inFandeck.last()->representationsWithColorSpaceModel(HBColorSpaceModelSpectral);
                 if (!spectra.isEmpty())
@@ -139,7 +142,7 @@ protected:
 
     HBColorPtr fandeckColour(const QString &number) const
     {
-        const QList<HBColorPtr> found = fandeck->colorsWithAttributes({{HBColorNumberAttributeKey, number}});
+        const QList<HBColorPtr> found = fandeck->colorsWithAttributes({ { HBColorNumberAttributeKey, number } });
         return found.isEmpty() ? HBColorPtr() : found.last();
     }
 
@@ -159,7 +162,7 @@ QByteArray fileBytes(const QString &path)
 
 TEST_F(ExportFormats, CGATSCarriesLabRGBAndSpectrumAndReadsBackInLittleCMSArgyllAndTheCatalogTool)
 {
-    const TinteraRun run = runTintera({"export", out.filePath("m.cie")});
+    const TinteraRun run = runTintera({ "export", out.filePath("m.cie") });
     ASSERT_EQ(run.exitCode, 0) << qPrintable(run.out + run.err);
     EXPECT_TRUE(run.out.contains("Exported 3 of 3 match(es)"));
     const CGATSTable table = parseCGATSWithLittleCMS(fileBytes(written("m.cie")));
@@ -183,13 +186,15 @@ TEST_F(ExportFormats, CGATSCarriesLabRGBAndSpectrumAndReadsBackInLittleCMSArgyll
         EXPECT_NEAR(row.value("RGB_B").toInt(), rgb[2], 1);
         ASSERT_EQ(match.spectrum.size(), 31) << "the demo's matches have spectra in their fandeck";
         for (int band = 0; band < 31; ++band)
-            EXPECT_NEAR(row.value(QStringLiteral("SPEC_%1").arg(400 + 10 * band)).toDouble(), match.spectrum[band] * 100, 1e-3);
+            EXPECT_NEAR(
+                row.value(QStringLiteral("SPEC_%1").arg(400 + 10 * band)).toDouble(), match.spectrum[band] * 100, 1e-3);
     }
 
     // The catalog tool shows the file through the colour framework's CGATS reader; its CIELAB is
     // computed again from the spectrum, by the same weighting the export used.
     QProcess inspect;
-    inspect.start(tinteraBuiltProgram(QStringLiteral("tools/catalog/tintera-catalog")), {"inspect", written("m.cie")});
+    inspect.start(
+        tinteraBuiltProgram(QStringLiteral("tools/catalog/tintera-catalog")), { "inspect", written("m.cie") });
     ASSERT_TRUE(inspect.waitForFinished(60000));
     EXPECT_EQ(inspect.exitCode(), 0) << inspect.readAllStandardError().constData();
     const QStringList lines = QString::fromUtf8(inspect.readAllStandardOutput()).split(QLatin1Char('\n'));
@@ -210,7 +215,7 @@ TEST_F(ExportFormats, CGATSCarriesLabRGBAndSpectrumAndReadsBackInLittleCMSArgyll
     if (cxf2ti3.isEmpty() || colverify.isEmpty())
         GTEST_SKIP() << ArgyllMissingMessage;
     int exitCode = -1;
-    const QString converted = runProgram(cxf2ti3, {written("m.cxf"), out.filePath("argyll")}, &exitCode);
+    const QString converted = runProgram(cxf2ti3, { written("m.cxf"), out.filePath("argyll") }, &exitCode);
     ASSERT_EQ(exitCode, 0) << qPrintable(converted);
     const CGATSTable fromCxf = parseCGATSWithLittleCMS(fileBytes(out.filePath("argyll.cie")));
     ASSERT_EQ(fromCxf.rows.size(), matches.size());
@@ -220,7 +225,7 @@ TEST_F(ExportFormats, CGATSCarriesLabRGBAndSpectrumAndReadsBackInLittleCMSArgyll
         EXPECT_NEAR(fromCxf.rows[i].value("LAB_A").toDouble(), matches[i].a, 0.01);
         EXPECT_NEAR(fromCxf.rows[i].value("LAB_B").toDouble(), matches[i].b, 0.01);
     }
-    const QString labs = runProgram(colverify, {"-v2", out.filePath("argyll.cie"), written("m.cie")}, &exitCode);
+    const QString labs = runProgram(colverify, { "-v2", out.filePath("argyll.cie"), written("m.cie") }, &exitCode);
     ASSERT_EQ(exitCode, 0) << qPrintable(labs);
     EXPECT_GE(argyllPeakError(labs), 0) << qPrintable(labs);
     EXPECT_LT(argyllPeakError(labs), 0.01) << qPrintable(labs);
@@ -230,10 +235,11 @@ TEST_F(ExportFormats, CGATSCarriesLabRGBAndSpectrumAndReadsBackInLittleCMSArgyll
         fandeckColours.addColor(fandeckColour(match.number));
     VLError error;
     ASSERT_TRUE(fandeckColours.writeToFile(out.filePath("fandeck.cxf"), &error)) << qPrintable(error.description());
-    const QString fandeckConverted = runProgram(cxf2ti3, {out.filePath("fandeck.cxf"), out.filePath("fandeck")}, &exitCode);
+    const QString fandeckConverted
+        = runProgram(cxf2ti3, { out.filePath("fandeck.cxf"), out.filePath("fandeck") }, &exitCode);
     ASSERT_EQ(exitCode, 0) << qPrintable(fandeckConverted);
     const QString spectra = runProgram(
-        colverify, {"-v2", "-i", "D65", "-o", "1964_10", out.filePath("fandeck.cie"), written("m.cie")}, &exitCode);
+        colverify, { "-v2", "-i", "D65", "-o", "1964_10", out.filePath("fandeck.cie"), written("m.cie") }, &exitCode);
     ASSERT_EQ(exitCode, 0) << qPrintable(spectra);
     EXPECT_GE(argyllPeakError(spectra), 0) << qPrintable(spectra);
     EXPECT_LT(argyllPeakError(spectra), 0.01) << qPrintable(spectra);
@@ -242,9 +248,9 @@ TEST_F(ExportFormats, CGATSCarriesLabRGBAndSpectrumAndReadsBackInLittleCMSArgyll
 TEST_F(ExportFormats, CSVGPLAndASECarryTheSameMatches)
 {
     // --format wins over the extension.
-    for (const QStringList &arguments : {QStringList{"export", out.filePath("m.csv")},
-                                         QStringList{"export", out.filePath("m.gpl")},
-                                         QStringList{"export", out.filePath("swatches.bin"), "--format", "ase"}}) {
+    for (const QStringList &arguments :
+        { QStringList { "export", out.filePath("m.csv") }, QStringList { "export", out.filePath("m.gpl") },
+            QStringList { "export", out.filePath("swatches.bin"), "--format", "ase" } }) {
         const TinteraRun run = runTintera(arguments);
         ASSERT_EQ(run.exitCode, 0) << qPrintable(arguments.join(' ') + run.out + run.err);
     }
@@ -259,7 +265,8 @@ TEST_F(ExportFormats, CSVGPLAndASECarryTheSameMatches)
     ASSERT_EQ(swatches.colours.size(), matches.size());
 
     const QStringList header = rows.first();
-    const auto cell = [&](qsizetype row, const char *column) { return rows[row + 1].value(header.indexOf(QLatin1String(column))); };
+    const auto cell
+        = [&](qsizetype row, const char *column) { return rows[row + 1].value(header.indexOf(QLatin1String(column))); };
     for (qsizetype i = 0; i < matches.size(); ++i) {
         const ReferenceMatch &match = matches[i];
         const std::array<int, 3> rgb = littleCMSsRGB(match.L, match.a, match.b);

@@ -185,7 +185,10 @@ ASESwatches parseASE(const QByteArray &data)
             return swatches;
         }
         if (reader.position() != end) {
-            swatches.problem = QStringLiteral("block %1 says %2 bytes but holds %3").arg(block).arg(length).arg(reader.position() - end + length);
+            swatches.problem = QStringLiteral("block %1 says %2 bytes but holds %3")
+                                   .arg(block)
+                                   .arg(length)
+                                   .arg(reader.position() - end + length);
             return swatches;
         }
     }
@@ -204,7 +207,8 @@ CGATSTable parseCGATSWithLittleCMS(const QByteArray &data)
     char **properties = nullptr;
     const cmsUInt32Number propertyCount = cmsIT8EnumProperties(it8, &properties);
     for (cmsUInt32Number i = 0; i < propertyCount; ++i)
-        table.properties.insert(QString::fromUtf8(properties[i]), QString::fromUtf8(cmsIT8GetProperty(it8, properties[i])));
+        table.properties.insert(
+            QString::fromUtf8(properties[i]), QString::fromUtf8(cmsIT8GetProperty(it8, properties[i])));
     char **fields = nullptr;
     const int fieldCount = cmsIT8EnumDataFormat(it8, &fields);
     const int rows = int(cmsIT8GetPropertyDbl(it8, "NUMBER_OF_SETS"));

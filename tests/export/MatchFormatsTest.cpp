@@ -38,7 +38,7 @@ VLMatchRecordList sampleRecords()
     first.L = 39.9649;
     first.a = -10.1298;
     first.b = -15.1830;
-    const HBRGB8 rgb = hbLabToSRGB8({first.L, first.a, first.b}, 1);
+    const HBRGB8 rgb = hbLabToSRGB8({ first.L, first.a, first.b }, 1);
     first.red = rgb.r;
     first.green = rgb.g;
     first.blue = rgb.b;
@@ -63,7 +63,7 @@ VLMatchRecordList sampleRecords()
     second.spectrum = spectrum(0.7);
     second.spectrumStart = 400;
     second.spectrumIncrement = 10;
-    return {first, second};
+    return { first, second };
 }
 
 QByteArray written(VLMatchExportFormat format, const VLMatchRecordList &records)
@@ -96,24 +96,24 @@ TEST(MatchExportFormats, NamesAndExtensionsChooseTheFormat)
 TEST(MatchExportFormats, DisplayRGBIsLittleCMSsSRGBOfTheD65Lab)
 {
     // Anchors: the white of the Lab's own illuminant is sRGB white, black is black.
-    const HBRGB8 white = hbLabToSRGB8({100, 0, 0}, 1);
+    const HBRGB8 white = hbLabToSRGB8({ 100, 0, 0 }, 1);
     EXPECT_EQ(std::tuple(white.r, white.g, white.b), std::tuple(255, 255, 255));
-    const HBRGB8 black = hbLabToSRGB8({0, 0, 0}, 1);
+    const HBRGB8 black = hbLabToSRGB8({ 0, 0, 0 }, 1);
     EXPECT_EQ(std::tuple(black.r, black.g, black.b), std::tuple(0, 0, 0));
     // Out of gamut clamps instead of wrapping.
-    const HBRGB8 green = hbLabToSRGB8({60, -120, 80}, 1);
+    const HBRGB8 green = hbLabToSRGB8({ 60, -120, 80 }, 1);
     EXPECT_EQ(green.r, 0);
     EXPECT_GT(green.g, 100);
 
     // Against an independent route: D65 Lab to XYZ, then the IEC 61966-2-1 matrix and curve.
-    for (const HBLab &lab : {HBLab{39.96, -10.13, -15.18}, HBLab{71.47, -6.24, -14.02}, HBLab{50, 40, 30},
-                             HBLab{85, 2, 60}}) {
+    for (const HBLab &lab : { HBLab { 39.96, -10.13, -15.18 }, HBLab { 71.47, -6.24, -14.02 }, HBLab { 50, 40, 30 },
+             HBLab { 85, 2, 60 } }) {
         const HBRGB8 rgb = hbLabToSRGB8(lab, 1);
         const HBXYZ xyz = hbLabToXYZ(lab, hbD65WhitePoint(1));
         // Scale to the sRGB white's own D65 before the matrix.
         const double X = xyz.X / 94.811 * 95.047 / 100, Y = xyz.Y / 100, Z = xyz.Z / 107.304 * 108.883 / 100;
-        const double linear[3] = {3.2406 * X - 1.5372 * Y - 0.4986 * Z, -0.9689 * X + 1.8758 * Y + 0.0415 * Z,
-                                  0.0557 * X - 0.2040 * Y + 1.0570 * Z};
+        const double linear[3] = { 3.2406 * X - 1.5372 * Y - 0.4986 * Z, -0.9689 * X + 1.8758 * Y + 0.0415 * Z,
+            0.0557 * X - 0.2040 * Y + 1.0570 * Z };
         int expected[3];
         for (int i = 0; i < 3; ++i) {
             const double c = std::clamp(linear[i], 0.0, 1.0);
@@ -130,7 +130,8 @@ TEST(MatchExportFormats, CSVIsRFC4180WithAHeaderRowInUTF8)
 {
     const VLMatchRecordList records = sampleRecords();
     const QByteArray data = written(VLMatchExportFormat::CSV, records);
-    ASSERT_TRUE(data.startsWith("\xEF\xBB\xBF" "Colour number,Colour name,Fandeck,L*,a*,b*,"));
+    ASSERT_TRUE(data.startsWith("\xEF\xBB\xBF"
+                                "Colour number,Colour name,Fandeck,L*,a*,b*,"));
     EXPECT_TRUE(data.endsWith("\r\n"));
     const QList<QStringList> rows = parseCSV(data);
     ASSERT_EQ(rows.size(), 3);
@@ -149,7 +150,12 @@ TEST(MatchExportFormats, CSVIsRFC4180WithAHeaderRowInUTF8)
         EXPECT_NEAR(row[4].toDouble(), record.a, 0.01);
         EXPECT_NEAR(row[5].toDouble(), record.b, 0.01);
         EXPECT_EQ(row[6].toInt(), record.red);
-        EXPECT_EQ(row[9], QStringLiteral("#%1%2%3").arg(record.red, 2, 16, QLatin1Char('0')).arg(record.green, 2, 16, QLatin1Char('0')).arg(record.blue, 2, 16, QLatin1Char('0')).toUpper());
+        EXPECT_EQ(row[9],
+            QStringLiteral("#%1%2%3")
+                .arg(record.red, 2, 16, QLatin1Char('0'))
+                .arg(record.green, 2, 16, QLatin1Char('0'))
+                .arg(record.blue, 2, 16, QLatin1Char('0'))
+                .toUpper());
         EXPECT_EQ(row[10], record.textTag);
         EXPECT_EQ(QDateTime::fromString(row[11], Qt::ISODateWithMs), record.captureDate);
         EXPECT_EQ(row[12], record.audioNotePath);
@@ -183,7 +189,8 @@ TEST(MatchExportFormats, GPLIsTheGIMPPaletteFormat)
         EXPECT_EQ(palette.colours[i].red, records[i].red);
         EXPECT_EQ(palette.colours[i].green, records[i].green);
         EXPECT_EQ(palette.colours[i].blue, records[i].blue);
-        EXPECT_TRUE(palette.colours[i].name.startsWith(records[i].colorNumber + QLatin1Char(' ') + records[i].colorName));
+        EXPECT_TRUE(
+            palette.colours[i].name.startsWith(records[i].colorNumber + QLatin1Char(' ') + records[i].colorName));
         // The tag's line break stays inside the one line of its colour.
         EXPECT_FALSE(palette.colours[i].name.contains(QLatin1Char('\n')));
     }
@@ -199,21 +206,34 @@ TEST(MatchExportFormats, ASEFollowsThePublishedByteLayout)
     one.a = 10;
     one.b = -20;
     // Header, group start "TINTERA Sync matches", one LAB colour "A", group end: byte for byte.
-    const QByteArray data = written(VLMatchExportFormat::ASE, {one});
-    QByteArray expected = QByteArray::fromHex("41534546" "00010000" "00000003");
-    expected += QByteArray::fromHex("c001" "0000002c" "0015");
+    const QByteArray data = written(VLMatchExportFormat::ASE, { one });
+    QByteArray expected = QByteArray::fromHex("41534546"
+                                              "00010000"
+                                              "00000003");
+    expected += QByteArray::fromHex("c001"
+                                    "0000002c"
+                                    "0015");
     for (char c : QByteArray("TINTERA Sync matches"))
         expected += QByteArray(1, '\0') + c;
     expected += QByteArray::fromHex("0000");
-    expected += QByteArray::fromHex("0001" "00000018" "0002" "0041" "0000") + "LAB " +
-                QByteArray::fromHex("3f000000" "41200000" "c1a00000" "0002");
-    expected += QByteArray::fromHex("c002" "00000000");
+    expected += QByteArray::fromHex("0001"
+                                    "00000018"
+                                    "0002"
+                                    "0041"
+                                    "0000")
+        + "LAB "
+        + QByteArray::fromHex("3f000000"
+                              "41200000"
+                              "c1a00000"
+                              "0002");
+    expected += QByteArray::fromHex("c002"
+                                    "00000000");
     EXPECT_EQ(data.toHex(), expected.toHex());
 
     const VLMatchRecordList records = sampleRecords();
     const ASESwatches swatches = parseASE(written(VLMatchExportFormat::ASE, records));
     ASSERT_TRUE(swatches.valid) << qPrintable(swatches.problem);
-    EXPECT_EQ(swatches.groups, QStringList({QStringLiteral("TINTERA Sync matches")}));
+    EXPECT_EQ(swatches.groups, QStringList({ QStringLiteral("TINTERA Sync matches") }));
     ASSERT_EQ(swatches.colours.size(), records.size());
     for (qsizetype i = 0; i < records.size(); ++i) {
         EXPECT_EQ(swatches.colours[i].model, QByteArray("LAB "));

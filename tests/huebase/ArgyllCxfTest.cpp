@@ -20,7 +20,8 @@
 
 namespace {
 
-struct Conversion {
+struct Conversion
+{
     int exitCode = -1;
     QString output;
     HBColorDocumentPtr table;
@@ -31,7 +32,7 @@ Conversion cxf2ti3(const QString &cxf, const QString &outBase)
     Conversion conversion;
     QProcess process;
     process.setProcessChannelMode(QProcess::MergedChannels);
-    process.start(argyllProgram(QStringLiteral("cxf2ti3")), {cxf, outBase});
+    process.start(argyllProgram(QStringLiteral("cxf2ti3")), { cxf, outBase });
     if (!process.waitForFinished(60000))
         return conversion;
     conversion.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
@@ -57,7 +58,7 @@ std::pair<int, int> specificationsWithoutRange(const QByteArray &cxf)
     const int without = count("//cc:ColorSpecification[not(cc:MeasurementSpec/cc:WavelengthRange)]");
     xmlXPathFreeContext(context);
     xmlFreeDoc(document);
-    return {all, without};
+    return { all, without };
 }
 
 QByteArray bytesOf(const QString &path)
@@ -81,7 +82,8 @@ TEST(ArgyllCxf, EveryColorSpecificationOfADocumentWithSpectraHasTheRange)
     document.addColor(labOnly);
     HBColorPtr spectral = HBColor::color();
     spectral->setAttribute(QStringLiteral("Second"), HBColorNameAttributeKey);
-    spectral->addRepresentation(HBColorRepresentation::spectralRepresentation(380, 10, sampleSpectrum(0.3) + QList<double>{0.5, 0.5}));
+    spectral->addRepresentation(
+        HBColorRepresentation::spectralRepresentation(380, 10, sampleSpectrum(0.3) + QList<double> { 0.5, 0.5 }));
     document.addColor(spectral);
     const QByteArray cxf = document.dataRepresentation(nullptr);
     EXPECT_EQ(specificationsWithoutRange(cxf), std::pair(2, 0));
@@ -93,7 +95,9 @@ TEST(ArgyllCxf, EveryColorSpecificationOfADocumentWithSpectraHasTheRange)
     const HBColorDocumentPtr read = HBColorDocument::initWithData(cxf, nullptr, nullptr);
     ASSERT_TRUE(read);
     EXPECT_EQ(read->colors().first()->representationsWithColorSpaceModel(HBColorSpaceModelSpectral).size(), 0);
-    EXPECT_EQ(read->colors().last()->representationsWithColorSpaceModel(HBColorSpaceModelSpectral).first()->startWavelength(), 380);
+    EXPECT_EQ(
+        read->colors().last()->representationsWithColorSpaceModel(HBColorSpaceModelSpectral).first()->startWavelength(),
+        380);
 
     // Without spectra there is no range to give.
     HBColorDocument onlyLab;
@@ -107,10 +111,10 @@ TEST(ArgyllCxf, Cxf2ti3ReadsTheDemoFandecksSpectraAndCIELAB)
         GTEST_SKIP() << ArgyllMissingMessage;
     QTemporaryDir dir;
     QProcess catalog;
-    catalog.start(tinteraBuiltProgram(QStringLiteral("tools/catalog/tintera-catalog")), {"write", dir.path()});
+    catalog.start(tinteraBuiltProgram(QStringLiteral("tools/catalog/tintera-catalog")), { "write", dir.path() });
     ASSERT_TRUE(catalog.waitForFinished(120000));
     ASSERT_EQ(catalog.exitCode(), 0);
-    const QStringList fandecks = QDir(dir.filePath(QStringLiteral("files"))).entryList({QStringLiteral("*.cxf")});
+    const QStringList fandecks = QDir(dir.filePath(QStringLiteral("files"))).entryList({ QStringLiteral("*.cxf") });
     ASSERT_EQ(fandecks.size(), 5);
     int converted = 0;
     for (const QString &name : fandecks) {
@@ -125,7 +129,8 @@ TEST(ArgyllCxf, Cxf2ti3ReadsTheDemoFandecksSpectraAndCIELAB)
         const HBColorPtr &first = fandeck->colors().first();
         if (first->representationsWithColorSpaceModel(HBColorSpaceModelSpectral).isEmpty()) {
             EXPECT_NE(conversion.exitCode, 0) << qPrintable(name);
-            EXPECT_TRUE(conversion.output.contains(QStringLiteral("after first ColorValue"))) << qPrintable(conversion.output);
+            EXPECT_TRUE(conversion.output.contains(QStringLiteral("after first ColorValue")))
+                << qPrintable(conversion.output);
             continue;
         }
         ASSERT_EQ(conversion.exitCode, 0) << qPrintable(name + conversion.output);
@@ -136,8 +141,10 @@ TEST(ArgyllCxf, Cxf2ti3ReadsTheDemoFandecksSpectraAndCIELAB)
             const HBColor &colour = *fandeck->colors()[i];
             const HBColor &row = *conversion.table->colors()[i];
             EXPECT_EQ(row.attributeForKey(HBColorNameAttributeKey), colour.attributeForKey(HBColorNameAttributeKey));
-            const HBColorRepresentationPtr lab = colour.representationsWithColorSpaceModel(HBColorSpaceModelCIELab).last();
-            const HBColorRepresentationPtr readLab = row.representationsWithColorSpaceModel(HBColorSpaceModelCIELab).value(0);
+            const HBColorRepresentationPtr lab
+                = colour.representationsWithColorSpaceModel(HBColorSpaceModelCIELab).last();
+            const HBColorRepresentationPtr readLab
+                = row.representationsWithColorSpaceModel(HBColorSpaceModelCIELab).value(0);
             ASSERT_TRUE(readLab);
             EXPECT_NEAR(readLab->L(), lab->L(), 0.01);
             EXPECT_NEAR(readLab->a(), lab->a(), 0.01);
@@ -145,8 +152,8 @@ TEST(ArgyllCxf, Cxf2ti3ReadsTheDemoFandecksSpectraAndCIELAB)
             const auto spectra = colour.representationsWithColorSpaceModel(HBColorSpaceModelSpectral);
             if (spectra.isEmpty())
                 continue; // cxf2ti3 repeats the spectrum of the row before
-            const HBColorRepresentationPtr readSpectrum =
-                row.representationsWithColorSpaceModel(HBColorSpaceModelSpectral).value(0);
+            const HBColorRepresentationPtr readSpectrum
+                = row.representationsWithColorSpaceModel(HBColorSpaceModelSpectral).value(0);
             ASSERT_TRUE(readSpectrum);
             EXPECT_EQ(readSpectrum->startWavelength(), spectra.last()->startWavelength());
             ASSERT_EQ(readSpectrum->values().size(), spectra.last()->values().size());

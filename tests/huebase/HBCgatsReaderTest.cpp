@@ -7,9 +7,9 @@ namespace {
 
 QByteArray table(const QByteArray &fields, const QByteArray &rows, int count)
 {
-    return "CGATS.17\nORIGINATOR \"test\"\nNUMBER_OF_FIELDS " + QByteArray::number(fields.split(' ').size()) +
-           "\nBEGIN_DATA_FORMAT\n" + fields + "\nEND_DATA_FORMAT\nNUMBER_OF_SETS " + QByteArray::number(count) +
-           "\nBEGIN_DATA\n" + rows + "END_DATA\n";
+    return "CGATS.17\nORIGINATOR \"test\"\nNUMBER_OF_FIELDS " + QByteArray::number(fields.split(' ').size())
+        + "\nBEGIN_DATA_FORMAT\n" + fields + "\nEND_DATA_FORMAT\nNUMBER_OF_SETS " + QByteArray::number(count)
+        + "\nBEGIN_DATA\n" + rows + "END_DATA\n";
 }
 
 } // namespace
@@ -17,7 +17,7 @@ QByteArray table(const QByteArray &fields, const QByteArray &rows, int count)
 TEST(HBCgatsReader, ReadsArgyllStyleFilesWithPercentSpectra)
 {
     const QByteArray data = table("SAMPLE_ID SAMPLE_LOC LAB_L LAB_A LAB_B SPEC_400 SPEC_410 SPEC_420",
-                                  "1 \"Red one\" 40.5 50.25 30 10.0 20.0 30.0\n2 \"Grey\" 50 0 0 18 18 18\n", 2);
+        "1 \"Red one\" 40.5 50.25 30 10.0 20.0 30.0\n2 \"Grey\" 50 0 0 18 18 18\n", 2);
     VLError error;
     const HBColorDocumentPtr document = HBColorDocument::initWithData(data, nullptr, &error);
     ASSERT_TRUE(document) << qPrintable(error.description());
@@ -27,7 +27,7 @@ TEST(HBCgatsReader, ReadsArgyllStyleFilesWithPercentSpectra)
     EXPECT_EQ(red.attributeForKey(HBColorObjectIDAttributeKey).toString(), QStringLiteral("1"));
     const auto spectrum = red.representationsWithColorSpaceModel(HBColorSpaceModelSpectral);
     ASSERT_EQ(spectrum.size(), 1);
-    EXPECT_EQ(spectrum.first()->values(), QList<double>({0.1, 0.2, 0.3}));
+    EXPECT_EQ(spectrum.first()->values(), QList<double>({ 0.1, 0.2, 0.3 }));
     EXPECT_EQ(spectrum.first()->startWavelength(), 400);
     EXPECT_EQ(spectrum.first()->wavelengthIncrement(), 10);
     EXPECT_DOUBLE_EQ(red.representationsWithColorSpaceModel(HBColorSpaceModelCIELab).first()->a(), 50.25);
@@ -37,15 +37,16 @@ TEST(HBCgatsReader, ReadsArgyllStyleFilesWithPercentSpectra)
 
 TEST(HBCgatsReader, BadFilesGiveAClearErrorAndNoDocument)
 {
-    struct Case {
+    struct Case
+    {
         const char *what;
         QByteArray data;
     };
     const QList<Case> cases = {
-        {"a CIELAB value that is text", table("SAMPLE_ID LAB_L LAB_A LAB_B", "1 fifty 0 0\n", 1)},
-        {"a spectral value that is text", table("SAMPLE_ID SPEC_400 SPEC_410", "1 10 x\n", 1)},
-        {"fewer rows than announced, cut off", table("SAMPLE_ID LAB_L LAB_A LAB_B", "1 50 0 0\n", 3).left(150)},
-        {"no data format", "CGATS.17\nBEGIN_DATA_FORMAT\nEND_DATA_FORMAT\nBEGIN_DATA\nEND_DATA\n"},
+        { "a CIELAB value that is text", table("SAMPLE_ID LAB_L LAB_A LAB_B", "1 fifty 0 0\n", 1) },
+        { "a spectral value that is text", table("SAMPLE_ID SPEC_400 SPEC_410", "1 10 x\n", 1) },
+        { "fewer rows than announced, cut off", table("SAMPLE_ID LAB_L LAB_A LAB_B", "1 50 0 0\n", 3).left(150) },
+        { "no data format", "CGATS.17\nBEGIN_DATA_FORMAT\nEND_DATA_FORMAT\nBEGIN_DATA\nEND_DATA\n" },
     };
     for (const Case &bad : cases) {
         VLError error;
@@ -54,7 +55,8 @@ TEST(HBCgatsReader, BadFilesGiveAClearErrorAndNoDocument)
         EXPECT_FALSE(error.localizedDescription().isEmpty()) << bad.what;
     }
     // Spectral columns that skip a band are left out, and the rest of the file is read.
-    struct Skipped : HBColorDocumentDelegate {
+    struct Skipped : HBColorDocumentDelegate
+    {
         void colorDocumentDidSkipContent(HBColorDocument *, const QString &reason) override { reasons << reason; }
         QStringList reasons;
     } delegate;

@@ -27,7 +27,8 @@ QString tr(const char *text)
 // Little CMS keeps the whole file and its tables in memory; measurement files are far smaller.
 constexpr qsizetype kMaximumCgatsBytes = 64 * 1024 * 1024;
 
-struct IT8Deleter {
+struct IT8Deleter
+{
     void operator()(void *handle) const { cmsIT8Free(handle); }
 };
 using IT8Ptr = std::unique_ptr<void, IT8Deleter>;
@@ -109,8 +110,8 @@ private:
     void readHeader()
     {
         const std::pair<const char *, QString> header[] = {
-            {"ORIGINATOR", HBDocumentCreatorAttributeKey},
-            {"DESCRIPTOR", HBDocumentDescriptionAttributeKey},
+            { "ORIGINATOR", HBDocumentCreatorAttributeKey },
+            { "DESCRIPTOR", HBDocumentDescriptionAttributeKey },
         };
         for (const auto &[keyword, key] : header) {
             if (const char *value = cmsIT8GetProperty(m_it8, keyword))
@@ -119,7 +120,7 @@ private:
         if (const char *created = cmsIT8GetProperty(m_it8, "CREATED")) {
             const QDateTime date = QDateTime::fromString(QString::fromUtf8(created), Qt::ISODateWithMs);
             m_document->setAttribute(date.isValid() ? QVariant(date) : QVariant(QString::fromUtf8(created)),
-                                     HBDocumentCreationDateAttributeKey);
+                HBDocumentCreationDateAttributeKey);
         }
         m_labConditions = conditionsOf(m_it8);
     }
@@ -163,7 +164,7 @@ private:
         const QString label = id.isEmpty() ? QString::number(row + 1) : id;
         if (!id.isEmpty())
             color->setAttribute(id, HBColorObjectIDAttributeKey);
-        for (const char *nameField : {HBCgatsSampleName, HBCgatsSampleLocation}) {
+        for (const char *nameField : { HBCgatsSampleName, HBCgatsSampleLocation }) {
             const QString name = text(row, nameField);
             if (!name.isEmpty()) {
                 color->setAttribute(name, HBColorNameAttributeKey);
@@ -173,7 +174,7 @@ private:
         const QString colourNumber = text(row, HBCgatsColorNumber);
         if (!colourNumber.isEmpty())
             color->setAttribute(colourNumber, HBColorNumberAttributeKey);
-        for (const char *field : {HBCgatsFandeck, HBCgatsTextTag, HBCgatsCaptureDate, HBCgatsAudioNote}) {
+        for (const char *field : { HBCgatsFandeck, HBCgatsTextTag, HBCgatsCaptureDate, HBCgatsAudioNote }) {
             const QString value = text(row, field);
             if (!value.isEmpty())
                 color->setAttribute(value, hbAttributeKeyForTagName(QString::fromLatin1(field)));
@@ -185,7 +186,7 @@ private:
                 const std::optional<double> value = number(cell(row, columnIndex));
                 if (!value) {
                     return hbFail(m_error, HBErrorInconsistentData,
-                                  tr("Row \"%1\": a spectral value is not a number").arg(label));
+                        tr("Row \"%1\": a spectral value is not a number").arg(label));
                 }
                 values << *value;
             }
@@ -196,7 +197,8 @@ private:
         if (l >= 0 && a >= 0 && b >= 0) {
             const std::optional<double> L = number(cell(row, l)), A = number(cell(row, a)), B = number(cell(row, b));
             if (!L || !A || !B)
-                return hbFail(m_error, HBErrorInconsistentData, tr("Row \"%1\": the CIELAB value needs numbers").arg(label));
+                return hbFail(
+                    m_error, HBErrorInconsistentData, tr("Row \"%1\": the CIELAB value needs numbers").arg(label));
             HBColorRepresentationPtr lab = HBColorRepresentation::labRepresentation(*L, *A, *B);
             lab->setAttributes(m_labConditions);
             m_labs.insert(color.data(), lab);
@@ -256,7 +258,7 @@ bool hbLooksLikeCgats(const QByteArray &data)
 {
     const QByteArray start = data.left(4096).trimmed();
     return !start.startsWith('<') && !start.startsWith("\xEF\xBB\xBF<") && data.contains("BEGIN_DATA_FORMAT")
-           && data.contains("BEGIN_DATA");
+        && data.contains("BEGIN_DATA");
 }
 
 bool hbReadCgats(const QByteArray &data, HBColorDocument *document, HBColorDocumentDelegate *delegate, VLError *error)

@@ -12,5 +12,4 @@ bool hbLooksLikeCgats(const QByteArray &data);
 
 // Fills an empty document from the first table of a CGATS file, read with Little CMS: one colour
 // per row, with its name, number, CIELAB and spectrum where the file has them.
-bool hbReadCgats(const QByteArray &data, HBColorDocument *document, HBColorDocumentDelegate *delegate,
-                 VLError *error);
+bool hbReadCgats(const QByteArray &data, HBColorDocument *document, HBColorDocumentDelegate *delegate, VLError *error);
