@@ -1,0 +1,111 @@
+#!/usr/bin/env bash
+# The tray application at rest, measured from /proc: resident memory after start, after ten syncs
+# and the preferences window opened and closed each time, and how often its threads wake while
+# nothing happens. Runs "VelmoraSync --demo" in Xvfb with trayer as the system tray; syncs are
+# started as a user's link would start them (a second launch with an "x-tintera-sync:" URL).
+#
+#   TrayIdleMemory.sh VELMORASYNC [SYNCS]
+#
+# Goals: at most 45 MB resident at rest after the syncs; no wake-ups while idle.
+set -euo pipefail
+
+program=$1
+syncs=${2:-10}
+for tool in Xvfb trayer xdotool xdpyinfo; do
+  command -v "$tool" >/dev/null || { echo "skipped: $tool is not installed"; exit 77; }
+done
+
+work=$(mktemp -d)
+pids=()
+cleanup() {
+  for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done
+  for pid in "${pids[@]}"; do wait "$pid" 2>/dev/null || true; done
+  rm -rf "$work"
+}
+trap cleanup EXIT
+wait_for() {
+  local tries=$(($1 * 5)); shift
+  for _ in $(seq "$tries"); do
+    "$@" && return 0
+    sleep 0.2
+  done
+  return 1
+}
+fail() { echo "FAILED: $*"; tail -n 30 "$work/app.log" 2>/dev/null || true; exit 1; }
+
+# Resident memory in MB, from /proc.
+rss() { awk '/^VmRSS:/ {printf "%.1f", $2 / 1024}' "/proc/$1/status"; }
+# Context switches of all the process's threads: each one is a wake-up (or a preemption).
+switches() {
+  cat /proc/"$1"/task/*/status 2>/dev/null | awk '/^(voluntary|nonvoluntary)_ctxt_switches:/ {n += $2} END {print n}'
+}
+threads() { ls /proc/"$1"/task | wc -l; }
+
+Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp 3>"$work/display" >"$work/xvfb.log" 2>&1 &
+pids+=($!)
+wait_for 10 test -s "$work/display" || fail "Xvfb did not start"
+export DISPLAY=":$(head -n 1 "$work/display")"
+wait_for 10 xdpyinfo >/dev/null 2>&1 || fail "the X server does not answer"
+trayer --edge top --align left --widthtype pixel --width 200 --height 32 --SetDockType false >/dev/null 2>&1 &
+pids+=($!)
+sleep 0.5
+
+export XDG_CONFIG_HOME="$work/config" XDG_DATA_HOME="$work/data" XDG_RUNTIME_DIR="$work/run"
+mkdir -p "$XDG_RUNTIME_DIR" && chmod 700 "$XDG_RUNTIME_DIR"
+TINTERA_LOG=1 QT_QPA_PLATFORM=xcb "$program" --demo >"$work/app.log" 2>&1 &
+app=$!
+pids+=($app)
+wait_for 60 grep -q "data folder:" "$work/app.log" || fail "the demo did not start"
+data=$(sed -n 's/^ *data folder: //p' "$work/app.log" | head -n 1)
+events="$data/Analytics/events.jsonl"
+wait_for 120 grep -q "syncManagerDidFinishPreliminaryInfoGathering" "$work/app.log" || fail "the first look did not end"
+sleep 2
+start_rss=$(rss "$app")
+
+find_icon() {
+  icon=$(xdotool search --classname VelmoraSync 2>/dev/null | while read -r w; do
+    if xdotool getwindowgeometry "$w" 2>/dev/null | grep -q "Geometry: 22x"; then echo "$w"; break; fi
+  done)
+  [ -n "$icon" ]
+}
+wait_for 30 find_icon || fail "no tray icon"
+eval "$(xdotool getwindowgeometry --shell "$icon")"
+iconX=$((X + WIDTH / 2))
+iconY=$((Y + HEIGHT / 2))
+
+ended() { [ "$(cat "$events" 2>/dev/null | grep -c '"name":"sync_end_')" -ge "$1" ]; }
+for i in $(seq "$syncs"); do
+  # The running instance is found by its data folder.
+  TINTERA_DATA_DIR="$data" timeout 20 "$program" "x-tintera-sync://sync" >/dev/null 2>&1 || true
+  wait_for 240 ended "$i" || fail "sync $i did not end"
+  # The preferences window, opened from the menu and closed again.
+  xdotool mousemove "$iconX" "$iconY" click 1
+  sleep 0.6
+  xdotool key Down Down Return
+  sleep 1.0
+  xdotool key Escape
+  sleep 0.3
+  echo "after sync $i: $(rss "$app") MB resident, $(threads "$app") threads"
+done
+
+sleep 3
+rest_rss=$(rss "$app")
+# Per thread, to tell who wakes.
+per_thread() {
+  for t in /proc/"$1"/task/*; do
+    echo "$(cat "$t/comm") $(awk '/^(voluntary|nonvoluntary)_ctxt_switches:/ {n += $2} END {print n}' "$t/status")"
+  done
+}
+per_thread "$app" >"$work/before"
+before=$(switches "$app")
+sleep 5
+after=$(switches "$app")
+per_thread "$app" >"$work/after"
+wakeups=$((after - before))
+paste "$work/before" "$work/after" | awk '$4 != $2 {print "  thread " $1 ": " $4 - $2 " wake-ups"}'
+
+echo "resident at start (after the first look): $start_rss MB"
+echo "resident at rest after $syncs syncs and the preferences window: $rest_rss MB (goal <= 45 MB): \
+$(awk -v r="$rest_rss" 'BEGIN {print (r <= 45 ? "met" : "NOT MET")}')"
+echo "wake-ups of all threads in 5 s at rest: $wakeups (goal 0): $([ "$wakeups" -eq 0 ] && echo met || echo "NOT MET")"
+grep -c '"name":"sync_end_' "$events" | xargs echo "syncs ended:"
