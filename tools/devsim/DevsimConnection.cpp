@@ -127,7 +127,8 @@ void DevsimConnection::abort()
 QIODevice *DevsimConnection::payloadSink(const QVariantMap &header, quint64 length)
 {
     // The moment a command's header is in: the time to act on a fault for it.
-    m_pendingFault = DevsimFaults::take(m_device->model().store().faultsPath(), header.value(KDWire::CommandKey).toString());
+    m_pendingFault = DevsimFaults::take(m_device->model().store().faultsPath(), header.value(KDWire::CommandKey).toString(),
+                                        header.value(KDWire::ArgumentsKey).toMap());
     if (m_pendingFault && m_pendingFault->kind == DevsimFault::Kind::Disconnect)
         m_disconnectRequested = true;
     if (length <= kPayloadInMemory || m_disconnectRequested)

@@ -12,6 +12,7 @@ const QString kCode = QStringLiteral("Code");
 const QString kMessage = QStringLiteral("Message");
 const QString kMilliseconds = QStringLiteral("Milliseconds");
 const QString kTimes = QStringLiteral("Times");
+const QString kWhen = QStringLiteral("When");
 
 } // namespace
 
@@ -66,6 +67,11 @@ QList<DevsimFault> load(const QString &path)
         fault.message = map.value(kMessage).toString();
         fault.milliseconds = map.value(kMilliseconds).toInt();
         fault.times = map.value(kTimes, 1).toInt();
+        const QString when = map.value(kWhen).toString();
+        if (when.indexOf(QLatin1Char('=')) > 0) {
+            fault.argumentKey = when.section(QLatin1Char('='), 0, 0);
+            fault.argumentValue = when.section(QLatin1Char('='), 1);
+        }
         faults.append(fault);
     }
     return faults;
@@ -77,12 +83,15 @@ bool save(const QString &path, const QList<DevsimFault> &faults, VLError *error)
         return !QFile::exists(path) || QFile::remove(path);
     QVariantList list;
     for (const DevsimFault &fault : faults) {
-        list.append(QVariantMap{{kCommand, fault.command},
-                                {kKind, DevsimFault::kindName(fault.kind)},
-                                {kCode, fault.code},
-                                {kMessage, fault.message},
-                                {kMilliseconds, fault.milliseconds},
-                                {kTimes, fault.times}});
+        QVariantMap item{{kCommand, fault.command},
+                         {kKind, DevsimFault::kindName(fault.kind)},
+                         {kCode, fault.code},
+                         {kMessage, fault.message},
+                         {kMilliseconds, fault.milliseconds},
+                         {kTimes, fault.times}};
+        if (!fault.argumentKey.isEmpty())
+            item.insert(kWhen, fault.argumentKey + QLatin1Char('=') + fault.argumentValue);
+        list.append(item);
     }
     return VLPropertyList::writeXml(path, list, error);
 }
@@ -94,11 +103,14 @@ bool add(const QString &path, const DevsimFault &fault, VLError *error)
     return save(path, faults, error);
 }
 
-std::optional<DevsimFault> take(const QString &path, const QString &command)
+std::optional<DevsimFault> take(const QString &path, const QString &command, const QVariantMap &arguments)
 {
     QList<DevsimFault> faults = load(path);
     for (qsizetype i = 0; i < faults.size(); ++i) {
         if (faults.at(i).command != command)
+            continue;
+        if (!faults.at(i).argumentKey.isEmpty()
+            && arguments.value(faults.at(i).argumentKey).toString() != faults.at(i).argumentValue)
             continue;
         const DevsimFault fault = faults.at(i);
         if (fault.times > 0) {

@@ -22,6 +22,8 @@ struct DevsimFault
     QString message;
     int milliseconds = 0;
     int times = 1; // how many commands it hits; 0: every one
+    QString argumentKey;   // when set, only commands whose argument of this key...
+    QString argumentValue; // ...has this value
 
     static QString kindName(Kind kind);
     static std::optional<Kind> kindFromName(const QString &name);
@@ -29,13 +31,13 @@ struct DevsimFault
 
 // faults.plist: an array of dictionaries with the keys "Command", "Kind" ("error", "delay",
 // "disconnect", "no-answer", "garbage", "nul-key", "huge-numbers"), "Code", "Message",
-// "Milliseconds", "Times".
+// "Milliseconds", "Times", and optionally "When" ("KEY=VALUE": only commands with that argument).
 namespace DevsimFaults {
 
 QList<DevsimFault> load(const QString &path);
 bool save(const QString &path, const QList<DevsimFault> &faults, VLError *error = nullptr);
 bool add(const QString &path, const DevsimFault &fault, VLError *error = nullptr);
 // The first fault for the command, counted as used once (a used-up fault is removed).
-std::optional<DevsimFault> take(const QString &path, const QString &command);
+std::optional<DevsimFault> take(const QString &path, const QString &command, const QVariantMap &arguments = {});
 
 } // namespace DevsimFaults

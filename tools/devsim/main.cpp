@@ -9,7 +9,7 @@
 //   tintera-devsim fault      --state DIR --serial SERIAL --command NAME
 //                             (--error CODE [--message TEXT] | --delay MS | --disconnect | --no-answer | --garbage
 //                              | --nul-key | --huge-numbers)
-//                             [--times N]
+//                             [--times N] [--when KEY=VALUE]
 //   tintera-devsim fault      --state DIR --serial SERIAL --clear
 //   tintera-devsim unplug|plug --state DIR --serial SERIAL
 //   tintera-devsim link       --state DIR [--serial SERIAL] [--profile PROFILE] [--seed N] [--reboot-ms MS]
@@ -301,8 +301,10 @@ int fault(const QStringList &arguments)
                                    QStringLiteral("Answer with numbers beyond any integer or date (GetFiles, GetMeasurements)."));
     QCommandLineOption times(QStringLiteral("times"), QStringLiteral("Commands hit (0: all; default 1)."), QStringLiteral("N"));
     QCommandLineOption clear(QStringLiteral("clear"), QStringLiteral("Remove every fault."));
+    QCommandLineOption when(QStringLiteral("when"), QStringLiteral("Only commands with this argument (e.g. FileType=Fandeck)."),
+                            QStringLiteral("KEY=VALUE"));
     command.parser.addOptions(
-        {command.serial, name, error, message, delay, disconnect, noAnswer, garbage, nulKey, hugeNumbers, times, clear});
+        {command.serial, name, error, message, delay, disconnect, noAnswer, garbage, nulKey, hugeNumbers, times, clear, when});
     if (!command.parse(arguments, true))
         return kUsage;
     const DevsimStore store = command.store();
@@ -340,6 +342,14 @@ int fault(const QStringList &arguments)
         injected.times = command.parser.value(times).toInt(&ok);
     if (!ok || injected.times < 0)
         return fail(QStringLiteral("--error, --delay and --times take numbers"), kUsage);
+    if (command.parser.isSet(when)) {
+        const QString condition = command.parser.value(when);
+        const qsizetype equals = condition.indexOf(QLatin1Char('='));
+        if (equals <= 0)
+            return fail(QStringLiteral("--when takes KEY=VALUE"), kUsage);
+        injected.argumentKey = condition.left(equals);
+        injected.argumentValue = condition.mid(equals + 1);
+    }
     VLError saveError;
     if (!DevsimFaults::add(store.faultsPath(), injected, &saveError))
         return fail(saveError.localizedDescription());
