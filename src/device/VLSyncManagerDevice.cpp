@@ -387,6 +387,28 @@ void VLSyncManager::updateDeviceFandecks()
     startCommandQueue(commands);
 }
 
+// Deliberately more than the fandecks uploaded in this sync: a fandeck an earlier sync uploaded but
+// never got enabled (its "EnableFandeck" failed or went unanswered, or the sync ended before it)
+// is listed by the device as not enabled, and is enabled now, when it is one the user syncs.
+VLSyncFileList VLSyncManager::disabledDeviceFandecksToEnable()
+{
+    VLSyncFileList disabled;
+    if (!m_syncInfo)
+        return disabled;
+    const bool selectedOnly = syncSelectedFandecksOnly();
+    for (const VLSyncFileInfoPtr &onDevice : m_syncInfo->deviceFandecks()) {
+        const QVariant enabled = onDevice->info().value(QStringLiteral("Enabled"));
+        if (!enabled.isValid() || enabled.toBool() || onDevice->deviceFileID().isEmpty())
+            continue;
+        if (!m_syncInfo->localFandeckWithFandeckID(onDevice->fileID()))
+            continue;
+        if (selectedOnly && !userWantsSyncForFandeckWithID(onDevice->fileID()))
+            continue;
+        disabled.append(onDevice);
+    }
+    return disabled;
+}
+
 void VLSyncManager::enableAllDeviceFandecks()
 {
     VL_LOG("enableAllDeviceFandecks");
@@ -394,6 +416,13 @@ void VLSyncManager::enableAllDeviceFandecks()
     for (const VLSyncFileInfoPtr &uploaded : std::as_const(m_fandecksToEnableAfterReboot)) {
         if (VLSyncFileInfoPtr onDevice = m_syncInfo ? m_syncInfo->deviceFileWithFileID(uploaded->fileID()) : nullptr)
             found.append(onDevice);
+    }
+    for (const VLSyncFileInfoPtr &disabled : disabledDeviceFandecksToEnable()) {
+        const bool queued = std::any_of(found.cbegin(), found.cend(), [&disabled](const VLSyncFileInfoPtr &f) {
+            return f->deviceFileID() == disabled->deviceFileID();
+        });
+        if (!queued)
+            found.append(disabled);
     }
     if (found.isEmpty() || !m_commandManager) {
         runNextSyncStep();

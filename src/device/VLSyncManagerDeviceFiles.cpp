@@ -25,6 +25,11 @@ VLError syncManagerError(const QString &description)
     return VLError(QStringLiteral("SyncManager"), 2, description);
 }
 
+// What the device confirmed of the last settings applied to it: the settings file ("FileID",
+// "VersionString") and the device file id of the preferred fandeck ("PreferredFandeck", empty
+// when the settings named none the device holds).
+const QString kAppliedDeviceSettings = QStringLiteral("VLSyncManagerDefaultsAppliedDeviceSettings");
+
 } // namespace
 
 // One update step: the last file the service offers of a type, if it is newer than the device's.
@@ -74,6 +79,18 @@ void VLSyncManager::updateWallpaperImageIfNeccessary()
 
 void VLSyncManager::updateDeviceSettingsIfNeeded()
 {
+    // Deliberately more than a newer file: settings the device never confirmed (a "SetDeltaE" or
+    // "SetPreferredFandeck" that failed or went unanswered), or a preferred fandeck the device has
+    // since been given under another id (a new upload of it), are applied again from the settings
+    // file the device already holds.
+    if (m_syncInfo && !m_syncInfo->isNewDeviceSettingsAvailableForDevice()) {
+        if (const VLSyncFileInfoPtr settings = deviceSettingsToApplyAgain()) {
+            VL_LOG("updateDeviceSettingsIfNeeded: applying %@ again", settings->fileID());
+            setStatusMessage(tr("Checking for newer device settings..."));
+            installDeviceSettingsFile(settings);
+            return;
+        }
+    }
     updateDeviceFileIfNeccessary("updateDeviceSettingsIfNeeded", tr("Checking for newer device settings..."),
                                  m_syncInfo ? m_syncInfo->webServiceDeviceSettings() : VLSyncFileList(),
                                  m_syncInfo && m_syncInfo->isNewDeviceSettingsAvailableForDevice());
@@ -281,24 +298,65 @@ void VLSyncManager::installDeviceFileForDeviceDidReceiveResponse(const KDDeviceP
     }
 }
 
+VLDeviceSettings VLSyncManager::deviceSettingsOfFile(const VLSyncFileInfoPtr &file) const
+{
+    const QString folder = packageFolderForFile(file, pathForGlobalFilesFolder());
+    QFile payload(folder + QStringLiteral("/payload"));
+    return VLDeviceSettings::fromXml(!folder.isEmpty() && payload.open(QIODevice::ReadOnly) ? payload.readAll() : QByteArray());
+}
+
+QString VLSyncManager::preferredDeviceFileIDOfSettings(const VLDeviceSettings &settings) const
+{
+    if (settings.priorityFandeckID.isNull() || !m_syncInfo)
+        return {};
+    const VLSyncFileInfoPtr preferred = m_syncInfo->deviceFileWithSKU(settings.priorityFandeckID);
+    return preferred ? preferred->deviceFileID() : QString();
+}
+
+// The settings file the device holds, when the device has not confirmed all of it.
+VLSyncFileInfoPtr VLSyncManager::deviceSettingsToApplyAgain() const
+{
+    const VLSyncFileList offered = m_syncInfo ? m_syncInfo->webServiceDeviceSettings() : VLSyncFileList();
+    if (offered.isEmpty())
+        return {};
+    const VLSyncFileInfoPtr local = m_syncInfo->localFileWithFileID(offered.last()->fileID());
+    if (!local || !m_syncInfo->deviceFileWithFileID(local->fileID()))
+        return {};
+    const QVariantMap applied = defaults().value(kAppliedDeviceSettings).toMap();
+    const bool confirmed = applied.value(QStringLiteral("FileID")).toString() == local->fileID()
+        && applied.value(QStringLiteral("VersionString")).toString() == local->versionString()
+        && applied.value(QStringLiteral("PreferredFandeck")).toString()
+               == preferredDeviceFileIDOfSettings(deviceSettingsOfFile(local));
+    return confirmed ? VLSyncFileInfoPtr() : local;
+}
+
+void VLSyncManager::recordAppliedDeviceSettings(bool confirmed)
+{
+    if (!m_defaults)
+        return;
+    if (confirmed && m_deviceSettingsBeingApplied) {
+        m_defaults->insert(kAppliedDeviceSettings,
+                           QVariantMap{{QStringLiteral("FileID"), m_deviceSettingsBeingApplied->fileID()},
+                                       {QStringLiteral("VersionString"), m_deviceSettingsBeingApplied->versionString()},
+                                       {QStringLiteral("PreferredFandeck"), m_storedDeviceFileIDToSetAsPrefered}});
+    } else {
+        m_defaults->remove(kAppliedDeviceSettings);
+    }
+    synchronizeDefaults();
+}
+
 void VLSyncManager::installDeviceSettingsFile(const VLSyncFileInfoPtr &file)
 {
     VL_LOG("installDeviceSettingsFile");
     setStatusMessage(tr("Installing device settings..."));
-    const QString folder = packageFolderForFile(file, pathForGlobalFilesFolder());
-    QFile payload(folder + QStringLiteral("/payload"));
-    const VLDeviceSettings settings =
-        VLDeviceSettings::fromXml(!folder.isEmpty() && payload.open(QIODevice::ReadOnly) ? payload.readAll() : QByteArray());
+    m_deviceSettingsBeingApplied = file;
+    const VLDeviceSettings settings = deviceSettingsOfFile(file);
     // An unreadable file advances at once and goes on anyway: "SetDeltaE" then goes out without
     // arguments and its answer advances a second time.
     if (!settings.parsed)
         runNextSyncStep();
 
-    m_storedDeviceFileIDToSetAsPrefered.clear();
-    if (!settings.priorityFandeckID.isNull() && m_syncInfo) {
-        if (VLSyncFileInfoPtr preferred = m_syncInfo->deviceFileWithSKU(settings.priorityFandeckID))
-            m_storedDeviceFileIDToSetAsPrefered = preferred->deviceFileID();
-    }
+    m_storedDeviceFileIDToSetAsPrefered = preferredDeviceFileIDOfSettings(settings);
     const KDCommandPtr deltaE = KDCommand::initWithName(QStringLiteral("SetDeltaE"));
     const QList<std::pair<QString, QString>> arguments{
         {QStringLiteral("MatchPerformanceTolerance"), settings.matchPerformanceTolerance},
@@ -319,6 +377,7 @@ void VLSyncManager::deviceSettingsWereSetForDeviceResponse(const KDDevicePtr &, 
     VL_LOG("deviceSettingsWereSetForDevice:response:");
     if (!response->error().isNull()) {
         VL_LOG("deviceSettingsWereSetForDevice:response: error - %@", response->error());
+        recordAppliedDeviceSettings(false);
         syncDidReceiveErrorRunNextStep(response->error(), true);
         return;
     }
@@ -328,6 +387,8 @@ void VLSyncManager::deviceSettingsWereSetForDeviceResponse(const KDDevicePtr &, 
         setArgumentForKey(preferred, m_storedDeviceFileIDToSetAsPrefered, QStringLiteral("DeviceFileID"));
         sendDeviceCommand(preferred, &VLSyncManager::preferedFandeckWasSetForDeviceResponse);
     } else {
+        m_storedDeviceFileIDToSetAsPrefered.clear();
+        recordAppliedDeviceSettings(true);
         runNextSyncStep();
     }
 }
@@ -337,8 +398,10 @@ void VLSyncManager::preferedFandeckWasSetForDeviceResponse(const KDDevicePtr &, 
     VL_LOG("deviceSettingsWereSetForDevice:response:");
     if (!response->error().isNull()) {
         VL_LOG("preferedFandeckWasSetForDevice:response: error - %@", response->error());
+        recordAppliedDeviceSettings(false);
         syncDidReceiveErrorRunNextStep(response->error(), true);
         return;
     }
+    recordAppliedDeviceSettings(true);
     runNextSyncStep();
 }

@@ -28,6 +28,7 @@
 #include <optional>
 
 class HBColorDocument;
+struct VLDeviceSettings;
 class VLSyncInfo;
 
 inline const QString VLSyncManagerSyncStatusChangedNotification = QStringLiteral("VLSyncManagerSyncStatusChangedNotification");
@@ -234,6 +235,11 @@ private:
     void updateDeviceFileIfNeccessary(const char *logName, const QString &statusMessage,
                                       const VLSyncFileList &offered, bool newAvailable);
     QString packageFolderForFile(const VLSyncFileInfoPtr &file, const QString &storeFolder) const;
+    VLDeviceSettings deviceSettingsOfFile(const VLSyncFileInfoPtr &file) const;
+    QString preferredDeviceFileIDOfSettings(const VLDeviceSettings &settings) const;
+    VLSyncFileInfoPtr deviceSettingsToApplyAgain() const;
+    void recordAppliedDeviceSettings(bool confirmed);
+    VLSyncFileList disabledDeviceFandecksToEnable();
     bool installPackage(const VLSyncFileInfoPtr &file, const QString &downloadPath, const QString &storeFolder,
                         const QString &payloadName, const QString &infoWriteFailure, VLError *error);
 
@@ -280,6 +286,7 @@ private:
     QHash<QString, LoadedFandeckSource> m_loadedFandeckSources;
     QList<KDMeasurementPtr> m_latestMatches;
     QString m_storedDeviceFileIDToSetAsPrefered;
+    VLSyncFileInfoPtr m_deviceSettingsBeingApplied;
     VLFileDownloadPtr m_deviceFileDownload; // the device file being fetched by an update step
     StepToken m_deviceFileDownloadStepToken = 0;
     QHash<KDCommandPtr, StepToken> m_commandStepTokens; // commands of the current run not yet answered

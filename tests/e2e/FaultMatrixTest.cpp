@@ -1,0 +1,475 @@
+// The fault matrix: `tintera sync` against the two emulators with one fault per row. Every row
+// checks that the faulty run ends once, within a bound, with the right exit status and a message
+// naming the cause, that nothing was written outside the data folder and nothing half-written was
+// installed, and that the next sync with the fault cleared ends with exit 0 and everything in place:
+// every file on the device, every fandeck enabled, the settings, the preferred fandeck, the clock
+// and the export. Each row is its own test (own emulators), so CTest runs rows in parallel; the
+// rows that wait on purpose are built into a second program labelled "faults-long".
+
+#include "HBColorDocument.h"
+#include "TestSupport.h"
+#include "TinteraDemoEnvironment.h"
+#include "TinteraProcess.h"
+#include "VLPropertyList.h"
+#include "VLSyncFileInfo.h"
+
+#include <QDir>
+#include <QDirIterator>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QThread>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+
+namespace {
+
+enum class Kind {
+    Device,        // tintera-devsim fault: Fault is error | disconnect | garbage | no-answer
+    Service,       // tintera-cloudsim fault: Target and Fault are its target and items
+    StaleDownload, // a stale file of the name of Target waits in the downloads folder
+    DiskFull,      // the data folder on a small tmpfs
+    Kill,          // SIGKILL to tintera in the middle of Target (download | upload)
+    Interrupt,     // SIGINT to tintera in the middle of Target (download | upload)
+};
+
+struct FaultRow
+{
+    const char *name;
+    Kind kind;
+    const char *target;
+    const char *fault = "";
+    const char *when = "";     // Device: only commands with this argument (KEY=VALUE)
+    QList<int> exits = {1};    // accepted exit statuses of the faulty run (-1: killed)
+    const char *cause = "";    // what its output must say (a regular expression)
+    QStringList installedDespite = {}; // SKUs the faulty run must still have put on the device
+};
+
+// Rows print as their names in test output.
+void PrintTo(const FaultRow &row, std::ostream *out)
+{
+    *out << row.name;
+}
+
+// The demo catalog's SKUs and the names under which the service serves them.
+const QStringList kFandeckSKUs{"ALD-FD-HERITAGE", "VLM-FD-ACCENT", "VLM-FD-EXT", "VLM-FD-INT", "VLM-FD-WHITES"};
+const QStringList kDeviceFileSKUs{"TX350-BL",        "TX350-FW",          "TX350-INVMATRIX",   "TX350-SETTINGS",
+                                  "TX350-SOUND-END", "TX350-SOUND-MULTI", "TX350-SOUND-START", "TX350-WALLPAPER",
+                                  "TX350-WELCOME"};
+constexpr const char *kInteriors = "VLM-FD-INT-1.0.cxf";
+constexpr qint64 kInteriorsBytes = 1037518;
+constexpr qint64 kInteriorsPause = 500000;
+
+// Bounds: a run that takes longer than this has hung. Device commands that get no answer end at
+// the framework's time limit, set low for the rows; a service file that is refused holds the
+// download step until the command line's stall time-out cancels it.
+constexpr int kRunBoundMilliseconds = 90000;
+constexpr const char *kCommandTimeLimit = "2500";
+constexpr const char *kStallSeconds = "6";
+
+QList<FaultRow> deviceRows()
+{
+    struct Command
+    {
+        const char *name;
+        const char *when;
+        const char *label;
+    };
+    const QList<Command> commands{
+        {"EndSync", "", "EndSync"},
+        {"GetFiles", "", "GetFiles"},
+        {"BeginSync", "", "BeginSync"},
+        {"SetSyncImage", "", "SetSyncImage"},
+        {"GetMeasurements", "", "GetMeasurements"},
+        {"Download", "", "DownloadNote"},
+        {"Upload", "FileType=Firmware", "UploadFirmware"},
+        {"Upload", "FileType=Fandeck", "UploadFandeck"},
+        {"Reboot", "", "Reboot"},
+        {"EnableFandeck", "", "EnableFandeck"},
+        {"SetDeltaE", "", "SetDeltaE"},
+        {"SetPreferredFandeck", "", "SetPreferredFandeck"},
+        {"SetClock", "", "SetClock"},
+    };
+    QList<FaultRow> rows;
+    static QList<QByteArray> names; // the rows keep pointers into it
+    names.reserve(commands.size() * 4);
+    for (const Command &command : commands) {
+        for (const char *fault : {"error", "disconnect", "garbage", "no-answer"}) {
+            names.append(QByteArray(command.label) + '_' + QByteArray(fault).replace('-', '_'));
+            FaultRow row{names.last().constData(), Kind::Device, command.name, fault, command.when};
+            if (QByteArray(fault) == "error") {
+                row.cause = "Error code -77, injected fault";
+            } else if (QByteArray(fault) == "no-answer") {
+                row.cause = "Error code 3, ";
+            } else {
+                // The link drops: the device goes (the run is cancelled) or the framework answers
+                // the command with the failure and the run goes on.
+                row.exits = {1, 3};
+                row.cause = "the device is no longer connected|Error code [0-9]+, ";
+            }
+            rows.append(row);
+        }
+    }
+    return rows;
+}
+
+QList<FaultRow> serviceRows()
+{
+    QList<FaultRow> rows{
+        {"OpenDeviceSession_http500", Kind::Service, "OpenDeviceSession", "http=500", "", {1}, "Error code 500"},
+        {"OpenDeviceSession_notXML", Kind::Service, "OpenDeviceSession", "body=notxml", "", {1}, "Error code "},
+        {"OpenDeviceSession_statusCode", Kind::Service, "OpenDeviceSession", "statuscode=-3,message=Unknown%20device", "", {1}, "Error code -3"},
+        {"OpenDeviceSession_cut", Kind::Service, "OpenDeviceSession", "cut=20", "", {1}, "Error code "},
+        {"OpenDeviceSession_dropped", Kind::Service, "OpenDeviceSession", "drop", "", {1}, "Error code "},
+        {"OpenDeviceSession_noLength", Kind::Service, "OpenDeviceSession", "nolength", "", {0}, "without errors"},
+        {"GetAvailableFiles_http500", Kind::Service, "GetAvailableFiles", "http=500", "", {1}, "Error code 500"},
+        {"GetAvailableFiles_notXML", Kind::Service, "GetAvailableFiles", "body=notxml", "", {1}, "Error code "},
+        {"GetAvailableFiles_statusCode", Kind::Service, "GetAvailableFiles", "statuscode=-5,message=Try%20later", "", {1}, "Error code -5"},
+        {"GetAvailableFiles_cut", Kind::Service, "GetAvailableFiles", "cut=200", "", {1}, "Error code "},
+        {"GetAvailableFiles_dropped", Kind::Service, "GetAvailableFiles", "drop", "", {1}, "Error code "},
+        {"GetAvailableFiles_noLength", Kind::Service, "GetAvailableFiles", "nolength", "", {0}, "without errors"},
+        {"FandeckFile_notXML", Kind::Service, "files/VLM-FD-ACCENT-1.0.cxf", "body=notxml", "", {1}, "Downloaded file is incomplete"},
+        {"FandeckFile_cut", Kind::Service, "files/VLM-FD-ACCENT-1.0.cxf", "cut=1000", "", {1}, "Error code -1005"},
+        {"FandeckFile_dropped", Kind::Service, "files/VLM-FD-ACCENT-1.0.cxf", "drop", "", {1}, "Error code -1005"},
+        {"FandeckFile_noLength", Kind::Service, "files/VLM-FD-ACCENT-1.0.cxf", "nolength", "", {0}, "without errors"},
+        {"DeviceFile_notXML", Kind::Service, "files/TX350-FW-2.4.bin", "body=notxml", "", {1}, "Downloaded file is incomplete"},
+        {"DeviceFile_cut", Kind::Service, "files/TX350-FW-2.4.bin", "cut=1000", "", {1}, "Error code -1005"},
+        {"DeviceFile_dropped", Kind::Service, "files/TX350-FW-2.4.bin", "drop", "", {1}, "Error code -1005"},
+        {"DeviceFile_noLength", Kind::Service, "files/TX350-FW-2.4.bin", "nolength", "", {0}, "without errors"},
+        // One byte short and no length to tell: only the size check finds it. The next file's
+        // download and the fandecks of the same run go on.
+        {"StartSound_oneByteShort", Kind::Service, "files/TX350-SOUND-START-1.0.wav", "nolength,cut=11947", "", {1},
+         "Downloaded file is incomplete", {"TX350-SOUND-END", "TX350-SOUND-MULTI"}},
+        {"InversionMatrix_oneByteShort", Kind::Service, "files/TX350-INVMATRIX-1.0.mat", "nolength,cut=1007", "", {1},
+         "Downloaded file is incomplete", kFandeckSKUs},
+        {"StaleFileInTheDownloadsFolder", Kind::StaleDownload, "VLM-FD-WHITES-1.0.cxf", "", "", {0}, "without errors"},
+        {"DataFolderOnAFullDisk", Kind::DiskFull, "", "", "", {1}, "No space left on device|cannot be written"},
+    };
+    return rows;
+}
+
+QList<FaultRow> longRows()
+{
+    return {
+        {"OpenDeviceSession_slow", Kind::Service, "OpenDeviceSession", "delay=3000", "", {0}, "without errors"},
+        {"GetAvailableFiles_slow", Kind::Service, "GetAvailableFiles", "delay=3000", "", {0}, "without errors"},
+        {"FandeckFile_slow", Kind::Service, "files/VLM-FD-ACCENT-1.0.cxf", "delay=3000", "", {0}, "without errors"},
+        {"DeviceFile_slow", Kind::Service, "files/TX350-FW-2.4.bin", "delay=3000", "", {0}, "without errors"},
+        // A refused file holds the download step (it reports nothing); the stall time-out ends it.
+        {"FandeckFile_http500", Kind::Service, "files/VLM-FD-ACCENT-1.0.cxf", "http=500", "", {3}, "no progress"},
+        {"DeviceFile_http500", Kind::Service, "files/TX350-FW-2.4.bin", "http=500", "", {3}, "no progress"},
+        {"Killed_midDownload", Kind::Kill, "download", "", "", {-1}, ""},
+        {"Interrupted_midDownload", Kind::Interrupt, "download", "", "", {3}, "Sync cancelled after"},
+        {"Killed_midUpload", Kind::Kill, "upload", "", "", {-1}, ""},
+        {"Interrupted_midUpload", Kind::Interrupt, "upload", "", "", {3}, "Sync cancelled after"},
+    };
+}
+
+QList<FaultRow> matrixRows()
+{
+    // Both programs are built from this file: each takes its own part of the table.
+#ifdef TINTERA_FAULT_MATRIX_LONG
+    const bool longOnes = true;
+#else
+    const bool longOnes = false;
+#endif
+    return longOnes ? longRows() : deviceRows() + serviceRows();
+}
+
+QMap<QString, QVariantMap> bySKU(const QVariantList &inventory)
+{
+    QMap<QString, QVariantMap> files;
+    for (const QVariant &file : inventory)
+        files.insert(file.toMap().value("SKU").toString(), file.toMap());
+    return files;
+}
+
+class FaultMatrix : public ::testing::TestWithParam<FaultRow>
+{
+protected:
+    void SetUp() override
+    {
+        qputenv("KALVEX_COMMAND_TIME_LIMIT_MS", kCommandTimeLimit);
+        qputenv("KALVEX_REBOOT_TIME_LIMIT_MS", "15000");
+        TinteraDemoEnvironment::Options options;
+        options.rebootMilliseconds = 50;
+        VLError error;
+        ASSERT_TRUE(environment.start(options, &error)) << qPrintable(error.description());
+        serial = environment.serialNumbers().first();
+        // The tintera runs get a home of their own: nothing may appear there.
+        ASSERT_TRUE(home.isValid());
+        previousHome = qgetenv("HOME");
+        qputenv("HOME", home.path().toUtf8());
+        topLevelBefore = QDir(environment.folder()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden);
+    }
+    void TearDown() override
+    {
+        qputenv("HOME", previousHome);
+        environment.stop();
+    }
+
+    QString dataPath(const QString &relative) const { return environment.dataFolder() + QLatin1Char('/') + relative; }
+
+    QVariantList deviceInventory()
+    {
+        const QString path = environment.folder() + QStringLiteral("/inventory.plist");
+        VLError error;
+        if (!environment.deviceCommand(serial, {"GetFiles", "--out", path}, nullptr, &error))
+            return {};
+        const QVariantList inventory = VLPropertyList::readFile(path).toList();
+        QFile::remove(path);
+        return inventory;
+    }
+    QVariantMap deviceState() const
+    {
+        return VLPropertyList::readDictionary(environment.devsimStateFolder() + "/devices/" + serial + "/device.plist");
+    }
+    QJsonObject served()
+    {
+        QByteArray reply;
+        environment.cloudsimControl("stats", &reply, nullptr);
+        return QJsonDocument::fromJson(reply).object().value("files").toObject();
+    }
+
+    bool inject(const FaultRow &row);
+    TinteraRun runFaultySync(const FaultRow &row);
+    void expectNothingOutsideTheDataFolder();
+    void expectNothingHalfWrittenInstalled(const QString &dataFolder);
+    void expectTheFullState(const QString &dataFolder);
+
+    TinteraDemoEnvironment environment;
+    QString serial;
+    QTemporaryDir home;
+    QByteArray previousHome;
+    QStringList topLevelBefore;
+};
+
+bool FaultMatrix::inject(const FaultRow &row)
+{
+    VLError error;
+    switch (row.kind) {
+    case Kind::Device: {
+        QStringList arguments{"fault", "--serial", serial, "--command", row.target, "--" + QString::fromLatin1(row.fault)};
+        if (QByteArray(row.fault) == "error")
+            arguments += {"-77", "--message", QStringLiteral("injected fault in %1").arg(row.target)};
+        if (*row.when)
+            arguments += {"--when", row.when};
+        return environment.devsim(arguments, nullptr, &error);
+    }
+    case Kind::Service: {
+        QString items = QString::fromLatin1(row.fault);
+        items.replace(',', '&');
+        return environment.cloudsimControl(QStringLiteral("fault?target=%1&%2").arg(row.target, items), nullptr, &error);
+    }
+    case Kind::StaleDownload: {
+        QDir().mkpath(dataPath("Downloads"));
+        QFile stale(dataPath("Downloads/") + row.target);
+        return stale.open(QIODevice::WriteOnly) && stale.write("a stale file an earlier run left behind") > 0;
+    }
+    case Kind::Kill:
+    case Kind::Interrupt:
+        if (QByteArray(row.target) == "download")
+            return environment.cloudsimControl(
+                QStringLiteral("fault?target=files/%1&pauseat=%2&delay=20000&times=1").arg(kInteriors).arg(kInteriorsPause),
+                nullptr, &error);
+        // About a second for the largest fandeck on the emulated device's link.
+        return environment.devsim({"link", "--serial", serial, "--profile", "usb-full-speed"}, nullptr, &error);
+    case Kind::DiskFull:
+        return true;
+    }
+    return false;
+}
+
+TinteraRun FaultMatrix::runFaultySync(const FaultRow &row)
+{
+    const QStringList arguments{"sync", "--stall-timeout", kStallSeconds};
+    if (row.kind != Kind::Kill && row.kind != Kind::Interrupt)
+        return runTintera(arguments, kRunBoundMilliseconds);
+    const int signal = row.kind == Kind::Kill ? SIGKILL : SIGINT;
+    const QString moment = QByteArray(row.target) == "download" ? "Downloading Velmora Interiors"
+                                                                : "Uploading Velmora Interiors";
+    bool signalled = false;
+    TinteraRun run = runTintera(arguments, kRunBoundMilliseconds, [&](const QString &out, qint64 pid) {
+        if (!out.contains(moment))
+            return true;
+        QThread::msleep(400); // well into the transfer
+        signalled = ::kill(pid_t(pid), signal) == 0;
+        return false;
+    });
+    EXPECT_TRUE(signalled) << "the run never reached: " << qPrintable(moment);
+    return run;
+}
+
+void FaultMatrix::expectNothingOutsideTheDataFolder()
+{
+    EXPECT_TRUE(QDir(home.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden).isEmpty())
+        << "the run wrote into its home folder";
+    QStringList topLevel = QDir(environment.folder()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden);
+    topLevel.removeAll("data"); // created by the first run
+    QStringList before = topLevelBefore;
+    before.removeAll("data");
+    EXPECT_EQ(topLevel, before) << "the run wrote beside the data folder";
+}
+
+// Every installed package holds exactly the bytes its record announces.
+void FaultMatrix::expectNothingHalfWrittenInstalled(const QString &dataFolder)
+{
+    for (const auto &[store, payloadName] : {std::pair{"Fandecks", "payload.cxf"}, std::pair{"Files", "payload"}}) {
+        const QString folder = dataFolder + QLatin1Char('/') + store;
+        for (const QString &sku : QDir(folder).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+            const QString payload = folder + '/' + sku + '/' + payloadName;
+            const VLSyncFileInfoPtr info = VLSyncFileInfo::initWithFilename(folder + '/' + sku + "/info.plist");
+            if (!info || !QFileInfo::exists(payload))
+                continue; // not a package the inventory would take
+            EXPECT_EQ(QFileInfo(payload).size(), info->byteLength()) << qPrintable(store + QLatin1Char('/') + sku);
+        }
+    }
+}
+
+void FaultMatrix::expectTheFullState(const QString &dataFolder)
+{
+    EXPECT_EQ(QDir(dataFolder + "/Fandecks").entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name), kFandeckSKUs);
+    EXPECT_EQ(QDir(dataFolder + "/Files").entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name), kDeviceFileSKUs);
+    expectNothingHalfWrittenInstalled(dataFolder);
+
+    const QMap<QString, QVariantMap> onDevice = bySKU(deviceInventory());
+    QStringList everySKU = kFandeckSKUs + kDeviceFileSKUs;
+    everySKU.sort();
+    QStringList deviceSKUs = onDevice.keys();
+    deviceSKUs.removeAll("DEMO-FD-SEED"); // the fandeck the emulated device came with
+    EXPECT_EQ(deviceSKUs, everySKU);
+    for (const QString &sku : kFandeckSKUs)
+        EXPECT_TRUE(onDevice.value(sku).value("Enabled").toBool()) << "not enabled: " << qPrintable(sku);
+    const QVariantMap state = deviceState();
+    EXPECT_EQ(state.value("DeltaE").toMap().value("MatchPerformanceTolerance").toDouble(), 3.0) << "settings not applied";
+    EXPECT_EQ(state.value("PreferredFandeck").toString(), onDevice.value("VLM-FD-INT").value("DeviceFileID").toString())
+        << "preferred fandeck not set";
+    EXPECT_TRUE(state.contains("ClockOffset")) << "clock never set";
+    EXPECT_LE(qAbs(state.value("ClockOffset").toDouble()), 120.0) << "clock not set to now";
+
+    const QString exported = dataFolder + "/Measurements/LastMeasurements.cxf";
+    VLError error;
+    const HBColorDocumentPtr document = HBColorDocument::initWithFile(exported, nullptr, &error);
+    ASSERT_TRUE(document) << qPrintable(error.description());
+    EXPECT_EQ(document->colors().size(), 3);
+    EXPECT_EQ(QDir(dataFolder + "/Measurements/Audio").entryList(QDir::Files).size(), 2);
+}
+
+TEST_P(FaultMatrix, EndsOnceAndTheNextSyncRepairsEverything)
+{
+    const FaultRow &row = GetParam();
+    if (row.kind == Kind::DiskFull) {
+        QProcess probe;
+        probe.start("unshare", {::geteuid() == 0 ? "--mount" : "--map-root-user", "--mount", "true"});
+        if (!probe.waitForFinished(10000) || probe.exitCode() != 0)
+            GTEST_SKIP() << "no mount namespace here (unshare failed): the full-disk row needs one";
+    }
+    ASSERT_TRUE(inject(row)) << "the fault could not be injected";
+
+    QString dataFolder = environment.dataFolder();
+    TinteraRun faulty;
+    TinteraRun repaired;
+    if (row.kind == Kind::DiskFull) {
+        // The data folder on a tmpfs too small for the fandecks, in a mount namespace of its own:
+        // the first sync runs out of space, then the same tmpfs grows and the second sync runs on
+        // what the first left. The folder is copied out for the checks before the namespace goes.
+        QTemporaryDir copy;
+        const QString script = QStringLiteral(
+            "set -u; mkdir -p \"$DATA\"; mount -t tmpfs -o size=1400k tmpfs \"$DATA\" || exit 90; "
+            "\"$TINTERA\" sync --stall-timeout %1 >\"$OUT/faulty.out\" 2>&1; echo $? >\"$OUT/faulty.rc\"; "
+            "mount -o remount,size=64m \"$DATA\" || exit 91; "
+            "\"$TINTERA\" sync >\"$OUT/repaired.out\" 2>&1; echo $? >\"$OUT/repaired.rc\"; "
+            "cp -a \"$DATA/.\" \"$OUT/data/\"").arg(kStallSeconds);
+        QDir().mkpath(copy.filePath("data"));
+        QProcess shell;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert("DATA", environment.dataFolder());
+        env.insert("OUT", copy.path());
+        env.insert("TINTERA", tinteraBuiltProgram("src/cli/tintera"));
+        shell.setProcessEnvironment(env);
+        QStringList unshare{"--mount"};
+        if (::geteuid() != 0)
+            unshare.prepend("--map-root-user");
+        shell.start("unshare", unshare + QStringList{"sh", "-c", script});
+        ASSERT_TRUE(shell.waitForFinished(2 * kRunBoundMilliseconds));
+        ASSERT_EQ(shell.exitCode(), 0) << qPrintable(QString::fromUtf8(shell.readAllStandardError()));
+        auto read = [&](const QString &name) {
+            QFile file(copy.filePath(name));
+            return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+        };
+        faulty.exitCode = read("faulty.rc").trimmed().toInt();
+        faulty.out = read("faulty.out");
+        repaired.exitCode = read("repaired.rc").trimmed().toInt();
+        repaired.out = read("repaired.out");
+        dataFolder = QDir(environment.folder()).filePath("disk-copy");
+        ASSERT_TRUE(QDir().rename(copy.filePath("data"), dataFolder));
+        topLevelBefore.append("disk-copy");
+    } else {
+        faulty = runFaultySync(row);
+    }
+
+    // The faulty run: ended by itself within the bound, once, with its cause.
+    const QString faultyText = faulty.out + faulty.err;
+    if (row.exits != QList<int>{-1}) {
+        EXPECT_FALSE(faulty.crashed) << qPrintable(faultyText);
+        EXPECT_TRUE(row.exits.contains(faulty.exitCode)) << "exit " << faulty.exitCode << "\n" << qPrintable(faultyText);
+        const qsizetype endings = faulty.out.count(QRegularExpression("^Sync (finished|cancelled) ", QRegularExpression::MultilineOption));
+        EXPECT_EQ(endings, 1) << qPrintable(faultyText);
+    } else {
+        EXPECT_TRUE(faulty.crashed || faulty.exitCode == -1) << qPrintable(faultyText);
+    }
+    if (*row.cause) {
+        EXPECT_TRUE(faultyText.contains(QRegularExpression(row.cause))) << "no '" << row.cause << "' in:\n" << qPrintable(faultyText);
+    }
+    expectNothingHalfWrittenInstalled(row.kind == Kind::DiskFull ? dataFolder : environment.dataFolder());
+    if (!row.installedDespite.isEmpty()) {
+        const QMap<QString, QVariantMap> onDevice = bySKU(deviceInventory());
+        for (const QString &sku : row.installedDespite) {
+            EXPECT_TRUE(onDevice.contains(sku)) << "the faulty run dropped " << qPrintable(sku);
+            if (kFandeckSKUs.contains(sku)) {
+                EXPECT_TRUE(onDevice.value(sku).value("Enabled").toBool()) << "the faulty run left disabled " << qPrintable(sku);
+            }
+        }
+    }
+
+    // The fault cleared, the next sync puts everything in place.
+    VLError error;
+    ASSERT_TRUE(environment.devsim({"fault", "--serial", serial, "--clear"}, nullptr, &error));
+    ASSERT_TRUE(environment.cloudsimControl("clear", nullptr, &error));
+    if (row.kind == Kind::Kill || row.kind == Kind::Interrupt) {
+        ASSERT_TRUE(environment.devsim({"link", "--serial", serial, "--profile", "loopback"}, nullptr, &error));
+    }
+    const QJsonObject servedBefore = served();
+    if (row.kind != Kind::DiskFull)
+        repaired = runTintera({"sync", "--stall-timeout", kStallSeconds}, kRunBoundMilliseconds);
+    ASSERT_EQ(repaired.exitCode, 0) << qPrintable(repaired.out + repaired.err);
+    EXPECT_TRUE(repaired.out.contains("without errors"));
+    expectTheFullState(dataFolder);
+    expectNothingOutsideTheDataFolder();
+
+    if ((row.kind == Kind::Kill || row.kind == Kind::Interrupt) && QByteArray(row.target) == "download") {
+        // The second run goes on from the bytes the first left on disk.
+        const qint64 before = servedBefore.value(kInteriors).toObject().value("bytesServed").toInteger();
+        const qint64 after = served().value(kInteriors).toObject().value("bytesServed").toInteger();
+        EXPECT_LE(after - before, kInteriorsBytes - kInteriorsPause) << "the interrupted download started over";
+    }
+    // Each file the first run left waiting is fetched once.
+    const QJsonObject servedAfter = served();
+    for (auto it = servedAfter.begin(); it != servedAfter.end(); ++it) {
+        const qint64 requests = it->toObject().value("requests").toInteger()
+                              - servedBefore.value(it.key()).toObject().value("requests").toInteger();
+        EXPECT_LE(requests, 1) << qPrintable(it.key()) << " fetched more than once by one sync";
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, FaultMatrix, ::testing::ValuesIn(matrixRows()),
+                         [](const ::testing::TestParamInfo<FaultRow> &row) { return std::string(row.param.name); });
+
+} // namespace
