@@ -132,7 +132,9 @@ bool TinteraDeviceSession::gatherPreliminaryInfo()
         return false;
     }
     if (outcome.cancelled) {
-        m_invocation.fail(tr("gathering the fandeck information was cancelled."));
+        m_invocation.fail(outcome.deviceLost
+                              ? tr("gathering the fandeck information was cancelled: the device is no longer connected.")
+                              : tr("gathering the fandeck information was cancelled."));
         return false;
     }
     return true;

@@ -35,6 +35,7 @@ enum class Kind {
     Device,        // tintera-devsim fault: Fault is error | disconnect | garbage | no-answer
     Service,       // tintera-cloudsim fault: Target and Fault are its target and items
     StaleDownload, // a stale file of the name of Target waits in the downloads folder
+    ShortFile,     // the service announces one byte more than it serves for the SKU Target
     DiskFull,      // the data folder on a small tmpfs
     Kill,          // SIGKILL to tintera in the middle of Target (download | upload)
     Interrupt,     // SIGINT to tintera in the middle of Target (download | upload)
@@ -47,6 +48,7 @@ struct FaultRow
     const char *target;
     const char *fault = "";
     const char *when = "";     // Device: only commands with this argument (KEY=VALUE)
+    int after = 0;             // Device: matching commands let through first
     QList<int> exits = {1};    // accepted exit statuses of the faulty run (-1: killed)
     const char *cause = "";    // what its output must say (a regular expression)
     QStringList installedDespite = {}; // SKUs the faulty run must still have put on the device
@@ -81,10 +83,15 @@ QList<FaultRow> deviceRows()
         const char *name;
         const char *when;
         const char *label;
+        int after = 0;
     };
+    // The command line runs the preliminary run first: the first "EndSync" and "GetFiles" are
+    // its own, the later ones the full sync's.
     const QList<Command> commands{
-        {"EndSync", "", "EndSync"},
-        {"GetFiles", "", "GetFiles"},
+        {"EndSync", "", "EndSync_preliminary"},
+        {"EndSync", "", "EndSync_finishing", 2},
+        {"GetFiles", "", "GetFiles_preliminary"},
+        {"GetFiles", "", "GetFiles_afterReboot", 3},
         {"BeginSync", "", "BeginSync"},
         {"SetSyncImage", "", "SetSyncImage"},
         {"GetMeasurements", "", "GetMeasurements"},
@@ -103,8 +110,21 @@ QList<FaultRow> deviceRows()
     for (const Command &command : commands) {
         for (const char *fault : {"error", "disconnect", "garbage", "no-answer"}) {
             names.append(QByteArray(command.label) + '_' + QByteArray(fault).replace('-', '_'));
-            FaultRow row{names.last().constData(), Kind::Device, command.name, fault, command.when};
-            if (QByteArray(fault) == "error") {
+            FaultRow row{names.last().constData(), Kind::Device, command.name, fault, command.when, command.after};
+            const bool preliminary = QByteArray(command.label).endsWith("preliminary");
+            const bool dropsTheLink = QByteArray(fault) == "disconnect" || QByteArray(fault) == "garbage";
+            if (preliminary && !dropsTheLink) {
+                // The preliminary run's errors are not the sync's: it starts with an empty list.
+                row.exits = {0};
+                row.cause = "without errors";
+            } else if (preliminary) {
+                row.exits = {1, 3};
+                row.cause = "the device is no longer connected|Error code [0-9]+, ";
+            } else if (QByteArray(command.name) == "Reboot" && dropsTheLink) {
+                // A device that drops its link on "Reboot" looks like one that reboots.
+                row.exits = {0, 1, 3};
+                row.cause = "without errors|the device is no longer connected|Error code [0-9]+, ";
+            } else if (QByteArray(fault) == "error") {
                 row.cause = "Error code -77, injected fault";
             } else if (QByteArray(fault) == "no-answer") {
                 row.cause = "Error code 3, ";
@@ -123,34 +143,34 @@ QList<FaultRow> deviceRows()
 QList<FaultRow> serviceRows()
 {
     QList<FaultRow> rows{
-        {"OpenDeviceSession_http500", Kind::Service, "OpenDeviceSession", "http=500", "", {1}, "Error code 500"},
-        {"OpenDeviceSession_notXML", Kind::Service, "OpenDeviceSession", "body=notxml", "", {1}, "Error code "},
-        {"OpenDeviceSession_statusCode", Kind::Service, "OpenDeviceSession", "statuscode=-3,message=Unknown%20device", "", {1}, "Error code -3"},
-        {"OpenDeviceSession_cut", Kind::Service, "OpenDeviceSession", "cut=20", "", {1}, "Error code "},
-        {"OpenDeviceSession_dropped", Kind::Service, "OpenDeviceSession", "drop", "", {1}, "Error code "},
-        {"OpenDeviceSession_noLength", Kind::Service, "OpenDeviceSession", "nolength", "", {0}, "without errors"},
-        {"GetAvailableFiles_http500", Kind::Service, "GetAvailableFiles", "http=500", "", {1}, "Error code 500"},
-        {"GetAvailableFiles_notXML", Kind::Service, "GetAvailableFiles", "body=notxml", "", {1}, "Error code "},
-        {"GetAvailableFiles_statusCode", Kind::Service, "GetAvailableFiles", "statuscode=-5,message=Try%20later", "", {1}, "Error code -5"},
-        {"GetAvailableFiles_cut", Kind::Service, "GetAvailableFiles", "cut=200", "", {1}, "Error code "},
-        {"GetAvailableFiles_dropped", Kind::Service, "GetAvailableFiles", "drop", "", {1}, "Error code "},
-        {"GetAvailableFiles_noLength", Kind::Service, "GetAvailableFiles", "nolength", "", {0}, "without errors"},
-        {"FandeckFile_notXML", Kind::Service, "files/VLM-FD-ACCENT-1.0.cxf", "body=notxml", "", {1}, "Downloaded file is incomplete"},
-        {"FandeckFile_cut", Kind::Service, "files/VLM-FD-ACCENT-1.0.cxf", "cut=1000", "", {1}, "Error code -1005"},
-        {"FandeckFile_dropped", Kind::Service, "files/VLM-FD-ACCENT-1.0.cxf", "drop", "", {1}, "Error code -1005"},
-        {"FandeckFile_noLength", Kind::Service, "files/VLM-FD-ACCENT-1.0.cxf", "nolength", "", {0}, "without errors"},
-        {"DeviceFile_notXML", Kind::Service, "files/TX350-FW-2.4.bin", "body=notxml", "", {1}, "Downloaded file is incomplete"},
-        {"DeviceFile_cut", Kind::Service, "files/TX350-FW-2.4.bin", "cut=1000", "", {1}, "Error code -1005"},
-        {"DeviceFile_dropped", Kind::Service, "files/TX350-FW-2.4.bin", "drop", "", {1}, "Error code -1005"},
-        {"DeviceFile_noLength", Kind::Service, "files/TX350-FW-2.4.bin", "nolength", "", {0}, "without errors"},
+        {"OpenDeviceSession_http500", Kind::Service, "OpenDeviceSession", "http=500", "", 0, {1}, "Error code 500"},
+        {"OpenDeviceSession_notXML", Kind::Service, "OpenDeviceSession", "body=notxml", "", 0, {1}, "Error code "},
+        {"OpenDeviceSession_statusCode", Kind::Service, "OpenDeviceSession", "statuscode=-3,message=Unknown%20device", "", 0, {1}, "Error code -3"},
+        {"OpenDeviceSession_cut", Kind::Service, "OpenDeviceSession", "cut=20", "", 0, {1}, "Error code "},
+        {"OpenDeviceSession_dropped", Kind::Service, "OpenDeviceSession", "drop", "", 0, {1}, "Error code "},
+        {"OpenDeviceSession_noLength", Kind::Service, "OpenDeviceSession", "nolength", "", 0, {0}, "without errors"},
+        {"GetAvailableFiles_http500", Kind::Service, "GetAvailableFiles", "http=500", "", 0, {1}, "Error code 500"},
+        {"GetAvailableFiles_notXML", Kind::Service, "GetAvailableFiles", "body=notxml", "", 0, {1}, "Error code "},
+        {"GetAvailableFiles_statusCode", Kind::Service, "GetAvailableFiles", "statuscode=-5,message=Try%20later", "", 0, {1}, "Error code -5"},
+        {"GetAvailableFiles_cut", Kind::Service, "GetAvailableFiles", "cut=200", "", 0, {1}, "Error code "},
+        {"GetAvailableFiles_dropped", Kind::Service, "GetAvailableFiles", "drop", "", 0, {1}, "Error code "},
+        {"GetAvailableFiles_noLength", Kind::Service, "GetAvailableFiles", "nolength", "", 0, {0}, "without errors"},
+        {"FandeckFile_notXML", Kind::Service, "files/VLM-FD-ACCENT-1.0.cxf", "body=notxml", "", 0, {1}, "Downloaded file is incomplete"},
+        {"FandeckFile_cut", Kind::Service, "files/VLM-FD-ACCENT-1.0.cxf", "cut=1000", "", 0, {1}, "Error code -1005"},
+        {"FandeckFile_dropped", Kind::Service, "files/VLM-FD-ACCENT-1.0.cxf", "drop", "", 0, {1}, "Error code -1005"},
+        {"FandeckFile_noLength", Kind::Service, "files/VLM-FD-ACCENT-1.0.cxf", "nolength", "", 0, {0}, "without errors"},
+        {"DeviceFile_notXML", Kind::Service, "files/TX350-FW-2.4.bin", "body=notxml", "", 0, {1}, "Downloaded file is incomplete"},
+        {"DeviceFile_cut", Kind::Service, "files/TX350-FW-2.4.bin", "cut=1000", "", 0, {1}, "Error code -1005"},
+        {"DeviceFile_dropped", Kind::Service, "files/TX350-FW-2.4.bin", "drop", "", 0, {1}, "Error code -1005"},
+        {"DeviceFile_noLength", Kind::Service, "files/TX350-FW-2.4.bin", "nolength", "", 0, {0}, "without errors"},
         // One byte short and no length to tell: only the size check finds it. The next file's
         // download and the fandecks of the same run go on.
-        {"StartSound_oneByteShort", Kind::Service, "files/TX350-SOUND-START-1.0.wav", "nolength,cut=11947", "", {1},
+        {"StartSound_oneByteShort", Kind::ShortFile, "TX350-SOUND-START", "", "", 0, {1},
          "Downloaded file is incomplete", {"TX350-SOUND-END", "TX350-SOUND-MULTI"}},
-        {"InversionMatrix_oneByteShort", Kind::Service, "files/TX350-INVMATRIX-1.0.mat", "nolength,cut=1007", "", {1},
+        {"InversionMatrix_oneByteShort", Kind::ShortFile, "TX350-INVMATRIX", "", "", 0, {1},
          "Downloaded file is incomplete", kFandeckSKUs},
-        {"StaleFileInTheDownloadsFolder", Kind::StaleDownload, "VLM-FD-WHITES-1.0.cxf", "", "", {0}, "without errors"},
-        {"DataFolderOnAFullDisk", Kind::DiskFull, "", "", "", {1}, "No space left on device|cannot be written"},
+        {"StaleFileInTheDownloadsFolder", Kind::StaleDownload, "VLM-FD-WHITES-1.0.cxf", "", "", 0, {0}, "without errors"},
+        {"DataFolderOnAFullDisk", Kind::DiskFull, "", "", "", 0, {1}, "No space left on device|cannot be written"},
     };
     return rows;
 }
@@ -158,17 +178,17 @@ QList<FaultRow> serviceRows()
 QList<FaultRow> longRows()
 {
     return {
-        {"OpenDeviceSession_slow", Kind::Service, "OpenDeviceSession", "delay=3000", "", {0}, "without errors"},
-        {"GetAvailableFiles_slow", Kind::Service, "GetAvailableFiles", "delay=3000", "", {0}, "without errors"},
-        {"FandeckFile_slow", Kind::Service, "files/VLM-FD-ACCENT-1.0.cxf", "delay=3000", "", {0}, "without errors"},
-        {"DeviceFile_slow", Kind::Service, "files/TX350-FW-2.4.bin", "delay=3000", "", {0}, "without errors"},
+        {"OpenDeviceSession_slow", Kind::Service, "OpenDeviceSession", "delay=3000", "", 0, {0}, "without errors"},
+        {"GetAvailableFiles_slow", Kind::Service, "GetAvailableFiles", "delay=3000", "", 0, {0}, "without errors"},
+        {"FandeckFile_slow", Kind::Service, "files/VLM-FD-ACCENT-1.0.cxf", "delay=3000", "", 0, {0}, "without errors"},
+        {"DeviceFile_slow", Kind::Service, "files/TX350-FW-2.4.bin", "delay=3000", "", 0, {0}, "without errors"},
         // A refused file holds the download step (it reports nothing); the stall time-out ends it.
-        {"FandeckFile_http500", Kind::Service, "files/VLM-FD-ACCENT-1.0.cxf", "http=500", "", {3}, "no progress"},
-        {"DeviceFile_http500", Kind::Service, "files/TX350-FW-2.4.bin", "http=500", "", {3}, "no progress"},
-        {"Killed_midDownload", Kind::Kill, "download", "", "", {-1}, ""},
-        {"Interrupted_midDownload", Kind::Interrupt, "download", "", "", {3}, "Sync cancelled after"},
-        {"Killed_midUpload", Kind::Kill, "upload", "", "", {-1}, ""},
-        {"Interrupted_midUpload", Kind::Interrupt, "upload", "", "", {3}, "Sync cancelled after"},
+        {"FandeckFile_http500", Kind::Service, "files/VLM-FD-ACCENT-1.0.cxf", "http=500", "", 0, {3}, "no progress"},
+        {"DeviceFile_http500", Kind::Service, "files/TX350-FW-2.4.bin", "http=500", "", 0, {3}, "no progress"},
+        {"Killed_midDownload", Kind::Kill, "download", "", "", 0, {-1}, ""},
+        {"Interrupted_midDownload", Kind::Interrupt, "download", "", "", 0, {3}, "Sync cancelled after"},
+        {"Killed_midUpload", Kind::Kill, "upload", "", "", 0, {-1}, ""},
+        {"Interrupted_midUpload", Kind::Interrupt, "upload", "", "", 0, {3}, "Sync cancelled after"},
     };
 }
 
@@ -239,6 +259,8 @@ protected:
     }
 
     bool inject(const FaultRow &row);
+    // Changes the "ByteLength" the catalog announces for a SKU by `delta` (0 restores it).
+    bool setAnnouncedLength(const QString &sku, qint64 delta);
     TinteraRun runFaultySync(const FaultRow &row);
     void expectNothingOutsideTheDataFolder();
     void expectNothingHalfWrittenInstalled(const QString &dataFolder);
@@ -261,6 +283,8 @@ bool FaultMatrix::inject(const FaultRow &row)
             arguments += {"-77", "--message", QStringLiteral("injected fault in %1").arg(row.target)};
         if (*row.when)
             arguments += {"--when", row.when};
+        if (row.after > 0)
+            arguments += {"--after", QString::number(row.after)};
         return environment.devsim(arguments, nullptr, &error);
     }
     case Kind::Service: {
@@ -273,6 +297,8 @@ bool FaultMatrix::inject(const FaultRow &row)
         QFile stale(dataPath("Downloads/") + row.target);
         return stale.open(QIODevice::WriteOnly) && stale.write("a stale file an earlier run left behind") > 0;
     }
+    case Kind::ShortFile:
+        return setAnnouncedLength(row.target, 1);
     case Kind::Kill:
     case Kind::Interrupt:
         if (QByteArray(row.target) == "download")
@@ -285,6 +311,29 @@ bool FaultMatrix::inject(const FaultRow &row)
         return true;
     }
     return false;
+}
+
+bool FaultMatrix::setAnnouncedLength(const QString &sku, qint64 delta)
+{
+    QFile index(environment.catalogFolder() + "/index.json");
+    if (!index.open(QIODevice::ReadOnly))
+        return false;
+    QJsonObject catalog = QJsonDocument::fromJson(index.readAll()).object();
+    index.close();
+    QJsonArray files = catalog.value("files").toArray();
+    bool found = false;
+    for (qsizetype i = 0; i < files.size(); ++i) {
+        QJsonObject record = files.at(i).toObject();
+        if (record.value("SKU").toString() != sku)
+            continue;
+        const QString path = environment.catalogFolder() + "/files/" + record.value("FileURL").toString().section('/', -1);
+        record.insert("ByteLength", QString::number(QFileInfo(path).size() + delta));
+        files.replace(i, record);
+        found = true;
+    }
+    catalog.insert("files", files);
+    return found && index.open(QIODevice::WriteOnly | QIODevice::Truncate)
+        && index.write(QJsonDocument(catalog).toJson()) > 0;
 }
 
 TinteraRun FaultMatrix::runFaultySync(const FaultRow &row)
@@ -315,6 +364,8 @@ void FaultMatrix::expectNothingOutsideTheDataFolder()
     topLevel.removeAll("data"); // created by the first run
     QStringList before = topLevelBefore;
     before.removeAll("data");
+    topLevel.sort();
+    before.sort();
     EXPECT_EQ(topLevel, before) << "the run wrote beside the data folder";
 }
 
@@ -420,7 +471,9 @@ TEST_P(FaultMatrix, EndsOnceAndTheNextSyncRepairsEverything)
     if (row.exits != QList<int>{-1}) {
         EXPECT_FALSE(faulty.crashed) << qPrintable(faultyText);
         EXPECT_TRUE(row.exits.contains(faulty.exitCode)) << "exit " << faulty.exitCode << "\n" << qPrintable(faultyText);
-        const qsizetype endings = faulty.out.count(QRegularExpression("^Sync (finished|cancelled) ", QRegularExpression::MultilineOption));
+        const qsizetype endings = faultyText.count(
+            QRegularExpression("^(Sync (finished|cancelled) |tintera: (?!cancelling the sync))",
+                               QRegularExpression::MultilineOption));
         EXPECT_EQ(endings, 1) << qPrintable(faultyText);
     } else {
         EXPECT_TRUE(faulty.crashed || faulty.exitCode == -1) << qPrintable(faultyText);
@@ -443,6 +496,9 @@ TEST_P(FaultMatrix, EndsOnceAndTheNextSyncRepairsEverything)
     VLError error;
     ASSERT_TRUE(environment.devsim({"fault", "--serial", serial, "--clear"}, nullptr, &error));
     ASSERT_TRUE(environment.cloudsimControl("clear", nullptr, &error));
+    if (row.kind == Kind::ShortFile) {
+        ASSERT_TRUE(setAnnouncedLength(row.target, 0));
+    }
     if (row.kind == Kind::Kill || row.kind == Kind::Interrupt) {
         ASSERT_TRUE(environment.devsim({"link", "--serial", serial, "--profile", "loopback"}, nullptr, &error));
     }

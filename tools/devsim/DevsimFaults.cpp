@@ -13,6 +13,7 @@ const QString kMessage = QStringLiteral("Message");
 const QString kMilliseconds = QStringLiteral("Milliseconds");
 const QString kTimes = QStringLiteral("Times");
 const QString kWhen = QStringLiteral("When");
+const QString kAfter = QStringLiteral("After");
 
 } // namespace
 
@@ -67,6 +68,7 @@ QList<DevsimFault> load(const QString &path)
         fault.message = map.value(kMessage).toString();
         fault.milliseconds = map.value(kMilliseconds).toInt();
         fault.times = map.value(kTimes, 1).toInt();
+        fault.after = map.value(kAfter, 0).toInt();
         const QString when = map.value(kWhen).toString();
         if (when.indexOf(QLatin1Char('=')) > 0) {
             fault.argumentKey = when.section(QLatin1Char('='), 0, 0);
@@ -89,6 +91,8 @@ bool save(const QString &path, const QList<DevsimFault> &faults, VLError *error)
                          {kMessage, fault.message},
                          {kMilliseconds, fault.milliseconds},
                          {kTimes, fault.times}};
+        if (fault.after > 0)
+            item.insert(kAfter, fault.after);
         if (!fault.argumentKey.isEmpty())
             item.insert(kWhen, fault.argumentKey + QLatin1Char('=') + fault.argumentValue);
         list.append(item);
@@ -112,6 +116,11 @@ std::optional<DevsimFault> take(const QString &path, const QString &command, con
         if (!faults.at(i).argumentKey.isEmpty()
             && arguments.value(faults.at(i).argumentKey).toString() != faults.at(i).argumentValue)
             continue;
+        if (faults.at(i).after > 0) {
+            --faults[i].after;
+            save(path, faults);
+            return std::nullopt;
+        }
         const DevsimFault fault = faults.at(i);
         if (fault.times > 0) {
             if (fault.times == 1)

@@ -22,6 +22,7 @@ struct DevsimFault
     QString message;
     int milliseconds = 0;
     int times = 1; // how many commands it hits; 0: every one
+    int after = 0;         // matching commands let through before it hits
     QString argumentKey;   // when set, only commands whose argument of this key...
     QString argumentValue; // ...has this value
 
@@ -31,7 +32,8 @@ struct DevsimFault
 
 // faults.plist: an array of dictionaries with the keys "Command", "Kind" ("error", "delay",
 // "disconnect", "no-answer", "garbage", "nul-key", "huge-numbers"), "Code", "Message",
-// "Milliseconds", "Times", and optionally "When" ("KEY=VALUE": only commands with that argument).
+// "Milliseconds", "Times", and optionally "When" ("KEY=VALUE": only commands with that argument)
+// and "After" (matching commands let through first).
 namespace DevsimFaults {
 
 QList<DevsimFault> load(const QString &path);

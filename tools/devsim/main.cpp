@@ -9,7 +9,7 @@
 //   tintera-devsim fault      --state DIR --serial SERIAL --command NAME
 //                             (--error CODE [--message TEXT] | --delay MS | --disconnect | --no-answer | --garbage
 //                              | --nul-key | --huge-numbers)
-//                             [--times N] [--when KEY=VALUE]
+//                             [--times N] [--when KEY=VALUE] [--after N]
 //   tintera-devsim fault      --state DIR --serial SERIAL --clear
 //   tintera-devsim unplug|plug --state DIR --serial SERIAL
 //   tintera-devsim link       --state DIR [--serial SERIAL] [--profile PROFILE] [--seed N] [--reboot-ms MS]
@@ -303,8 +303,10 @@ int fault(const QStringList &arguments)
     QCommandLineOption clear(QStringLiteral("clear"), QStringLiteral("Remove every fault."));
     QCommandLineOption when(QStringLiteral("when"), QStringLiteral("Only commands with this argument (e.g. FileType=Fandeck)."),
                             QStringLiteral("KEY=VALUE"));
-    command.parser.addOptions(
-        {command.serial, name, error, message, delay, disconnect, noAnswer, garbage, nulKey, hugeNumbers, times, clear, when});
+    QCommandLineOption after(QStringLiteral("after"), QStringLiteral("Let this many matching commands pass first."),
+                             QStringLiteral("N"));
+    command.parser.addOptions({command.serial, name, error, message, delay, disconnect, noAnswer, garbage, nulKey, hugeNumbers,
+                               times, clear, when, after});
     if (!command.parse(arguments, true))
         return kUsage;
     const DevsimStore store = command.store();
@@ -340,8 +342,10 @@ int fault(const QStringList &arguments)
     }
     if (ok && command.parser.isSet(times))
         injected.times = command.parser.value(times).toInt(&ok);
-    if (!ok || injected.times < 0)
-        return fail(QStringLiteral("--error, --delay and --times take numbers"), kUsage);
+    if (ok && command.parser.isSet(after))
+        injected.after = command.parser.value(after).toInt(&ok);
+    if (!ok || injected.times < 0 || injected.after < 0)
+        return fail(QStringLiteral("--error, --delay, --times and --after take numbers"), kUsage);
     if (command.parser.isSet(when)) {
         const QString condition = command.parser.value(when);
         const qsizetype equals = condition.indexOf(QLatin1Char('='));
