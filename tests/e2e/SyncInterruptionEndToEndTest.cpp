@@ -127,3 +127,31 @@ TEST_F(E2EFixture, AFandeckTheServiceRefusesHoldsTheDownloadStepUntilTheUserCanc
     EXPECT_EQ(localFolderEntries("Fandecks").size(), 5);
     EXPECT_TRUE(QFileInfo::exists(environment.dataFolder() + "/Fandecks/VLM-FD-ACCENT/payload.cxf"));
 }
+
+// The user cancels the download step a refused fandeck holds, then pulls the device: the queue's
+// completion that follows belongs to a run that has ended and must not start the steps again.
+TEST_F(E2EFixture, PullingTheDeviceAfterCancellingAStalledDownloadLeavesTheManagerIdle)
+{
+    const QString refused = catalogFileName(environment.catalogFolder(), "VLM-FD-ACCENT");
+    QByteArray reply;
+    VLError error;
+    ASSERT_TRUE(environment.cloudsimControl("fault?target=files/" + refused + "&http=500", &reply, &error));
+    manager->gatherPrelimiaryInfo();
+    ASSERT_TRUE(delegate.waitForFinish());
+    delegate.events.clear();
+    manager->startSync();
+    VLFileDownloadManager *downloads = manager->downloadManager();
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] { return downloads->currentDownload() && downloads->currentDownload()->lastError().code() == 500; }, 60000));
+    manager->setIsCancellingSync(true);
+    manager->cancelSync();
+    ASSERT_TRUE(delegate.waitForFinish(5000));
+
+    manager->deviceBecameUnavailable();
+    QTest::qWait(500);
+    EXPECT_EQ(delegate.events, QStringList({"beginSync", "finishSync"}));
+    EXPECT_EQ(manager->status(), 0);
+    EXPECT_FALSE(manager->isInSync());
+    EXPECT_FALSE(manager->isCancellingSync());
+    manager = nullptr; // already unavailable
+}
