@@ -514,7 +514,8 @@ TEST_P(FaultMatrix, EndsOnceAndTheNextSyncRepairsEverything)
         // The second run goes on from the bytes the first left on disk.
         const qint64 before = servedBefore.value(kInteriors).toObject().value("bytesServed").toInteger();
         const qint64 after = served().value(kInteriors).toObject().value("bytesServed").toInteger();
-        EXPECT_LE(after - before, kInteriorsBytes - kInteriorsPause) << "the interrupted download started over";
+        // What the killed process had not yet flushed to disk is fetched again; the rest is not.
+        EXPECT_LE(after - before, kInteriorsBytes - kInteriorsPause + 64 * 1024) << "the interrupted download started over";
     }
     // Each file the first run left waiting is fetched once.
     const QJsonObject servedAfter = served();
