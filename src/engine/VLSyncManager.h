@@ -25,6 +25,8 @@
 #include <QVariantMap>
 
 #include <functional>
+#include <memory>
+#include <mutex>
 #include <optional>
 
 class HBColorDocument;
@@ -284,6 +286,11 @@ private:
         QSharedPointer<HBColorDocument> document;
     };
     QHash<QString, LoadedFandeckSource> m_loadedFandeckSources;
+    // Fandecks parsed on a worker while the device is updated, for the export step that follows.
+    struct FandeckPrefetch;
+    std::shared_ptr<FandeckPrefetch> m_fandeckPrefetch;
+    std::mutex m_fandeckPrefetchLock; // the user's export may load while a sync runs
+    void prefetchFandecksForExport();
     QList<KDMeasurementPtr> m_latestMatches;
     QString m_storedDeviceFileIDToSetAsPrefered;
     VLSyncFileInfoPtr m_deviceSettingsBeingApplied;

@@ -19,6 +19,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <condition_variable>
 #include <thread>
 #include <vector>
 
@@ -102,6 +103,51 @@ VLMatchRecord matchRecord(const HBColorDocument &fandeck, const HBColor &fandeck
 
 } // namespace
 
+struct VLSyncManager::FandeckPrefetch
+{
+    struct Parsed
+    {
+        FileIdentity identity;
+        HBColorDocumentPtr document;
+    };
+    std::mutex lock;
+    std::condition_variable finishedChanged;
+    bool finished = false;
+    QHash<QString, Parsed> parsed; // by path
+};
+
+void VLSyncManager::prefetchFandecksForExport()
+{
+    // Only worth it when the export step will load them: there are matches to export. The
+    // documents are parsed as the load would parse them and handed to it untouched, so the
+    // export reads exactly what it would have read; it only no longer waits for the parse.
+    if (m_latestMatches.isEmpty() || !m_syncInfo)
+        return;
+    QStringList paths;
+    const QString fandecksFolder = pathForGlobalFandecksFolder();
+    for (const VLSyncFileInfoPtr &record : m_syncInfo->localFandecks()) {
+        if (vlIsPlainPathComponent(record->SKU()))
+            paths << fandecksFolder + QLatin1Char('/') + record->SKU() + QStringLiteral("/payload.cxf");
+    }
+    auto prefetch = std::make_shared<FandeckPrefetch>();
+    {
+        std::lock_guard locker(m_fandeckPrefetchLock);
+        m_fandeckPrefetch = prefetch;
+    }
+    std::thread([prefetch, paths] {
+        for (const QString &path : paths) {
+            const FileIdentity identity = fileIdentity(path);
+            HBColorDocumentPtr document = HBColorDocument::initWithFile(path, nullptr, nullptr);
+            std::lock_guard locker(prefetch->lock);
+            if (document)
+                prefetch->parsed.insert(path, {identity, document});
+        }
+        std::lock_guard locker(prefetch->lock);
+        prefetch->finished = true;
+        prefetch->finishedChanged.notify_all();
+    }).detach();
+}
+
 VLSyncManager::FandeckSnapshot VLSyncManager::fandeckSnapshot() const
 {
     // The inventory belongs to the main thread; a worker asks it for a copy.
@@ -147,6 +193,19 @@ void VLSyncManager::loadFandecksIntoMemoryWithDecks(const VLSyncFileList &decks,
     const QString fandecksFolder = pathForGlobalFandecksFolder();
     QList<Opened> opened(decks.size());
     const QHash<QString, LoadedFandeckSource> previous = std::exchange(m_loadedFandeckSources, {});
+    // Documents parsed ahead for this load: waited for (parsing them twice would be slower) and
+    // taken when their file is still the one they were read from.
+    std::shared_ptr<FandeckPrefetch> prefetch;
+    {
+        std::lock_guard locker(m_fandeckPrefetchLock);
+        prefetch = std::exchange(m_fandeckPrefetch, nullptr);
+    }
+    QHash<QString, FandeckPrefetch::Parsed> prefetched;
+    if (prefetch) {
+        std::unique_lock locker(prefetch->lock);
+        prefetch->finishedChanged.wait(locker, [&] { return prefetch->finished; });
+        prefetched = prefetch->parsed;
+    }
     std::atomic<qsizetype> next{0};
     const auto open = [&] {
         for (qsizetype i = next++; i < decks.size(); i = next++) {
@@ -160,6 +219,12 @@ void VLSyncManager::loadFandecksIntoMemoryWithDecks(const VLSyncFileList &decks,
             if (held != previous.constEnd() && slot.identity.size >= 0 && held->size == slot.identity.size
                 && held->modified == slot.identity.modified && held->inode == slot.identity.inode) {
                 slot.document = held->document;
+                continue;
+            }
+            const auto ahead = prefetched.constFind(slot.path);
+            if (ahead != prefetched.constEnd() && slot.identity.size >= 0 && ahead->identity.size == slot.identity.size
+                && ahead->identity.modified == slot.identity.modified && ahead->identity.inode == slot.identity.inode) {
+                slot.document = ahead->document;
                 continue;
             }
             slot.document = HBColorDocument::initWithFile(slot.path, nullptr, &slot.error);

@@ -96,6 +96,7 @@ void VLSyncManager::downloadManagerDidCompleteAllDownloads(VLFileDownloadManager
         VL_LOG("downloadManagerDidCompleteAllDownloads:");
         if (m_delegate)
             m_delegate->syncManagerDownloadingDidFinish(this);
+        prefetchFandecksForExport();
         runNextSyncStep();
     });
 }
