@@ -2,8 +2,14 @@
 function(tintera_warnings target)
   target_compile_options(${target} PRIVATE
     -Wall -Wextra -Wpedantic -Werror
-    -Wshadow=local -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-qual -Wformat=2
+    -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-qual -Wformat=2
     -Wimplicit-fallthrough -Wno-missing-field-initializers)
+  # The fuzz build uses clang, which names the shadowing of locals differently.
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    target_compile_options(${target} PRIVATE -Wshadow-uncaptured-local)
+  else()
+    target_compile_options(${target} PRIVATE -Wshadow=local)
+  endif()
 endfunction()
 
 # One GoogleTest executable per test folder, registered with CTest case by case. Tests run with

@@ -15,7 +15,7 @@ packages=(
   argyll
   xvfb trayer x11-utils xdotool imagemagick xdg-utils desktop-file-utils dbus-daemon
   dpkg-dev file fakeroot lintian appstream man-db bash-completion
-  libclang-rt-14-dev
+  clang llvm libclang-rt-14-dev
 )
 
 missing=()

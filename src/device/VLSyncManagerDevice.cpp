@@ -16,6 +16,8 @@
 #include <QSaveFile>
 #include <QTime>
 
+#include <limits>
+
 using namespace KDCommandArgumentForKey;
 
 namespace {
@@ -131,17 +133,11 @@ void VLSyncManager::receivedRebootDidReceiveResponse(const KDDevicePtr &, const 
     runNextSyncStep();
 }
 
-void VLSyncManager::receivedFilesForDeviceDidReceiveResponse(const KDDevicePtr &,
-                                                             const KDCommandResponsePtr &response)
+VLSyncFileList VLSyncManager::deviceFilesFromInventoryData(const QByteArray &bytes)
 {
-    VL_LOG("[VLSyncManager receivedFilesForDevice:didReceiveResponse:]");
-    if (!response->error().isNull()) {
-        reportResponseError(response, true);
-        return;
-    }
     VLSyncFileList files;
-    const QByteArray bytes = response->data();
-    if (!bytes.isNull()) {
+    // The framework counts data in 32 bits; the link never delivers more than that.
+    if (!bytes.isNull() && quint64(bytes.size()) <= std::numeric_limits<uint32_t>::max()) {
         KXDataRef data = KXDataCreateWithBytes(bytes.constData(), uint32_t(bytes.size()));
         KXArrayRef inventory = KXArrayRef(KXCoderCopyDecodedObjectFromData(data));
         KXRelease(data);
@@ -167,6 +163,18 @@ void VLSyncManager::receivedFilesForDeviceDidReceiveResponse(const KDDevicePtr &
         if (inventory)
             KXRelease(inventory);
     }
+    return files;
+}
+
+void VLSyncManager::receivedFilesForDeviceDidReceiveResponse(const KDDevicePtr &,
+                                                             const KDCommandResponsePtr &response)
+{
+    VL_LOG("[VLSyncManager receivedFilesForDevice:didReceiveResponse:]");
+    if (!response->error().isNull()) {
+        reportResponseError(response, true);
+        return;
+    }
+    const VLSyncFileList files = deviceFilesFromInventoryData(response->data());
     if (m_syncInfo)
         m_syncInfo->setDeviceFiles(files);
     runNextSyncStep();

@@ -166,6 +166,9 @@ public:
     void syncImageDidReceiveResponse(const KDDevicePtr &device, const KDCommandResponsePtr &response);
     void endSyncDidReceiveResponse(const KDDevicePtr &device, const KDCommandResponsePtr &response);
     void receivedFilesForDeviceDidReceiveResponse(const KDDevicePtr &device, const KDCommandResponsePtr &response);
+    // The entries of the device's encoded file inventory ("GetFiles"); an empty list for anything
+    // but an array of dictionaries, whose other elements are passed over.
+    static VLSyncFileList deviceFilesFromInventoryData(const QByteArray &bytes);
     void receivedMeasurementsForDeviceDidReceiveResponse(const KDDevicePtr &device,
                                                          const KDCommandResponsePtr &response);
     void receivedRebootDidReceiveResponse(const KDDevicePtr &device, const KDCommandResponsePtr &response);

@@ -170,6 +170,18 @@ void VLSyncSession::syncRequestDidBegin(VLSyncRequest *request)
         optional->syncSessionDidBeginRequest(this, VLSyncSessionRequestType(request->tag()));
 }
 
+VLSyncFileList VLSyncSession::filesFromAllFilesReply(const QVariantMap &result)
+{
+    const QVariantList top = result.value(kChildrenKey).toList();
+    const QVariantList records = top.isEmpty() ? QVariantList() : top.first().toMap().value(kChildrenKey).toList();
+    VLSyncFileList files;
+    for (const QVariant &record : records) {
+        if (record.typeId() == QMetaType::QVariantMap)
+            files.append(VLSyncFileInfo::initWithDictionary(record.toMap()));
+    }
+    return files;
+}
+
 void VLSyncSession::syncRequestDidFinishWithResult(VLSyncRequest *request, const QVariantMap &result)
 {
     // The delegate may drop this session from inside any callback.
@@ -178,15 +190,7 @@ void VLSyncSession::syncRequestDidFinishWithResult(VLSyncRequest *request, const
     const qint64 type = request->tag();
     if (type == VLSyncSessionRequestAllFiles) {
         if (auto *receiver = m_delegate.as<VLSyncSessionDelegateDidReceiveAllFiles>()) {
-            const QVariantList top = result.value(kChildrenKey).toList();
-            const QVariantList records = top.isEmpty() ? QVariantList()
-                                                       : top.first().toMap().value(kChildrenKey).toList();
-            VLSyncFileList files;
-            for (const QVariant &record : records) {
-                if (record.typeId() == QMetaType::QVariantMap)
-                    files.append(VLSyncFileInfo::initWithDictionary(record.toMap()));
-            }
-            receiver->syncSessionDidReceiveAllFiles(this, files);
+            receiver->syncSessionDidReceiveAllFiles(this, filesFromAllFilesReply(result));
         } else if (m_lastError.isNull()) {
             if (auto *delegate = m_delegate.get())
                 delegate->syncSessionDidFinishRequest(this, VLSyncSessionRequestAllFiles);

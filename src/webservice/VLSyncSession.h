@@ -103,6 +103,9 @@ public:
                                                                VLError *error = nullptr);
 
     static QString fileTypeFromSyncSessionRequestType(qint64 type);
+    // The file records of a decoded "GetAvailableFiles" reply: the dictionaries among the children
+    // of the root's first child.
+    static VLSyncFileList filesFromAllFilesReply(const QVariantMap &result);
 
     // Requests waiting (the next to run is the last) and the one in flight; for diagnostics.
     QList<VLSyncRequestPtr> requestQueue() const { return m_requestQueue; }
