@@ -191,7 +191,7 @@ QDateTime VLSyncFileInfo::dateFromVersionDateString(const QString &text)
         return {};
     // 12 is added for PM even to 12 PM, so hour 24 occurs; like a lenient calendar, overflowing
     // hours, minutes and seconds roll into the following day.
-    const qint64 hour = hms[0] + (marker == QLatin1String("PM") ? 12 : 0);
+    const qint64 hour = qint64(hms[0]) + (marker == QLatin1String("PM") ? 12 : 0);
     const qint64 seconds = hour * 3600 + qint64(hms[1]) * 60 + hms[2];
     return QDateTime(date.addDays(seconds / 86400), QTime::fromMSecsSinceStartOfDay(int(seconds % 86400) * 1000));
 }

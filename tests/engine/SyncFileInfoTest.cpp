@@ -35,6 +35,10 @@ TEST(VersionDate, ParsesTheServiceShapeAndRefusesAnythingElse)
     // 12 PM gains 12 hours like any PM time: hour 24, the next day's midnight.
     EXPECT_EQ(VLSyncFileInfo::dateFromVersionDateString("12/31/2023 12:30:00 PM"),
               QDateTime(QDate(2024, 1, 1), QTime(0, 30, 0)));
+    // Hours past the day roll into later days; the largest hour a field holds must not overflow.
+    EXPECT_EQ(VLSyncFileInfo::dateFromVersionDateString("1/1/2000 49:00:00 AM"),
+              QDateTime(QDate(2000, 1, 3), QTime(1, 0, 0)));
+    (void)VLSyncFileInfo::dateFromVersionDateString("1/1/2000 2147483647:59:59 PM");
     for (const char *bad : {"", "3/14/2024", "3/14/2024 9:05 AM", "3/14 9:05:07 AM", "3/14/2024 9:05:07",
                             "3/14/2024 9:05:07 pm", "13/40/2024 9:05:07 AM", "a/b/c d:e:f AM",
                             "3/14/2024 9:05:07 AM extra", "3/14/2024  9:05:07 AM", "-3/14/2024 9:05:07 AM"})
