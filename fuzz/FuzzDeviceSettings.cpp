@@ -3,7 +3,6 @@
 
 #include "FuzzSupport.h"
 #include "KDCommand.h"
-#include "KDCommandArgumentForKey.h"
 #include "KDWireProtocol.h"
 #include "TinteraFuzzTargets.h"
 #include "VLDeviceSettings.h"
@@ -15,18 +14,7 @@ int tinteraFuzzDeviceSettings(const uint8_t *data, size_t size)
     const VLDeviceSettings settings = VLDeviceSettings::fromXml(tinteraFuzzBytes(data, size));
     if (!settings.parsed)
         return 0;
-    const KDCommandPtr deltaE = KDCommand::initWithName(QStringLiteral("SetDeltaE"));
-    const QList<std::pair<QString, QString>> arguments{
-        {QStringLiteral("MatchPerformanceTolerance"), settings.matchPerformanceTolerance},
-        {QStringLiteral("PriorityFandeckOffset"), settings.priorityFandeckOffset},
-        {QStringLiteral("DEWeightFactorL"), settings.weightL},
-        {QStringLiteral("DEWeightFactorC"), settings.weightC},
-        {QStringLiteral("DEWeightFactorH"), settings.weightH},
-    };
-    for (const auto &[key, value] : arguments) {
-        if (!value.isNull())
-            KDCommandArgumentForKey::setArgumentForKey(deltaE, value, key);
-    }
+    const KDCommandPtr deltaE = settings.deltaECommand();
     (void)settings.priorityFandeckID.size();
     const QVariantMap header{{KDWire::KindKey, KDWire::KindCommand},
                              {KDWire::IdKey, 1},

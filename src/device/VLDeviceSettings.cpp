@@ -1,10 +1,15 @@
 #include "VLDeviceSettings.h"
 
+#include "KDCommandArgumentForKey.h"
+
 #include <libxml/parser.h>
 #include <libxml/xpath.h>
 
+#include <QList>
+
 #include <limits>
 #include <memory>
+#include <utility>
 
 namespace {
 
@@ -60,4 +65,21 @@ VLDeviceSettings VLDeviceSettings::fromXml(const QByteArray &xml)
     settings.weightC = lastNodeText(context.get(), "DEWeightFactor//C");
     settings.weightH = lastNodeText(context.get(), "DEWeightFactor//H");
     return settings;
+}
+
+KDCommandPtr VLDeviceSettings::deltaECommand() const
+{
+    const KDCommandPtr deltaE = KDCommand::initWithName(QStringLiteral("SetDeltaE"));
+    const QList<std::pair<QString, QString>> arguments{
+        {QStringLiteral("MatchPerformanceTolerance"), matchPerformanceTolerance},
+        {QStringLiteral("PriorityFandeckOffset"), priorityFandeckOffset},
+        {QStringLiteral("DEWeightFactorL"), weightL},
+        {QStringLiteral("DEWeightFactorC"), weightC},
+        {QStringLiteral("DEWeightFactorH"), weightH},
+    };
+    for (const auto &[key, value] : arguments) {
+        if (!value.isNull())
+            KDCommandArgumentForKey::setArgumentForKey(deltaE, value, key);
+    }
+    return deltaE;
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "KDCommand.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -16,4 +18,7 @@ struct VLDeviceSettings
     QString weightH;                   // "DEWeightFactor//H"
 
     static VLDeviceSettings fromXml(const QByteArray &xml);
+
+    // "SetDeltaE" carrying the values the file holds; an absent value is left out of the arguments.
+    KDCommandPtr deltaECommand() const;
 };

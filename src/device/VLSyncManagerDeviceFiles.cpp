@@ -357,18 +357,7 @@ void VLSyncManager::installDeviceSettingsFile(const VLSyncFileInfoPtr &file)
         runNextSyncStep();
 
     m_storedDeviceFileIDToSetAsPrefered = preferredDeviceFileIDOfSettings(settings);
-    const KDCommandPtr deltaE = KDCommand::initWithName(QStringLiteral("SetDeltaE"));
-    const QList<std::pair<QString, QString>> arguments{
-        {QStringLiteral("MatchPerformanceTolerance"), settings.matchPerformanceTolerance},
-        {QStringLiteral("PriorityFandeckOffset"), settings.priorityFandeckOffset},
-        {QStringLiteral("DEWeightFactorL"), settings.weightL},
-        {QStringLiteral("DEWeightFactorC"), settings.weightC},
-        {QStringLiteral("DEWeightFactorH"), settings.weightH},
-    };
-    for (const auto &[key, value] : arguments) {
-        if (!value.isNull())
-            setArgumentForKey(deltaE, value, key);
-    }
+    const KDCommandPtr deltaE = settings.deltaECommand();
     sendDeviceCommand(deltaE, &VLSyncManager::deviceSettingsWereSetForDeviceResponse);
 }
 
