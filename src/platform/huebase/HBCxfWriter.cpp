@@ -223,7 +223,7 @@ private:
                 return false;
         }
         // Readers that take one wavelength range for the whole document (ArgyllCMS's cxf2ti3 reads
-        // the first ColorSpecification's) find it in every specification: the CIELAB ones get the
+        // the first ColorSpecification's) find it in every ColorSpecification: the CIELAB ones get the
         // range of the document's first listed spectra, which is what their values were computed
         // over when they came from a spectrum.
         for (const SpecificationContent &content : std::as_const(m_specificationOrder)) {
