@@ -47,6 +47,9 @@ TEST(HBCgatsReader, BadFilesGiveAClearErrorAndNoDocument)
         { "a spectral value that is text", table("SAMPLE_ID SPEC_400 SPEC_410", "1 10 x\n", 1) },
         { "fewer rows than announced, cut off", table("SAMPLE_ID LAB_L LAB_A LAB_B", "1 50 0 0\n", 3).left(150) },
         { "no data format", "CGATS.17\nBEGIN_DATA_FORMAT\nEND_DATA_FORMAT\nBEGIN_DATA\nEND_DATA\n" },
+        // Rows announced with no data section: a few bytes must not become a third of a million colours.
+        { "rows announced, no data section",
+            "CGATS.17\nNUMBER_OF_FIELDS 1\nBEGIN_DATA_FORMAT\nSAMPLE_ID\nEND_DATA_FORMAT\nNUMBER_OF_SETS 333333\n" },
     };
     for (const Case &bad : cases) {
         VLError error;

@@ -83,6 +83,10 @@ public:
         const std::optional<double> sets = number(cmsIT8GetProperty(m_it8, "NUMBER_OF_SETS"));
         if (!sets || *sets < 0 || *sets > std::numeric_limits<int>::max())
             return hbFail(m_error, HBErrorNotCxF3, tr("The CGATS file does not say how many rows it has"));
+        // The library keeps NUMBER_OF_SETS as written even when no data section follows; then it
+        // holds no cells, and the announced rows are not in the file.
+        if (*sets >= 1 && !cmsIT8GetDataRowCol(m_it8, 0, 0))
+            return hbFail(m_error, HBErrorNotCxF3, tr("The CGATS file announces rows but holds no data"));
         readHeader();
         if (!findSpectralColumns())
             return false;
