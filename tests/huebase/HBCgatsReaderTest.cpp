@@ -47,6 +47,13 @@ TEST(HBCgatsReader, BadFilesGiveAClearErrorAndNoDocument)
         { "a spectral value that is text", table("SAMPLE_ID SPEC_400 SPEC_410", "1 10 x\n", 1) },
         { "fewer rows than announced, cut off", table("SAMPLE_ID LAB_L LAB_A LAB_B", "1 50 0 0\n", 3).left(150) },
         { "no data format", "CGATS.17\nBEGIN_DATA_FORMAT\nEND_DATA_FORMAT\nBEGIN_DATA\nEND_DATA\n" },
+        // The library's tables are sized by these; given again, it wrote past them.
+        { "NUMBER_OF_FIELDS given twice",
+            "\nNUMBER_OF_FIELDS 4\nBEGIN_DATA_FORMAT\nS L L B\nEND_DATA_FORMAT\nNUMBER_OF_SETS 2\n"
+            "number_of_fields 8\nBEGIN_DATA\n1 .\n2 D L L @ : <" },
+        { "NUMBER_OF_SETS given twice", table("SAMPLE_ID LAB_L", "1 50\n", 1).replace("BEGIN_DATA\n",
+                                                "NUMBER_OF_SETS 9\nBEGIN_DATA\n") },
+        { "an include of a file on disk", table("SAMPLE_ID LAB_L", "1 50\n", 1).prepend(".include \"/etc/passwd\"\n") },
         // Rows announced with no data section: a few bytes must not become a third of a million colours.
         { "rows announced, no data section",
             "CGATS.17\nNUMBER_OF_FIELDS 1\nBEGIN_DATA_FORMAT\nSAMPLE_ID\nEND_DATA_FORMAT\nNUMBER_OF_SETS 333333\n" },

@@ -265,12 +265,62 @@ bool hbLooksLikeCgats(const QByteArray &data)
         && data.contains("BEGIN_DATA");
 }
 
+namespace {
+
+// Little CMS (2.14) overruns its own tables when a table's NUMBER_OF_FIELDS or NUMBER_OF_SETS is
+// given again after it sized them, and follows ".INCLUDE" to files on disk. Only the first table
+// is read here, so the library gets that table alone, once its header has been checked: each
+// sizing keyword at most once, no include. The words are told apart as the library tells them
+// (case does not matter; a word ends at a blank, a control byte, a non-ASCII byte, '#' or a quote).
+std::optional<QByteArray> firstTableForLibrary(const QByteArray &data, QString *why)
+{
+    if (data.toUpper().contains(".INCLUDE")) {
+        *why = tr("The CGATS file includes other files");
+        return std::nullopt;
+    }
+    const auto wordByte = [](char c) {
+        const auto byte = static_cast<unsigned char>(c);
+        return byte > 32 && byte < 127 && c != '#' && c != '"' && c != '\'';
+    };
+    std::map<QByteArray, int> sizing{{"NUMBER_OF_FIELDS", 0}, {"NUMBER_OF_SETS", 0}, {"BEGIN_DATA_FORMAT", 0}};
+    bool inData = false;
+    for (qsizetype at = 0; at < data.size();) {
+        if (!wordByte(data[at])) {
+            ++at;
+            continue;
+        }
+        qsizetype end = at;
+        while (end < data.size() && wordByte(data[end]))
+            ++end;
+        const QByteArray word = data.mid(at, end - at).toUpper();
+        at = end;
+        if (inData) {
+            if (word == "END_DATA")
+                return data.left(end) + '\n';
+            continue;
+        }
+        if (word == "BEGIN_DATA") {
+            inData = true;
+        } else if (const auto keyword = sizing.find(word); keyword != sizing.end() && ++keyword->second > 1) {
+            *why = tr("The CGATS file gives %1 twice").arg(QString::fromLatin1(word));
+            return std::nullopt;
+        }
+    }
+    return data;
+}
+
+} // namespace
+
 bool hbReadCgats(const QByteArray &data, HBColorDocument *document, HBColorDocumentDelegate *delegate, VLError *error)
 {
     if (data.size() > kMaximumCgatsBytes)
         return hbFail(error, HBErrorNotCxF3, tr("The CGATS file is too large"));
+    QString why;
+    const std::optional<QByteArray> table = firstTableForLibrary(data, &why);
+    if (!table)
+        return hbFail(error, HBErrorNotCxF3, why);
     // Little CMS reads up to a terminating zero in some paths; hand it a copy that has one.
-    const QByteArray text = data + '\0';
+    const QByteArray text = *table + '\0';
     const IT8Ptr it8(cmsIT8LoadFromMem(nullptr, text.constData(), cmsUInt32Number(text.size())));
     if (!it8)
         return hbFail(error, HBErrorNotCxF3, tr("Not a readable CGATS file"));
