@@ -86,6 +86,7 @@ void VelmoraSyncAppDelegate::applicationDidFinishLaunching()
 
     // An accessory application: it lives in the status area and closing its windows ends nothing.
     QApplication::setQuitOnLastWindowClosed(false);
+    qApp->installEventFilter(&m_idleMemory);
     m_isDeviceReady = false;
 
     m_statusItemMenu = vlCreateStatusMenu();
@@ -255,6 +256,7 @@ void VelmoraSyncAppDelegate::runEnded()
         m_watchdog->runEnded();
     m_downloadFraction = -1;
     m_shownPercent = -1;
+    m_idleMemory.releaseSoon();
 }
 
 void VelmoraSyncAppDelegate::syncManagerChangedImage(VLSyncManager *, const QImage &image)

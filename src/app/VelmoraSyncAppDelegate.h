@@ -3,6 +3,7 @@
 #include "KDDevice.h"
 #include "VLSyncManager.h"
 #include "VLDesktopOpener.h"
+#include "VLIdleMemory.h"
 #include "VLSyncManagerDelegate.h"
 #include "VLSyncSummary.h"
 
@@ -105,6 +106,8 @@ public:
     // The end of a sync on the desktop: what changed, with "Show measurements" and, after errors,
     // "Details...". The summary of the last sync, as the notification told it.
     const VLSyncSummary &lastSyncSummary() const { return m_lastSummary; }
+    // Hands freed memory back after a sync or a closed window.
+    VLIdleMemory *idleMemory() { return &m_idleMemory; }
     // The actions of that notification.
     void showMeasurements();
     void showErrorDetails();
@@ -171,4 +174,5 @@ private:
     bool m_filesCountedAtBegin = false;
     QList<VLError> m_lastSyncErrors;
     VLSyncSummary m_lastSummary;
+    VLIdleMemory m_idleMemory;
 };

@@ -12,6 +12,7 @@
 #include "VLUserDefaults.h"
 #include "VelmoraSyncAppDelegate.h"
 #include "VelmoraSyncPreferencesWindowController.h"
+#include "VLSyncWindow.h"
 
 #include <QAction>
 #include <QFile>
@@ -309,6 +310,38 @@ TEST(AppDelegate, EndOfSyncEventsAndTheirFallbacks)
     EXPECT_EQ(analyticsEvents(app.data, QStringLiteral("sync_end_ok")).size(), okBefore + 1);
     EXPECT_EQ(analyticsEvents(app.data, QStringLiteral("sync_end_err")).size(), errBefore);
     EXPECT_EQ(app.alerts->alerts.size(), 1);
+}
+
+TEST(AppDelegate, FreedMemoryGoesBackOnceAfterASyncEndsOrAWindowCloses)
+{
+    LaunchedApp app;
+    VLIdleMemory *memory = app.delegate->idleMemory();
+    memory->setDelayMilliseconds(30);
+    ASSERT_TRUE(QTest::qWaitFor([memory] { return !memory->releasePending(); }));
+    const int before = memory->releases();
+
+    // Two run ends in a row are one quiet moment.
+    app.delegate->syncManagerDidFinishSync(app.delegate->syncManager());
+    app.delegate->syncManagerDidFinishSync(app.delegate->syncManager());
+    EXPECT_TRUE(memory->releasePending());
+    ASSERT_TRUE(QTest::qWaitFor([memory] { return !memory->releasePending(); }));
+    EXPECT_EQ(memory->releases(), before + 1);
+
+    // A window that closes.
+    app.delegate->runPreferencesPanel();
+    QWidget *window = app.delegate->prefsWindowController()->window();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(window));
+    ASSERT_TRUE(QTest::qWaitFor([memory] { return !memory->releasePending(); }));
+    const int opened = memory->releases();
+    window->close();
+    EXPECT_TRUE(memory->releasePending());
+    ASSERT_TRUE(QTest::qWaitFor([memory] { return !memory->releasePending(); }));
+    EXPECT_EQ(memory->releases(), opened + 1);
+
+    // At rest nothing is waiting to run.
+    QTest::qWait(100);
+    EXPECT_FALSE(memory->releasePending());
+    EXPECT_EQ(memory->releases(), opened + 1);
 }
 
 TEST(AppDelegate, ErrorAlertsShowOneAtATime)

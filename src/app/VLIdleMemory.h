@@ -1,0 +1,34 @@
+#pragma once
+
+#include <QObject>
+#include <QTimer>
+
+// Gives memory the program has freed back to the system once it has gone quiet: a while after a
+// sync ends or a window closes. The C library keeps freed memory in its heaps (one per thread
+// that allocated), so a tray program that parsed fandecks on a worker would otherwise sit on
+// megabytes it no longer uses for as long as it runs. One release per quiet moment: each new
+// reason restarts the wait, and nothing runs at rest.
+class VLIdleMemory : public QObject
+{
+    Q_OBJECT
+public:
+    explicit VLIdleMemory(int delayMilliseconds = 2000, QObject *parent = nullptr);
+
+    // Releases after the delay, counted from the last call.
+    void releaseSoon();
+    void setDelayMilliseconds(int delay) { m_timer.setInterval(delay); }
+    bool releasePending() const { return m_timer.isActive(); }
+    int releases() const { return m_releases; }
+
+    // Installed on the application: a window that closes is a reason to release.
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+private:
+    void release();
+
+    QTimer m_timer;
+    int m_releases = 0;
+};
+
+// Hands the free parts of the heap back to the system; the platform's own call for it.
+void vlReleaseFreeHeapMemory();

@@ -1,0 +1,9 @@
+#include "VLIdleMemory.h"
+
+#include <malloc/malloc.h>
+
+void vlReleaseFreeHeapMemory()
+{
+    // All zones, as much as they can give.
+    malloc_zone_pressure_relief(nullptr, 0);
+}
