@@ -5,59 +5,90 @@
 #include <QTimeZone>
 #include <QUrl>
 
+#include <algorithm>
+
 namespace {
 
-QString indent(int level)
+// Everything is appended to one string: a reply of many records is described in one pass, without
+// copying each nested level's text into its parent again.
+void appendIndent(QString &out, int level)
 {
-    return QString(level * 4, QLatin1Char(' '));
+    out.resize(out.size() + level * 4, QLatin1Char(' '));
 }
 
 // Strings that are not a plain word are quoted, as a property-list description would.
-QString quotedIfNeeded(const QString &text)
+void appendQuotedIfNeeded(QString &out, const QString &text)
 {
-    if (text.isEmpty())
-        return QStringLiteral("\"\"");
-    for (QChar c : text) {
-        if (!(c.isLetterOrNumber() || c == QLatin1Char('_') || c == QLatin1Char('.') || c == QLatin1Char('/')))
-            return QLatin1Char('"') + QString(text).replace(QLatin1Char('"'), QStringLiteral("\\\"")) + QLatin1Char('"');
+    const bool plain = !text.isEmpty() && std::all_of(text.cbegin(), text.cend(), [](QChar c) {
+        return c.isLetterOrNumber() || c == QLatin1Char('_') || c == QLatin1Char('.') || c == QLatin1Char('/');
+    });
+    if (plain) {
+        out += text;
+        return;
     }
-    return text;
+    out += QLatin1Char('"');
+    for (QChar c : text) {
+        if (c == QLatin1Char('"'))
+            out += QLatin1Char('\\');
+        out += c;
+    }
+    out += QLatin1Char('"');
 }
 
-QString describe(const QVariant &value, int level, bool nested)
+void describe(QString &out, const QVariant &value, int level, bool nested)
 {
     switch (value.typeId()) {
     case QMetaType::QVariantMap: {
         const QVariantMap map = value.toMap();
-        QString out = QStringLiteral("{\n");
-        for (auto it = map.constBegin(); it != map.constEnd(); ++it)
-            out += indent(level + 1) + quotedIfNeeded(it.key()) + QStringLiteral(" = ")
-                + describe(it.value(), level + 1, true) + QStringLiteral(";\n");
-        return out + indent(level) + QLatin1Char('}');
+        out += QLatin1String("{\n");
+        for (auto it = map.constBegin(); it != map.constEnd(); ++it) {
+            appendIndent(out, level + 1);
+            appendQuotedIfNeeded(out, it.key());
+            out += QLatin1String(" = ");
+            describe(out, it.value(), level + 1, true);
+            out += QLatin1String(";\n");
+        }
+        appendIndent(out, level);
+        out += QLatin1Char('}');
+        return;
     }
     case QMetaType::QVariantList:
     case QMetaType::QStringList: {
         const QVariantList list = value.toList();
-        QString out = QStringLiteral("(\n");
-        for (qsizetype i = 0; i < list.size(); ++i)
-            out += indent(level + 1) + describe(list.at(i), level + 1, true)
-                + (i + 1 < list.size() ? QStringLiteral(",\n") : QStringLiteral("\n"));
-        return out + indent(level) + QLatin1Char(')');
+        out += QLatin1String("(\n");
+        for (qsizetype i = 0; i < list.size(); ++i) {
+            appendIndent(out, level + 1);
+            describe(out, list.at(i), level + 1, true);
+            out += i + 1 < list.size() ? QLatin1String(",\n") : QLatin1String("\n");
+        }
+        appendIndent(out, level);
+        out += QLatin1Char(')');
+        return;
     }
     case QMetaType::QByteArray:
-        return QLatin1Char('<') + QString::fromLatin1(value.toByteArray().toHex()) + QLatin1Char('>');
+        out += QLatin1Char('<') + QString::fromLatin1(value.toByteArray().toHex()) + QLatin1Char('>');
+        return;
     case QMetaType::QDateTime:
-        return value.toDateTime().toTimeZone(QTimeZone::utc()).toString(QStringLiteral("yyyy-MM-dd HH:mm:ss +0000"));
+        out += value.toDateTime().toTimeZone(QTimeZone::utc()).toString(QStringLiteral("yyyy-MM-dd HH:mm:ss +0000"));
+        return;
     case QMetaType::Bool:
-        return value.toBool() ? QStringLiteral("1") : QStringLiteral("0");
+        out += value.toBool() ? QLatin1Char('1') : QLatin1Char('0');
+        return;
     case QMetaType::QUrl:
-        return value.toUrl().toString();
+        out += value.toUrl().toString();
+        return;
     case QMetaType::UnknownType:
-        return QStringLiteral("(null)");
+        out += QLatin1String("(null)");
+        return;
     case QMetaType::QString:
-        return nested ? quotedIfNeeded(value.toString()) : value.toString();
+        if (nested)
+            appendQuotedIfNeeded(out, value.toString());
+        else
+            out += value.toString();
+        return;
     default:
-        return value.toString();
+        out += value.toString();
+        return;
     }
 }
 
@@ -65,5 +96,7 @@ QString describe(const QVariant &value, int level, bool nested)
 
 QString vlDescribe(const QVariant &value)
 {
-    return describe(value, 0, false);
+    QString out;
+    describe(out, value, 0, false);
+    return out;
 }
