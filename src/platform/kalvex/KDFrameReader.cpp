@@ -100,9 +100,14 @@ KDFrameReader::Result KDFrameReader::readFrom(QIODevice *stream)
                         return fail(QStringLiteral("(the payload could not be stored)"));
                     m_payloadRead += quint64(got);
                 } else {
+                    // Only what has arrived: making room for a whole chunk on every read would
+                    // reallocate the growing payload each time a few bytes come in.
+                    const qint64 take = std::min<qint64>(want, stream->bytesAvailable());
+                    if (take <= 0)
+                        return Result::NeedMoreData;
                     const qsizetype offset = m_payload.size();
-                    m_payload.resize(offset + qsizetype(want));
-                    const qint64 got = stream->read(m_payload.data() + offset, want);
+                    m_payload.resize(offset + qsizetype(take));
+                    const qint64 got = stream->read(m_payload.data() + offset, take);
                     m_payload.resize(offset + qsizetype(std::max<qint64>(got, 0)));
                     if (got <= 0)
                         return Result::NeedMoreData;
