@@ -187,6 +187,15 @@ TEST(HBCxfReader, RejectsWhatIsNotACxF3Document)
               "</Creator></FileInformation></CxF>";
     EXPECT_EQ(readError(laughs).code(), HBErrorNotXML);
 
+    // Bytes its declared encoding cannot carry: our error, and nothing from libxml2 on stderr.
+    testing::internal::CaptureStderr();
+    const VLError undecodable = readError("<?xml version=\"1.0\" encoding=\"Shift_JIS\"?>\n"
+                                          "<cc:CxF xmlns:cc=\"http://colorexchangeformat.com/CxF3-core\">"
+                                          "<cc:FileInformation><cc:Creator>\x81\xff\x82</cc:Creator>"
+                                          "</cc:FileInformation></cc:CxF>");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), std::string());
+    EXPECT_EQ(undecodable.code(), HBErrorNotXML);
+
     VLError error;
     EXPECT_FALSE(HBColorDocument::initWithFile(QStringLiteral("/nonexistent/deck.cxf"), nullptr, &error));
     EXPECT_EQ(error.code(), HBErrorFileUnreadable);
