@@ -1,9 +1,11 @@
 #include "TinteraDevices.h"
 
+#include "KDDeviceCenter.h"
 #include "KDDeviceDirectory.h"
 #include "VLFormat.h"
 #include "VLSyncManager.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QEventLoop>
 #include <QPointer>
@@ -39,6 +41,7 @@ bool TinteraDevices::waitUntil(const std::function<bool()> &condition, int timeo
     deadline.setSingleShot(true);
     connect(&deadline, &QTimer::timeout, &loop, &QEventLoop::quit);
     connect(this, &TinteraDevices::deviceArrived, &loop, &QEventLoop::quit);
+    connect(KDDeviceCenter::defaultCenter(), &KDDeviceCenter::settled, &loop, &QEventLoop::quit);
     deadline.start(timeoutMilliseconds);
     while (!condition() && deadline.isActive())
         loop.exec();
@@ -47,7 +50,12 @@ bool TinteraDevices::waitUntil(const std::function<bool()> &condition, int timeo
 
 QList<KDDevicePtr> TinteraDevices::connectedDevices(int timeoutMilliseconds)
 {
-    waitUntil([this] { return m_observer->devices().size() >= socketsInDeviceFolder(); }, timeoutMilliseconds);
+    // Every socket in the folder either becomes a device or is given up on (a device that did not
+    // introduce itself properly): counting devices alone would wait out the whole time for the second.
+    const KDDeviceCenter *center = KDDeviceCenter::defaultCenter();
+    waitUntil([this, center] { return m_observer->devices().size() >= socketsInDeviceFolder() || center->isSettled(); },
+              timeoutMilliseconds);
+    QCoreApplication::processEvents(); // arrivals queued behind the last introduction
     return m_observer->devices();
 }
 
