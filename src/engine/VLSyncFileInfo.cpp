@@ -1,5 +1,7 @@
 #include "VLSyncFileInfo.h"
 
+#include <cmath>
+
 #include "VLDescription.h"
 #include "VLPropertyList.h"
 
@@ -98,7 +100,10 @@ QString VLSyncFileInfo::deviceFileID() const { return stringForKey(kDeviceFileID
 double VLSyncFileInfo::version() const
 {
     const auto it = m_info.constFind(kVersionKey);
-    return it == m_info.constEnd() ? 0.0 : it->toDouble();
+    // A stored real can be NaN or infinite (a binary property list carries any double); such a
+    // version counts as none, as a missing one does, so that comparisons stay ordered.
+    const double version = it == m_info.constEnd() ? 0.0 : it->toDouble();
+    return std::isfinite(version) ? version : 0.0;
 }
 
 qint64 VLSyncFileInfo::byteLength() const

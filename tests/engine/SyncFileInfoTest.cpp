@@ -3,6 +3,8 @@
 #include <QProcess>
 #include <QTemporaryDir>
 
+#include <cmath>
+
 #include <gtest/gtest.h>
 
 TEST(VersionNumber, FollowsTheMajorMinorLetterRule)
@@ -54,6 +56,9 @@ TEST(SyncFileInfo, PropertiesComeFromTheDictionaryWithNeutralFallbacks)
     EXPECT_FALSE(empty->fileURL().isValid());
     EXPECT_FALSE(empty->versionDate().isValid());
     EXPECT_DOUBLE_EQ(empty->version(), 0.0);
+    // A stored version that is no number (a binary property list can hold NaN) counts as none.
+    for (const double stored : {std::nan(""), HUGE_VAL, -HUGE_VAL})
+        EXPECT_DOUBLE_EQ(VLSyncFileInfo::initWithDictionary({{QStringLiteral("Version"), stored}})->version(), 0.0);
 
     const VLSyncFileInfoPtr file = VLSyncFileInfo::initWithDictionary({
         {"FileType", "Firmware"}, {"FileID", "FW-1"}, {"SKU", "SKU1"}, {"Description", "Firmware"},
