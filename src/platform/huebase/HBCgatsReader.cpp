@@ -12,6 +12,7 @@
 #include <QRegularExpression>
 
 #include <cmath>
+#include <iterator>
 #include <limits>
 #include <map>
 #include <memory>
@@ -268,21 +269,18 @@ bool hbLooksLikeCgats(const QByteArray &data)
 namespace {
 
 // Little CMS (2.14) overruns its own tables when a table's NUMBER_OF_FIELDS or NUMBER_OF_SETS is
-// given again after it sized them, and follows ".INCLUDE" to files on disk. Only the first table
+// given again after it sized them, and follows the word ".INCLUDE" to files on disk. Only the first table
 // is read here, so the library gets that table alone, once its header has been checked: each
 // sizing keyword at most once, no include. The words are told apart as the library tells them
 // (case does not matter; a word ends at a blank, a control byte, a non-ASCII byte, '#' or a quote).
 std::optional<QByteArray> firstTableForLibrary(const QByteArray &data, QString *why)
 {
-    if (data.toUpper().contains(".INCLUDE")) {
-        *why = tr("The CGATS file includes other files");
-        return std::nullopt;
-    }
     const auto wordByte = [](char c) {
         const auto byte = static_cast<unsigned char>(c);
         return byte > 32 && byte < 127 && c != '#' && c != '"' && c != '\'';
     };
-    std::map<QByteArray, int> sizing{{"NUMBER_OF_FIELDS", 0}, {"NUMBER_OF_SETS", 0}, {"BEGIN_DATA_FORMAT", 0}};
+    const char *const sizingKeywords[] = {"NUMBER_OF_FIELDS", "NUMBER_OF_SETS", "BEGIN_DATA_FORMAT"};
+    int sizingCounts[std::size(sizingKeywords)] = {};
     bool inData = false;
     for (qsizetype at = 0; at < data.size();) {
         if (!wordByte(data[at])) {
@@ -292,18 +290,27 @@ std::optional<QByteArray> firstTableForLibrary(const QByteArray &data, QString *
         qsizetype end = at;
         while (end < data.size() && wordByte(data[end]))
             ++end;
-        const QByteArray word = data.mid(at, end - at).toUpper();
+        const QByteArrayView word = QByteArrayView(data).sliced(at, end - at);
+        const auto is = [&word](const char *keyword) { return word.compare(keyword, Qt::CaseInsensitive) == 0; };
         at = end;
+        if (is(".INCLUDE")) {
+            *why = tr("The CGATS file includes other files");
+            return std::nullopt;
+        }
         if (inData) {
-            if (word == "END_DATA")
+            if (is("END_DATA"))
                 return data.left(end) + '\n';
             continue;
         }
-        if (word == "BEGIN_DATA") {
+        if (is("BEGIN_DATA")) {
             inData = true;
-        } else if (const auto keyword = sizing.find(word); keyword != sizing.end() && ++keyword->second > 1) {
-            *why = tr("The CGATS file gives %1 twice").arg(QString::fromLatin1(word));
-            return std::nullopt;
+            continue;
+        }
+        for (size_t i = 0; i < std::size(sizingKeywords); ++i) {
+            if (is(sizingKeywords[i]) && ++sizingCounts[i] > 1) {
+                *why = tr("The CGATS file gives %1 twice").arg(QString::fromLatin1(sizingKeywords[i]));
+                return std::nullopt;
+            }
         }
     }
     return data;
