@@ -48,6 +48,7 @@ VLSyncManager::VLSyncManager(const KDDevicePtr &device)
 VLSyncManager::~VLSyncManager()
 {
     m_statusMessage.clear();
+    stopFandeckPrefetch();
     delete m_downloadManager.data();
     m_delegate = nullptr;
     m_memoryFandecks.clear();

@@ -28,6 +28,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <thread>
 
 class HBColorDocument;
 struct VLDeviceSettings;
@@ -290,10 +291,15 @@ private:
     };
     QHash<QString, LoadedFandeckSource> m_loadedFandeckSources;
     // Fandecks parsed on a worker while the device is updated, for the export step that follows.
+    // The worker is joined when the run ends, so it never outlives the run (nor the process's
+    // libraries at exit) however the run ends.
     struct FandeckPrefetch;
     std::shared_ptr<FandeckPrefetch> m_fandeckPrefetch;
     std::mutex m_fandeckPrefetchLock; // the user's export may load while a sync runs
+    std::shared_ptr<FandeckPrefetch> m_fandeckPrefetchRunning; // main thread only, as the worker
+    std::thread m_fandeckPrefetchWorker;
     void prefetchFandecksForExport();
+    void stopFandeckPrefetch();
     QList<KDMeasurementPtr> m_latestMatches;
     QString m_storedDeviceFileIDToSetAsPrefered;
     VLSyncFileInfoPtr m_deviceSettingsBeingApplied;

@@ -73,6 +73,7 @@ void VLSyncManager::endRun()
     }
     if (m_commandManager)
         m_commandManager->cancel();
+    stopFandeckPrefetch();
 }
 
 void VLSyncManager::completeOperation(StepToken token, const std::function<void()> &completion)

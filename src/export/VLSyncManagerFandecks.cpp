@@ -113,6 +113,7 @@ struct VLSyncManager::FandeckPrefetch
     std::mutex lock;
     std::condition_variable finishedChanged;
     bool finished = false;
+    std::atomic<bool> abandoned{false}; // the run ended: stop at the next document
     QHash<QString, Parsed> parsed; // by path
 };
 
@@ -121,6 +122,7 @@ void VLSyncManager::prefetchFandecksForExport()
     // Only worth it when the export step will load them: there are matches to export. The
     // documents are parsed as the load would parse them and handed to it untouched, so the
     // export reads exactly what it would have read; it only no longer waits for the parse.
+    stopFandeckPrefetch();
     if (m_latestMatches.isEmpty() || !m_syncInfo)
         return;
     QStringList paths;
@@ -134,8 +136,11 @@ void VLSyncManager::prefetchFandecksForExport()
         std::lock_guard locker(m_fandeckPrefetchLock);
         m_fandeckPrefetch = prefetch;
     }
-    std::thread([prefetch, paths] {
+    m_fandeckPrefetchRunning = prefetch;
+    m_fandeckPrefetchWorker = std::thread([prefetch, paths] {
         for (const QString &path : paths) {
+            if (prefetch->abandoned)
+                break;
             const FileIdentity identity = fileIdentity(path);
             HBColorDocumentPtr document = HBColorDocument::initWithFile(path, nullptr, nullptr);
             std::lock_guard locker(prefetch->lock);
@@ -145,7 +150,21 @@ void VLSyncManager::prefetchFandecksForExport()
         std::lock_guard locker(prefetch->lock);
         prefetch->finished = true;
         prefetch->finishedChanged.notify_all();
-    }).detach();
+    });
+}
+
+void VLSyncManager::stopFandeckPrefetch()
+{
+    {
+        std::lock_guard locker(m_fandeckPrefetchLock);
+        m_fandeckPrefetch.reset();
+    }
+    // A load already waiting on it gets what was parsed so far and opens the rest itself.
+    if (m_fandeckPrefetchRunning)
+        m_fandeckPrefetchRunning->abandoned = true;
+    m_fandeckPrefetchRunning.reset();
+    if (m_fandeckPrefetchWorker.joinable())
+        m_fandeckPrefetchWorker.join();
 }
 
 VLSyncManager::FandeckSnapshot VLSyncManager::fandeckSnapshot() const

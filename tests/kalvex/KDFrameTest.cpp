@@ -2,8 +2,16 @@
 #include "KDFrameReader.h"
 #include "KDFrameWriter.h"
 #include "KDWireProtocol.h"
+#include "KXObject.h"
+#include "KXTypes.h"
 
 #include <QBuffer>
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QFile>
+#include <QLocalServer>
+#include <QLocalSocket>
+#include <QTemporaryDir>
 #include <QtEndian>
 
 #include <gtest/gtest.h>
@@ -131,4 +139,43 @@ TEST(KDFrames, WriterOutputReadsBack)
     ASSERT_EQ(reader.readFrom(&stream), KDFrameReader::Result::FrameComplete);
     EXPECT_EQ(reader.takeFrame().header.value(KDWire::KindKey), KDWire::KindResponse);
     EXPECT_EQ(reader.readFrom(&stream), KDFrameReader::Result::NeedMoreData);
+}
+
+TEST(KDFrames, APeerThatGoesAwayMidPayloadFailsTheWriterOnce)
+{
+    // A payload from a mapped file goes to a local socket directly; the peer takes a little and
+    // goes away, as a device pulled during an upload does.
+    QTemporaryDir folder;
+    ASSERT_TRUE(folder.isValid());
+    const QString path = folder.filePath("payload.bin");
+    {
+        QFile file(path);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        ASSERT_TRUE(file.resize(16 * 1024 * 1024));
+    }
+    QLocalServer server;
+    ASSERT_TRUE(server.listen(folder.filePath("peer")));
+    QLocalSocket client;
+    client.connectToServer(server.fullServerName());
+    ASSERT_TRUE(client.waitForConnected(5000));
+    ASSERT_TRUE(server.waitForNewConnection(5000));
+    QLocalSocket *peer = server.nextPendingConnection();
+    peer->setReadBufferSize(64 * 1024); // it stops taking bytes: the socket fills up
+
+    KDFrameWriter writer(&client);
+    int failures = 0;
+    QObject::connect(&writer, &KDFrameWriter::failed, [&] { ++failures; });
+    ASSERT_TRUE(writer.enqueue({{KDWire::KindKey, KDWire::KindCommand}, {KDWire::IdKey, 1}},
+                               KDPayload(KXDataWithMappedFileAtPath(path))));
+    QDeadlineTimer deadline(10000);
+    while (peer->bytesAvailable() < 64 * 1024 && !deadline.hasExpired())
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+    ASSERT_FALSE(writer.isIdle());
+    peer->abort();
+
+    while (failures == 0 && !deadline.hasExpired())
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+    for (int i = 0; i < 5; ++i)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    EXPECT_EQ(failures, 1);
 }
