@@ -354,16 +354,19 @@ private:
             return inconsistent(label,
                                 tr("the spectrum starts at %1 nm, off the %2 nm grid").arg(*start).arg(gridStep));
 
-        QList<double> values;
-        values.reserve(64);
+        // Parsed into one reused buffer, then kept at their exact size: a fandeck holds thousands
+        // of spectra for as long as it stays loaded.
+        QList<double> &scratch = m_spectrumScratch;
+        scratch.clear();
         const xmlNode *text = spectrum->children;
         bool parsed = false;
         if (text && !text->next && text->type == XML_TEXT_NODE)
-            parsed = parseNumberList(hbXmlChars(text->content), &values);
+            parsed = parseNumberList(hbXmlChars(text->content), &scratch);
         else
-            parsed = parseNumberList(hbTextContent(spectrum).constData(), &values);
+            parsed = parseNumberList(hbTextContent(spectrum).constData(), &scratch);
         if (!parsed)
             return inconsistent(label, tr("the spectrum holds a value that is not a number"));
+        QList<double> values(scratch.cbegin(), scratch.cend());
         if (values.isEmpty()) {
             skip(tr("Colour \"%1\": an empty spectrum was left out").arg(label));
             return true;
@@ -480,6 +483,7 @@ private:
     HBColorDocumentDelegate *m_delegate;
     VLError *m_error;
     QHash<QString, ColourSpec> m_specifications;
+    QList<double> m_spectrumScratch;
     QMap<QString, int> m_skippedValueCounts;
 };
 
