@@ -35,10 +35,6 @@ fail() { echo "FAILED: $*"; tail -n 30 "$work/app.log" 2>/dev/null || true; exit
 
 # Resident memory in MB, from /proc.
 rss() { awk '/^VmRSS:/ {printf "%.1f", $2 / 1024}' "/proc/$1/status"; }
-# Context switches of all the process's threads: each one is a wake-up (or a preemption).
-switches() {
-  cat /proc/"$1"/task/*/status 2>/dev/null | awk '/^(voluntary|nonvoluntary)_ctxt_switches:/ {n += $2} END {print n}'
-}
 threads() { ls /proc/"$1"/task | wc -l; }
 
 Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp 3>"$work/display" >"$work/xvfb.log" 2>&1 &
@@ -108,23 +104,28 @@ echo "after the export: $(rss "$app") MB resident, $(threads "$app") threads"
 
 # Settling: what was started by the activity ends (freed memory handed back a moment after the last
 # window closes; Qt's pixmap cache and its thread pool let go of idle entries and threads after 30 s).
-settle_start=$(switches "$app")
-sleep 35
-echo "wake-ups while settling (35 s after the last window closed): $(($(switches "$app") - settle_start))"
-rest_rss=$(rss "$app")
-# Per thread, to tell who wakes.
+# Per thread, by thread id: a thread that ends meanwhile takes its count with it, so totals of two
+# moments are compared thread by thread (a new thread counts from zero).
 per_thread() {
   for t in /proc/"$1"/task/*; do
-    echo "$(cat "$t/comm") $(awk '/^(voluntary|nonvoluntary)_ctxt_switches:/ {n += $2} END {print n}' "$t/status")"
+    echo "${t##*/} $(cat "$t/comm" 2>/dev/null | tr ' ' _) $(awk '/^(voluntary|nonvoluntary)_ctxt_switches:/ {n += $2} END {print n + 0}' "$t/status" 2>/dev/null)"
   done
 }
+# Wake-ups between two snapshots: the total, then a line per thread that woke.
+wakeups_between() {
+  awk 'NR == FNR {before[$1] = $3; next} {d = $3 - before[$1]; total += d; if (d) lines = lines "  thread " $2 ": " d " wake-ups\n"}
+       END {print total + 0; printf "%s", lines}' "$1" "$2"
+}
+per_thread "$app" >"$work/settle-start"
+sleep 35
 per_thread "$app" >"$work/before"
-before=$(switches "$app")
+echo "wake-ups while settling (35 s after the last window closed, threads that ended not counted):" \
+  "$(wakeups_between "$work/settle-start" "$work/before" | head -n 1)"
+rest_rss=$(rss "$app")
 sleep 30
-after=$(switches "$app")
 per_thread "$app" >"$work/after"
-wakeups=$((after - before))
-paste "$work/before" "$work/after" | awk '$4 != $2 {print "  thread " $1 ": " $4 - $2 " wake-ups"}'
+wakeups=$(wakeups_between "$work/before" "$work/after" | head -n 1)
+wakeups_between "$work/before" "$work/after" | tail -n +2
 
 echo "resident at start (after the first look): $start_rss MB"
 echo "resident at rest after $syncs syncs, the preferences window and an export: $rest_rss MB (goal <= 45 MB): \
