@@ -1,5 +1,7 @@
 #include "VLDeviceSettings.h"
 
+#include "VLQuietXmlErrors.h"
+
 #include "KDCommandArgumentForKey.h"
 
 #include <libxml/parser.h>
@@ -46,7 +48,9 @@ VLDeviceSettings VLDeviceSettings::fromXml(const QByteArray &xml)
     VLDeviceSettings settings;
     if (xml.isEmpty() || xml.size() > std::numeric_limits<int>::max())
         return settings;
-    // No network access and no entity expansion: the file comes from outside.
+    // No network access and no entity expansion: the file comes from outside. What is wrong with it
+    // is the caller's to report (unparsed), not libxml2's on stderr.
+    const VLQuietXmlErrors quiet;
     std::unique_ptr<xmlDoc, DocumentDeleter> document(
         xmlReadMemory(xml.constData(), int(xml.size()), nullptr, nullptr, XML_PARSE_NONET | XML_PARSE_NOERROR
                                                                              | XML_PARSE_NOWARNING));

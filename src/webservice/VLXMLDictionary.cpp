@@ -1,12 +1,13 @@
 #include "VLXMLDictionary.h"
 
+#include "VLQuietXmlErrors.h"
+
 #include <QHash>
 #include <QString>
 #include <QVarLengthArray>
 
 #include <libxml/parser.h>
 #include <libxml/tree.h>
-#include <libxml/xmlerror.h>
 
 #include <cstdint>
 #include <cstring>
@@ -206,10 +207,6 @@ bool DictionaryForNode(xmlNode *node, NodeDictionary *parentDictionary, NodeDict
     return true;
 }
 
-void ignoreParserError(void *, xmlErrorPtr)
-{
-}
-
 } // namespace
 
 QVariantMap VLXMLDictionaryForXMLData(const char *bytes, qsizetype length)
@@ -219,11 +216,11 @@ QVariantMap VLXMLDictionaryForXMLData(const char *bytes, qsizetype length)
 
     // Malformed replies are expected and handled by recovery; libxml2 would print every
     // complaint on stderr, so its error channel is muted for this thread while parsing.
-    const xmlStructuredErrorFunc previousHandler = xmlStructuredError;
-    void *const previousContext = xmlStructuredErrorContext;
-    xmlSetStructuredErrorFunc(nullptr, ignoreParserError);
-    xmlDoc *document = xmlReadMemory(bytes, int(length), "", nullptr, XML_PARSE_RECOVER);
-    xmlSetStructuredErrorFunc(previousContext, previousHandler);
+    xmlDoc *document = nullptr;
+    {
+        const VLQuietXmlErrors quiet;
+        document = xmlReadMemory(bytes, int(length), "", nullptr, XML_PARSE_RECOVER);
+    }
     if (!document)
         return {};
 

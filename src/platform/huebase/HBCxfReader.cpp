@@ -6,6 +6,7 @@
 #include "HBErrors.h"
 #include "HBXml.h"
 #include "TX350CustomResource.h"
+#include "VLQuietXmlErrors.h"
 
 #include <libxml/parser.h>
 
@@ -499,7 +500,7 @@ bool hbReadCxf3(const QByteArray &data, HBColorDocument *document, HBColorDocume
     xmlParserCtxt *context = xmlNewParserCtxt();
     if (!context)
         return hbFail(error, HBErrorNotXML, tr("Out of memory"));
-    const HBQuietXmlErrors quiet;
+    const VLQuietXmlErrors quiet;
     const HBXmlDocPtr parsed(xmlCtxtReadMemory(context, data.constData(), int(data.size()), nullptr, nullptr,
                                                XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING |
                                                    XML_PARSE_NOBLANKS));

@@ -64,20 +64,3 @@ void hbEnsureXmlInitialized()
     std::call_once(once, [] { xmlInitParser(); });
 }
 
-namespace {
-void ignoreXmlError(void *, xmlErrorPtr)
-{
-}
-} // namespace
-
-HBQuietXmlErrors::HBQuietXmlErrors()
-    : m_previousHandler(xmlStructuredError)
-    , m_previousContext(xmlStructuredErrorContext)
-{
-    xmlSetStructuredErrorFunc(nullptr, ignoreXmlError);
-}
-
-HBQuietXmlErrors::~HBQuietXmlErrors()
-{
-    xmlSetStructuredErrorFunc(m_previousContext, m_previousHandler);
-}

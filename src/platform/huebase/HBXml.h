@@ -3,7 +3,6 @@
 // libxml2 helpers shared by the CxF3 reader and writer and the custom resources.
 
 #include <libxml/tree.h>
-#include <libxml/xmlerror.h>
 
 #include <QByteArray>
 #include <QString>
@@ -132,18 +131,3 @@ bool hbIsNCName(const QString &name);
 // Makes sure libxml2 is initialised once before threads use it.
 void hbEnsureXmlInitialized();
 
-// While it lives, libxml2 reports nothing on this thread's stderr: the callers say what went wrong
-// in their own errors. Parser options mute the parser's complaints, but not those of the input
-// layer (an encoding that cannot be converted), which go to the thread's error channel.
-class HBQuietXmlErrors
-{
-public:
-    HBQuietXmlErrors();
-    ~HBQuietXmlErrors();
-    HBQuietXmlErrors(const HBQuietXmlErrors &) = delete;
-    HBQuietXmlErrors &operator=(const HBQuietXmlErrors &) = delete;
-
-private:
-    xmlStructuredErrorFunc m_previousHandler;
-    void *m_previousContext;
-};
