@@ -12,6 +12,7 @@
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
+#include <malloc.h>
 #include <unistd.h>
 #include <map>
 #include <string>
@@ -68,6 +69,23 @@ void BM_LookUpEveryColourByNumber(benchmark::State &state)
     state.SetItemsProcessed(state.iterations() * queries.size());
 }
 BENCHMARK(BM_LookUpEveryColourByNumber)->Unit(benchmark::kMillisecond);
+
+// What a loaded fandeck holds on the heap per colour, with the look-up index the export builds:
+// the manager keeps its fandecks loaded between syncs, so this is memory of the program at rest.
+void BM_HeapHeldPerColour(benchmark::State &state)
+{
+    const QByteArray &bytes = fandeckBytes();
+    for (auto _ : state) {
+        malloc_trim(0);
+        const size_t before = mallinfo2().uordblks;
+        HBColorDocumentPtr document = HBColorDocument::initWithData(bytes, nullptr, nullptr);
+        document->colorsWithAttributes({{HBColorNumberAttributeKey, QStringLiteral("0")}});
+        const size_t after = mallinfo2().uordblks;
+        state.counters["heap_bytes_per_colour"] = double(after - before) / kColours;
+        benchmark::DoNotOptimize(document);
+    }
+}
+BENCHMARK(BM_HeapHeldPerColour)->Unit(benchmark::kMillisecond)->Iterations(3);
 
 // Prints the load-to-parse ratio under the usual table.
 class RatioReporter : public benchmark::ConsoleReporter
