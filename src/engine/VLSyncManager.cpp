@@ -6,6 +6,7 @@
 #include "VLPropertyList.h"
 #include "VLSyncInfo.h"
 
+#include <QCoreApplication>
 #include <QFile>
 #include <QHash>
 
@@ -43,6 +44,10 @@ VLSyncManager::VLSyncManager(const KDDevicePtr &device)
     : m_serialNumber(device->serialNumber())
     , m_device(device)
 {
+    // Managers live as long as the process, and a program that quits in the middle of a run does
+    // not end the run: a fandeck parse still going on a worker must not outlive the event loop.
+    if (QCoreApplication *application = QCoreApplication::instance())
+        connect(application, &QCoreApplication::aboutToQuit, this, [this] { stopFandeckPrefetch(); });
 }
 
 VLSyncManager::~VLSyncManager()
