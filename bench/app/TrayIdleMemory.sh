@@ -20,6 +20,7 @@ pids=()
 cleanup() {
   for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done
   for pid in "${pids[@]}"; do wait "$pid" 2>/dev/null || true; done
+  [ -z "${TRAY_IDLE_LOG:-}" ] || cp "$work/app.log" "$TRAY_IDLE_LOG" 2>/dev/null || true
   rm -rf "$work"
 }
 trap cleanup EXIT
@@ -74,21 +75,62 @@ open_preferences() {
   sleep 0.6
   xdotool key Down Down Return
   sleep 1.0
+  prefs=$(open_windows)
+  [ -n "$prefs" ] || { [ -z "${TRAY_IDLE_SHOT:-}" ] || import -window root "$TRAY_IDLE_SHOT"; fail "the preferences window did not open"; }
+  prefs=${prefs%%$'\n'*}
+}
+# The confirmation the preferences window shows over itself, closed with Escape. With no window
+# manager the focus does not move to it by itself.
+close_confirmation() {
+  local box
+  box=$(open_windows | grep -vx "$prefs" || true)
+  [ -n "$box" ] || fail "no confirmation is shown"
+  xdotool windowfocus --sync "${box%%$'\n'*}" key Escape
+  wait_for 3 test "$(open_windows)" = "$prefs" || { [ -z "${TRAY_IDLE_SHOT:-}" ] || import -window root "$TRAY_IDLE_SHOT"; fail "the confirmation did not close"; }
+}
+# The program's own windows other than the tray icon, one id per line.
+open_windows() {
+  xdotool search --onlyvisible --classname VelmoraSync 2>/dev/null | while read -r w; do
+    xdotool getwindowgeometry "$w" 2>/dev/null | grep -q "Geometry: 22x" || echo "$w"
+  done
+}
+# A sync ends with a message drawn over the tray icon. A user who wants the menu clicks it away,
+# which shows the measurements; with no file manager here, a box tells where they are, and OK closes it.
+dismiss_sync_message() {
+  local box
+  wait_for 3 test -n "$(open_windows)" || return 0
+  xdotool mousemove "$iconX" "$iconY" click 1
+  sleep 0.5
+  box=$(open_windows)
+  box=${box%%$'\n'*}
+  [ -z "$box" ] || xdotool windowfocus --sync "$box" key Return
+  wait_for 3 test -z "$(open_windows)" || {
+    for w in $(open_windows); do echo "open: $(xdotool getwindowname "$w") $(xdotool getwindowgeometry "$w" | grep Geometry)"; done
+    fail "the message or the box after the sync did not close"
+  }
+}
+# Ctrl+W closes it (it is no dialog: Escape leaves it open), given the focus first.
+close_preferences() {
+  xdotool windowfocus --sync "$prefs" key ctrl+w
+  wait_for 3 test -z "$(open_windows)" || {
+    for w in $(open_windows); do echo "open: $(xdotool getwindowname "$w") $(xdotool getwindowgeometry "$w" | grep Geometry)"; done
+    fail "the preferences window did not close"
+  }
 }
 ended() { [ "$(cat "$events" 2>/dev/null | grep -c '"name":"sync_end_')" -ge "$1" ]; }
 for i in $(seq "$syncs"); do
   # The running instance is found by its data folder.
   TINTERA_DATA_DIR="$data" timeout 20 "$program" "x-tintera-sync://sync" >/dev/null 2>&1 || true
   wait_for 240 ended "$i" || fail "sync $i did not end"
+  dismiss_sync_message
   # The preferences window, opened from the menu and closed again.
   open_preferences
-  xdotool key Escape
-  sleep 0.3
+  close_preferences
   echo "after sync $i: $(rss "$app") MB resident, $(threads "$app") threads"
 done
 
 # An export as a user makes it: Alt+E in the preferences window opens the save panel in the
-# documents folder with a suggested name, Return takes it; Escape closes the confirmation and the
+# documents folder with a suggested name, Return takes it; Escape closes the confirmation, Ctrl+W the
 # window.
 open_preferences
 xdotool key alt+e
@@ -97,9 +139,8 @@ xdotool key Return
 exported() { find "$HOME/Documents" -name "*.cxf" | grep -q .; }
 wait_for 60 exported || fail "the export wrote nothing"
 sleep 0.5
-xdotool key Escape
-sleep 0.3
-xdotool key Escape
+close_confirmation
+close_preferences
 echo "after the export: $(rss "$app") MB resident, $(threads "$app") threads"
 
 # Settling: what was started by the activity ends (freed memory handed back a moment after the last
@@ -122,6 +163,8 @@ per_thread "$app" >"$work/before"
 echo "wake-ups while settling (35 s after the last window closed, threads that ended not counted):" \
   "$(wakeups_between "$work/settle-start" "$work/before" | head -n 1)"
 rest_rss=$(rss "$app")
+# Where the resident memory is, mapping by mapping, for a closer look.
+[ -z "${TRAY_IDLE_SMAPS:-}" ] || cat "/proc/$app/smaps" >"$TRAY_IDLE_SMAPS"
 sleep 30
 per_thread "$app" >"$work/after"
 wakeups=$(wakeups_between "$work/before" "$work/after" | head -n 1)

@@ -370,7 +370,10 @@ void VelmoraSyncPreferencesWindowController::showExportConfirmation(const QStrin
         box->setInformativeText(error.isNull() ? tr("No measurement on the device could be matched to an installed fandeck.")
                                                : error.localizedDescription());
     QPushButton *showInFolder = written ? box->addButton(tr("Show in Folder"), QMessageBox::ActionRole) : nullptr;
-    box->setDefaultButton(box->addButton(tr("OK"), QMessageBox::AcceptRole));
+    QPushButton *ok = box->addButton(tr("OK"), QMessageBox::AcceptRole);
+    box->setDefaultButton(ok);
+    // With a second button the box no longer picks an escape button itself; Escape means OK here.
+    box->setEscapeButton(ok);
     connect(box, &QMessageBox::buttonClicked, this, [this, showInFolder, document](QAbstractButton *button) {
         if (showInFolder && button == showInFolder)
             showExportedFileInFolder(document);

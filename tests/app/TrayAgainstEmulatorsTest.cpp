@@ -115,6 +115,8 @@ TEST(TrayAgainstEmulators, ARefusedFandeckStallsIntoAnErrorAndTheNextSyncSaysWha
                 showInFolder = button;
         }
         ASSERT_NE(showInFolder, nullptr);
+        ASSERT_NE(confirmation->escapeButton(), nullptr);
+        EXPECT_EQ(confirmation->escapeButton()->text(), "OK") << "Escape closes the box without opening the folder";
         showInFolder->click();
         EXPECT_EQ(shownFolders, QStringList{out.filePath("Mine")});
     }
