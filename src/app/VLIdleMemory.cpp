@@ -27,5 +27,6 @@ bool VLIdleMemory::eventFilter(QObject *watched, QEvent *event)
 void VLIdleMemory::release()
 {
     ++m_releases;
+    emit aboutToRelease();
     vlReleaseFreeHeapMemory();
 }

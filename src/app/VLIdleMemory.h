@@ -23,6 +23,10 @@ public:
     // Installed on the application: a window that closes is a reason to release.
     bool eventFilter(QObject *watched, QEvent *event) override;
 
+signals:
+    // The moment to drop what the program keeps only to save work later, before the heap is handed back.
+    void aboutToRelease();
+
 private:
     void release();
 

@@ -87,6 +87,14 @@ void VelmoraSyncAppDelegate::applicationDidFinishLaunching()
     // An accessory application: it lives in the status area and closing its windows ends nothing.
     QApplication::setQuitOnLastWindowClosed(false);
     qApp->installEventFilter(&m_idleMemory);
+    // At rest the fandecks the last export parsed are megabytes nobody reads: every export loads them
+    // again. While the preferences window is open the user may export from it, so they stay until it closes.
+    connect(&m_idleMemory, &VLIdleMemory::aboutToRelease, this, [this] {
+        const bool mayExport = m_prefsWindowController && m_prefsWindowController->window()
+                               && m_prefsWindowController->window()->isVisible();
+        if (m_syncManager && !mayExport)
+            m_syncManager->releaseLoadedFandecks();
+    });
     m_isDeviceReady = false;
 
     m_statusItemMenu = vlCreateStatusMenu();

@@ -224,6 +224,10 @@ public:
     // and waits for it; answers what that exported. Exports that overlap take turns.
     VLMatchRecordList loadFandecksAndExportMatches(const VLExportParameters &parameters);
     QList<QSharedPointer<HBColorDocument>> memoryFandecks() const { return m_memoryFandecks; }
+    // Lets go of the documents the last load left in memory, unless a run or an export may still
+    // read them; answers whether it did. Every export loads its fandecks afresh, so all this costs
+    // is the next export's parse of the files.
+    bool releaseLoadedFandecks();
 
 private:
     using ResponseMethod = void (VLSyncManager::*)(const KDDevicePtr &, const KDCommandResponsePtr &);

@@ -283,6 +283,21 @@ void VLSyncManager::loadFandecksIntoMemoryWithDecks(const VLSyncFileList &decks,
     }
 }
 
+bool VLSyncManager::releaseLoadedFandecks()
+{
+    // A run's export step, or the documents parsed ahead for it, may be on their way.
+    if (isInSync() || m_isJustGatheringPreliminaryInfo)
+        return false;
+    // An export holds the lock from its load until it has written what it read.
+    if (!m_memoryFandecksLock.tryLock())
+        return false;
+    m_memoryFandecks.clear();
+    m_deviceFileIDToMemoryFandeckMap.clear();
+    m_loadedFandeckSources.clear();
+    m_memoryFandecksLock.unlock();
+    return true;
+}
+
 void VLSyncManager::runExportMatchStep()
 {
     const QList<KDMeasurementPtr> matches = m_latestMatches;

@@ -1,4 +1,6 @@
 #include "AppTestSupport.h"
+#include "Catalog.h"
+#include "HBColorDocument.h"
 #include "LaunchedApp.h"
 #include "KDScriptedDevice.h"
 #include "RecordingAlerts.h"
@@ -8,6 +10,7 @@
 #include "VLLoginItem.h"
 #include "VLProgressStatusItem.h"
 #include "VLStatusMenu.h"
+#include "VLSyncInfo.h"
 #include "VLSyncManager.h"
 #include "VLUserDefaults.h"
 #include "VelmoraSyncAppDelegate.h"
@@ -15,6 +18,7 @@
 #include "VLSyncWindow.h"
 
 #include <QAction>
+#include <QDir>
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -342,6 +346,44 @@ TEST(AppDelegate, FreedMemoryGoesBackOnceAfterASyncEndsOrAWindowCloses)
     QTest::qWait(100);
     EXPECT_FALSE(memory->releasePending());
     EXPECT_EQ(memory->releases(), opened + 1);
+}
+
+// Fandecks the last export parsed are let go at rest, but not while the user may export from the
+// preferences window.
+TEST(AppDelegate, LoadedFandecksGoAtRestOnceThePreferencesWindowIsClosed)
+{
+    LaunchedApp app;
+    KDScriptedDevice device(freshSerial(), deviceAttributes());
+    app.plugIn(device);
+    VLSyncManager *manager = app.delegate->syncManager();
+    ASSERT_NE(manager, nullptr);
+    const QString folder = manager->pathForGlobalFandecksFolder() + QStringLiteral("/FD-1");
+    ASSERT_TRUE(QDir().mkpath(folder));
+    QFile payload(folder + QStringLiteral("/payload.cxf"));
+    ASSERT_TRUE(payload.open(QIODevice::WriteOnly));
+    payload.write(largeFandeckData(3));
+    payload.close();
+    manager->syncInfo()->setLocalFiles({VLSyncFileInfo::initWithDictionary(
+        {{"FileType", "Fandeck"}, {"FileID", "FD-1"}, {"SKU", "FD-1"}, {"VersionString", "1.0"}})});
+
+    VLIdleMemory *memory = app.delegate->idleMemory();
+    memory->setDelayMilliseconds(30);
+    app.delegate->runPreferencesPanel();
+    QWidget *window = app.delegate->prefsWindowController()->window();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(window));
+    manager->loadFandecksIntoMemory();
+    ASSERT_EQ(manager->memoryFandecks().size(), 1);
+    memory->releaseSoon();
+    ASSERT_TRUE(QTest::qWaitFor([memory] { return !memory->releasePending(); }));
+    EXPECT_EQ(manager->memoryFandecks().size(), 1) << "the window is open: an export may follow";
+
+    window->close();
+    ASSERT_TRUE(QTest::qWaitFor([memory] { return !memory->releasePending(); }));
+    EXPECT_TRUE(manager->memoryFandecks().isEmpty());
+    // The next export reads the file again.
+    manager->loadFandecksIntoMemory();
+    ASSERT_EQ(manager->memoryFandecks().size(), 1);
+    EXPECT_EQ(manager->memoryFandecks().first()->colors().size(), 3);
 }
 
 TEST(AppDelegate, ErrorAlertsShowOneAtATime)

@@ -77,5 +77,13 @@ TEST(FandeckLoading, KeepsTheRecordsOrderAndLeavesOutWhatCannotBeOpened)
     EXPECT_EQ(reloaded.at(1), held.at(1));
     EXPECT_NE(reloaded.at(3), held.at(2));
     EXPECT_EQ(reloaded.at(6), held.at(5));
+
+    // Once let go, every file is read again, to the same result.
+    ASSERT_TRUE(manager->releaseLoadedFandecks());
+    EXPECT_TRUE(manager->memoryFandecks().isEmpty());
+    manager->loadFandecksIntoMemory();
+    ASSERT_EQ(manager->memoryFandecks().size(), 7);
+    EXPECT_NE(manager->memoryFandecks().at(0), reloaded.at(0));
+    EXPECT_EQ(manager->memoryFandecks().at(3)->colors().size(), 12);
     manager->deviceBecameUnavailable();
 }
