@@ -71,7 +71,8 @@ void BM_LookUpEveryColourByNumber(benchmark::State &state)
 BENCHMARK(BM_LookUpEveryColourByNumber)->Unit(benchmark::kMillisecond);
 
 // What a loaded fandeck holds on the heap per colour, with the look-up index the export builds:
-// the manager keeps its fandecks loaded between syncs, so this is memory of the program at rest.
+// the peak of an export, and what the tray holds while its preferences window is open (it lets
+// the fandecks go at rest).
 void BM_HeapHeldPerColour(benchmark::State &state)
 {
     const QByteArray &bytes = fandeckBytes();
