@@ -14,6 +14,8 @@
 #include <QSaveFile>
 #include <QThread>
 
+#include <memory>
+
 using namespace KDCommandArgumentForKey;
 
 VLExportController::VLExportController(VLSyncManager *syncManager, QObject *parent)
@@ -124,17 +126,25 @@ void VLExportController::exportAll()
 {
     if (m_finished)
         return; // a late completion of the command queue after the export ended
-    // The worker takes copies of what it needs and holds the controller only weakly: closing the
+    // The worker takes copies of what it needs and does not touch the controller: closing the
     // export sheet may delete the controller while the fandecks still load. The sync manager lives
     // as long as the process.
     WritingJob job{m_syncManager.data(), m_matches, m_audioFileNames, documentPath(), m_format};
-    const QPointer<VLExportController> controller(this);
-    QThread *worker = QThread::create([job = std::move(job), controller] { loadFandecksThenExport(job, controller); });
+    auto records = std::make_shared<VLMatchRecordList>();
+    QThread *worker = QThread::create([job = std::move(job), records] { *records = loadFandecksThenExport(job); });
+    // The finish is reported once the worker has ended, not while it is still unwinding: a program
+    // that quits on the report must not exit under a live thread. A deleted controller drops this
+    // connection; the worker then only deletes itself.
+    connect(worker, &QThread::finished, this, [this, worker, records] {
+        worker->wait();
+        m_exportedRecords = *records;
+        sendFinishDelegateWithError(VLError());
+    });
     connect(worker, &QThread::finished, worker, &QObject::deleteLater);
     worker->start();
 }
 
-void VLExportController::loadFandecksThenExport(const WritingJob &job, const QPointer<VLExportController> &controller)
+VLMatchRecordList VLExportController::loadFandecksThenExport(const WritingJob &job)
 {
     const QString exportAudio = QFileInfo(job.documentPath).absolutePath() + QStringLiteral("/Audio");
     if (!job.audioFileNames.isEmpty())
@@ -145,13 +155,7 @@ void VLExportController::loadFandecksThenExport(const WritingJob &job, const QPo
     const QString audioFolder = job.syncManager ? job.syncManager->pathForGlobalAutoSyncMatchesAudioFolder() : QString();
     for (const QString &name : job.audioFileNames)
         QFile::copy(audioFolder + QLatin1Char('/') + name, exportAudio + QLatin1Char('/') + name);
-    // The controller is looked at only on the main thread, where it is deleted.
-    QMetaObject::invokeMethod(QCoreApplication::instance(), [controller, &records] {
-        if (!controller)
-            return;
-        controller->m_exportedRecords = records;
-        controller->sendFinishDelegateWithError(VLError());
-    }, Qt::BlockingQueuedConnection);
+    return records;
 }
 
 void VLExportController::sendFinishDelegateWithError(const VLError &error)

@@ -63,7 +63,7 @@ private:
         QString documentPath;
         VLMatchExportFormat format = VLMatchExportFormat::CxF3;
     };
-    static void loadFandecksThenExport(const WritingJob &job, const QPointer<VLExportController> &controller);
+    static VLMatchRecordList loadFandecksThenExport(const WritingJob &job);
     void sendFinishDelegateWithError(const VLError &error);
 
     QPointer<VLSyncManager> m_syncManager;
