@@ -47,7 +47,7 @@ VLSyncManager::VLSyncManager(const KDDevicePtr &device)
     // Managers live as long as the process, and a program that quits in the middle of a run does
     // not end the run: a fandeck parse still going on a worker must not outlive the event loop.
     if (QCoreApplication *application = QCoreApplication::instance())
-        connect(application, &QCoreApplication::aboutToQuit, this, [this] { stopFandeckPrefetch(); });
+        connect(application, &QCoreApplication::aboutToQuit, this, [this] { finishExportsForQuit(); });
 }
 
 VLSyncManager::~VLSyncManager()

@@ -24,6 +24,8 @@
 #include <QSharedPointer>
 #include <QVariantMap>
 
+#include <atomic>
+#include <condition_variable>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -228,6 +230,10 @@ public:
     // read them; answers whether it did. Every export loads its fandecks afresh, so all this costs
     // is the next export's parse of the files.
     bool releaseLoadedFandecks();
+    // For a program that quits: exports stop loading at the next fandeck and write nothing, and this
+    // returns once no export worker uses the manager any more. A worker already waiting for the main
+    // thread to write what it loaded is served first. Main thread.
+    void finishExportsForQuit();
 
 private:
     using ResponseMethod = void (VLSyncManager::*)(const KDDevicePtr &, const KDCommandResponsePtr &);
@@ -302,6 +308,14 @@ private:
     std::mutex m_fandeckPrefetchLock; // the user's export may load while a sync runs
     std::shared_ptr<FandeckPrefetch> m_fandeckPrefetchRunning; // main thread only, as the worker
     std::thread m_fandeckPrefetchWorker;
+    // Export workers that have entered the manager, so that quitting can wait for them.
+    std::mutex m_exportsLock;
+    std::condition_variable m_exportsChanged;
+    int m_exportsRunning = 0;
+    std::atomic<bool> m_quitting{false};
+    // Receives the export workers' calls to the main thread (the inventory copy, the writing) and
+    // nothing else: quitting delivers those alone.
+    QObject m_exportCalls;
     void prefetchFandecksForExport();
     void stopFandeckPrefetch();
     QList<KDMeasurementPtr> m_latestMatches;

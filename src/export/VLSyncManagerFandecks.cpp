@@ -9,16 +9,19 @@
 #include "VLSecondsSince1970.h"
 #include "VLSyncInfo.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QMutexLocker>
+#include <QScopeGuard>
 #include <QThread>
 
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <thread>
 #include <vector>
@@ -183,7 +186,7 @@ VLSyncManager::FandeckSnapshot VLSyncManager::fandeckSnapshot() const
     if (QThread::currentThread() == thread())
         take();
     else
-        QMetaObject::invokeMethod(const_cast<VLSyncManager *>(this), take, Qt::BlockingQueuedConnection);
+        QMetaObject::invokeMethod(const_cast<QObject *>(&m_exportCalls), take, Qt::BlockingQueuedConnection);
     return snapshot;
 }
 
@@ -227,7 +230,7 @@ void VLSyncManager::loadFandecksIntoMemoryWithDecks(const VLSyncFileList &decks,
     }
     std::atomic<qsizetype> next{0};
     const auto open = [&] {
-        for (qsizetype i = next++; i < decks.size(); i = next++) {
+        for (qsizetype i = next++; i < decks.size() && !m_quitting; i = next++) {
             const VLSyncFileInfoPtr &record = decks.at(i);
             if (!vlIsPlainPathComponent(record->SKU()))
                 continue;
@@ -325,12 +328,42 @@ VLMatchRecordList VLSyncManager::loadFandecksAndExportMatches(const VLExportPara
 {
     // The user's export and the sync's export step each load into the same list and map: one at a
     // time, from the load until the export that reads them is done.
+    {
+        std::lock_guard locker(m_exportsLock);
+        ++m_exportsRunning;
+    }
+    const auto left = qScopeGuard([this] {
+        std::lock_guard locker(m_exportsLock);
+        --m_exportsRunning;
+        m_exportsChanged.notify_all();
+    });
+    VLMatchRecordList records;
+    if (m_quitting)
+        return records;
     QMutexLocker exporting(&m_memoryFandecksLock);
     loadFandecksIntoMemory();
-    VLMatchRecordList records;
-    QMetaObject::invokeMethod(this, [this, &parameters, &records] { records = exportMatches(parameters); },
+    // A load cut short by quitting lacks fandecks: nothing is written rather than an export short
+    // of their matches.
+    if (m_quitting)
+        return records;
+    QMetaObject::invokeMethod(&m_exportCalls, [this, &parameters, &records] { records = exportMatches(parameters); },
                               Qt::BlockingQueuedConnection);
     return records;
+}
+
+void VLSyncManager::finishExportsForQuit()
+{
+    m_quitting = true;
+    stopFandeckPrefetch();
+    std::unique_lock locker(m_exportsLock);
+    while (m_exportsRunning > 0) {
+        locker.unlock();
+        // The event loop is gone: a worker blocked on its call to the main thread is served here,
+        // or it and this wait would wait for each other.
+        QCoreApplication::sendPostedEvents(&m_exportCalls, QEvent::MetaCall);
+        locker.lock();
+        m_exportsChanged.wait_for(locker, std::chrono::milliseconds(5), [this] { return m_exportsRunning == 0; });
+    }
 }
 
 VLMatchRecordList VLSyncManager::exportMatches(const VLExportParameters &parameters)

@@ -5,10 +5,16 @@
 #include "VLSyncInfo.h"
 #include "VLSyncManager.h"
 
+#include <QCoreApplication>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 
 #include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <thread>
 
 // Fandecks are parsed side by side; what the manager holds afterwards must read as if they had
 // been opened one after another: the records' order, failures left out, the map complete.
@@ -85,5 +91,87 @@ TEST(FandeckLoading, KeepsTheRecordsOrderAndLeavesOutWhatCannotBeOpened)
     ASSERT_EQ(manager->memoryFandecks().size(), 7);
     EXPECT_NE(manager->memoryFandecks().at(0), reloaded.at(0));
     EXPECT_EQ(manager->memoryFandecks().at(3)->colors().size(), 12);
+    manager->deviceBecameUnavailable();
+}
+
+namespace {
+
+// A manager of its own (quitting is for good) with fandecks big enough that loading them takes a
+// while.
+VLSyncManager *managerWithLocalFandecks(KDScriptedDevice &device, int fandecks)
+{
+    device.plugIn();
+    VLSyncManager *manager = VLSyncManager::syncManagerWithDevice(device.device());
+    manager->updateDevice(device.device());
+    manager->deviceBecameAvailable();
+    VLSyncFileList local;
+    for (int i = 0; i < fandecks; ++i) {
+        const QString id = QStringLiteral("FD-%1").arg(i);
+        const QString folder = manager->pathForGlobalFandecksFolder() + QLatin1Char('/') + id;
+        QDir().mkpath(folder);
+        QFile payload(folder + QStringLiteral("/payload.cxf"));
+        if (payload.open(QIODevice::WriteOnly))
+            payload.write(largeFandeckData(400));
+        local << VLSyncFileInfo::initWithDictionary({{"FileType", "Fandeck"}, {"FileID", id}, {"SKU", id}, {"VersionString", "1.0"}});
+    }
+    manager->syncInfo()->setLocalFiles(local);
+    return manager;
+}
+
+bool writeMarker(const QString &path)
+{
+    QFile marker(path);
+    return marker.open(QIODevice::WriteOnly) && marker.write("x") == 1;
+}
+
+} // namespace
+
+// An export on a worker when the program quits: quitting neither hangs on it nor leaves it
+// running. Whatever moment the quit comes at, the worker is done with the manager once
+// finishExportsForQuit returns, and an export either ran whole or wrote nothing.
+TEST(FandeckLoading, QuittingWaitsForExportWorkersWithoutHangingOnThem)
+{
+    ScopedDataFolder data;
+    const QStringList moments{QStringLiteral("during the load"), QStringLiteral("waiting for the main thread")};
+    for (const QString &moment : moments) {
+        KDScriptedDevice device(QStringLiteral("SN-QUIT-%1").arg(moments.indexOf(moment)));
+        VLSyncManager *manager = managerWithLocalFandecks(device, 6);
+        // An export of no matches removes the file at its path: the marker says whether it ran.
+        const QString path = data.path() + QStringLiteral("/quit-%1.cxf").arg(moments.indexOf(moment));
+        ASSERT_TRUE(writeMarker(path));
+        std::atomic<bool> workerDone{false};
+        std::thread worker([&] {
+            manager->loadFandecksAndExportMatches({{}, path, false});
+            workerDone = true;
+        });
+        if (moment == moments.last()) {
+            // The worker's first call (the inventory) is answered; then the main thread stops
+            // answering, as it does once its event loop has ended, while the load finishes.
+            QElapsedTimer answering;
+            answering.start();
+            while (answering.elapsed() < 10)
+                QCoreApplication::processEvents(QEventLoop::AllEvents, 2);
+            std::this_thread::sleep_for(std::chrono::milliseconds(400));
+        } else {
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        }
+        manager->finishExportsForQuit();
+        worker.join();
+        EXPECT_TRUE(workerDone) << qPrintable(moment);
+        if (!QFile::exists(path)) {
+            EXPECT_EQ(manager->memoryFandecks().size(), 6) << "an export that ran had every fandeck: " << qPrintable(moment);
+        }
+        manager->deviceBecameUnavailable();
+    }
+
+    // After the quit, an export starts nothing.
+    KDScriptedDevice device(QStringLiteral("SN-QUIT-AFTER"));
+    VLSyncManager *manager = managerWithLocalFandecks(device, 1);
+    manager->finishExportsForQuit();
+    const QString path = data.path() + QStringLiteral("/after.cxf");
+    ASSERT_TRUE(writeMarker(path));
+    manager->loadFandecksAndExportMatches({{}, path, false});
+    EXPECT_TRUE(QFile::exists(path));
+    EXPECT_TRUE(manager->memoryFandecks().isEmpty());
     manager->deviceBecameUnavailable();
 }
