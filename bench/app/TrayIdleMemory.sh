@@ -7,6 +7,8 @@
 #   TrayIdleMemory.sh VELMORASYNC [SYNCS]
 #
 # Goals: at most 45 MB resident at rest after the syncs; no wake-ups while idle.
+# For a closer look: TRAY_IDLE_SMAPS=FILE keeps the smaps at rest, TRAY_IDLE_LOG=FILE the program's
+# log, TRAY_IDLE_SHOT=FILE.png a screenshot when a window is not as expected.
 set -euo pipefail
 
 program=$1
@@ -33,6 +35,12 @@ wait_for() {
   return 1
 }
 fail() { echo "FAILED: $*"; tail -n 30 "$work/app.log" 2>/dev/null || true; exit 1; }
+# A failure about the program's windows: which are open, and the screen when asked for.
+fail_with_windows() {
+  for w in $(open_windows); do echo "open: $(xdotool getwindowname "$w") $(xdotool getwindowgeometry "$w" | grep Geometry)"; done
+  [ -z "${TRAY_IDLE_SHOT:-}" ] || import -window root "$TRAY_IDLE_SHOT"
+  fail "$@"
+}
 
 # Resident memory in MB, from /proc.
 rss() { awk '/^VmRSS:/ {printf "%.1f", $2 / 1024}' "/proc/$1/status"; }
@@ -76,7 +84,7 @@ open_preferences() {
   xdotool key Down Down Return
   sleep 1.0
   prefs=$(open_windows)
-  [ -n "$prefs" ] || { [ -z "${TRAY_IDLE_SHOT:-}" ] || import -window root "$TRAY_IDLE_SHOT"; fail "the preferences window did not open"; }
+  [ -n "$prefs" ] || fail_with_windows "the preferences window did not open"
   prefs=${prefs%%$'\n'*}
 }
 # The confirmation the preferences window shows over itself, closed with Escape. With no window
@@ -84,9 +92,9 @@ open_preferences() {
 close_confirmation() {
   local box
   box=$(open_windows | grep -vx "$prefs" || true)
-  [ -n "$box" ] || fail "no confirmation is shown"
+  [ -n "$box" ] || fail_with_windows "no confirmation is shown"
   xdotool windowfocus --sync "${box%%$'\n'*}" key Escape
-  wait_for 3 test "$(open_windows)" = "$prefs" || { [ -z "${TRAY_IDLE_SHOT:-}" ] || import -window root "$TRAY_IDLE_SHOT"; fail "the confirmation did not close"; }
+  wait_for 3 test "$(open_windows)" = "$prefs" || fail_with_windows "the confirmation did not close"
 }
 # The program's own windows other than the tray icon, one id per line.
 open_windows() {
@@ -104,18 +112,12 @@ dismiss_sync_message() {
   box=$(open_windows)
   box=${box%%$'\n'*}
   [ -z "$box" ] || xdotool windowfocus --sync "$box" key Return
-  wait_for 3 test -z "$(open_windows)" || {
-    for w in $(open_windows); do echo "open: $(xdotool getwindowname "$w") $(xdotool getwindowgeometry "$w" | grep Geometry)"; done
-    fail "the message or the box after the sync did not close"
-  }
+  wait_for 3 test -z "$(open_windows)" || fail_with_windows "the message or the box after the sync did not close"
 }
 # Ctrl+W closes it (it is no dialog: Escape leaves it open), given the focus first.
 close_preferences() {
   xdotool windowfocus --sync "$prefs" key ctrl+w
-  wait_for 3 test -z "$(open_windows)" || {
-    for w in $(open_windows); do echo "open: $(xdotool getwindowname "$w") $(xdotool getwindowgeometry "$w" | grep Geometry)"; done
-    fail "the preferences window did not close"
-  }
+  wait_for 3 test -z "$(open_windows)" || fail_with_windows "the preferences window did not close"
 }
 ended() { [ "$(cat "$events" 2>/dev/null | grep -c '"name":"sync_end_')" -ge "$1" ]; }
 for i in $(seq "$syncs"); do

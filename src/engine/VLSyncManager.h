@@ -315,7 +315,7 @@ private:
     std::atomic<bool> m_quitting{false};
     // Receives the export workers' calls to the main thread (the inventory copy, the writing) and
     // nothing else: quitting delivers those alone.
-    QObject m_exportCalls;
+    mutable QObject m_exportCalls;
     void prefetchFandecksForExport();
     void stopFandeckPrefetch();
     QList<KDMeasurementPtr> m_latestMatches;

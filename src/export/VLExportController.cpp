@@ -7,7 +7,6 @@
 #include "VLPathComponent.h"
 #include "VLSyncManager.h"
 
-#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>

@@ -186,7 +186,7 @@ VLSyncManager::FandeckSnapshot VLSyncManager::fandeckSnapshot() const
     if (QThread::currentThread() == thread())
         take();
     else
-        QMetaObject::invokeMethod(const_cast<QObject *>(&m_exportCalls), take, Qt::BlockingQueuedConnection);
+        QMetaObject::invokeMethod(&m_exportCalls, take, Qt::BlockingQueuedConnection);
     return snapshot;
 }
 
@@ -326,8 +326,6 @@ void VLSyncManager::loadFandecksThenExportThenRun(const QList<KDMeasurementPtr> 
 
 VLMatchRecordList VLSyncManager::loadFandecksAndExportMatches(const VLExportParameters &parameters)
 {
-    // The user's export and the sync's export step each load into the same list and map: one at a
-    // time, from the load until the export that reads them is done.
     {
         std::lock_guard locker(m_exportsLock);
         ++m_exportsRunning;
@@ -340,6 +338,8 @@ VLMatchRecordList VLSyncManager::loadFandecksAndExportMatches(const VLExportPara
     VLMatchRecordList records;
     if (m_quitting)
         return records;
+    // The user's export and the sync's export step each load into the same list and map: one at a
+    // time, from the load until the export that reads them is done.
     QMutexLocker exporting(&m_memoryFandecksLock);
     loadFandecksIntoMemory();
     // A load cut short by quitting lacks fandecks: nothing is written rather than an export short
