@@ -14,8 +14,11 @@
 // Printed per row: the ratio, where the time goes (the device's exchanges, the service's, the
 // product's own CPU time from getrusage, and the rest: waits on timers or on nothing), and the
 // product's CPU time per sync. Under valgrind --tool=callgrind --instr-atstart=no only the syncs
-// are counted (TINTERA_BENCH_ITERATIONS=1 makes that quicker). With TINTERA_BENCH_STEPS set, the
-// average time of each step goes to standard error.
+// are counted (TINTERA_BENCH_ITERATIONS=1 makes that quicker); likewise under
+// perf record -D -1 --control fifo:CTL when TINTERA_BENCH_PERF_CTL names that fifo, so that the
+// emulators' start and seeding stay out of the profile. With TINTERA_BENCH_STEPS set, the average
+// time of each step goes to standard error; with TINTERA_BENCH_TRAFFIC set, every exchange of the
+// first sync of each row, in order, with its bytes and the emulator's own time.
 
 #include "DevsimTraffic.h"
 #include "KDDeviceObserver.h"
@@ -77,6 +80,19 @@ bool spinUntil(const std::function<bool()> &done, int milliseconds)
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     }
     return true;
+}
+
+// Switches perf's sampling on and off around the syncs when it runs with a control fifo.
+void perfControl(const char *command)
+{
+    static FILE *const fifo = [] {
+        const QByteArray path = qgetenv("TINTERA_BENCH_PERF_CTL");
+        return path.isEmpty() ? nullptr : std::fopen(path.constData(), "w");
+    }();
+    if (fifo) {
+        std::fprintf(fifo, "%s\n", command);
+        std::fflush(fifo);
+    }
 }
 
 double cpuSeconds()
@@ -246,6 +262,27 @@ Floor floorOf(const LinkSetting &link, const QList<DevsimTrafficEntry> &device, 
     return floor;
 }
 
+void printTraffic(const char *link, const QList<DevsimTrafficEntry> &device, const QJsonArray &service,
+                  qsizetype firstRequest)
+{
+    QList<QPair<qint64, QString>> lines;
+    for (const DevsimTrafficEntry &entry : device)
+        lines.append({entry.at, QStringLiteral("device  %1 in %2 B, out %3 B, %4 us")
+                                    .arg(entry.command).arg(entry.bytesIn).arg(entry.bytesOut).arg(entry.micros)});
+    for (qsizetype i = firstRequest; i < service.size(); ++i) {
+        const QJsonObject request = service.at(i).toObject();
+        lines.append({request.value(QStringLiteral("at")).toInteger(),
+                      QStringLiteral("service %1 up %2 B, down %3 B, %4 us")
+                          .arg(request.value(QStringLiteral("path")).toString())
+                          .arg(request.value(QStringLiteral("requestBytes")).toInteger())
+                          .arg(request.value(QStringLiteral("responseBytes")).toInteger())
+                          .arg(request.value(QStringLiteral("micros")).toInteger())});
+    }
+    std::stable_sort(lines.begin(), lines.end(), [](const auto &a, const auto &b) { return a.first < b.first; });
+    for (const auto &[at, line] : lines)
+        std::fprintf(stderr, "%s %.3f %s\n", link, double(at - lines.first().first) / 1000.0, qPrintable(line));
+}
+
 // Adds how long each step took, named "prelim N" or "sync N", to the totals, and how much longer
 // than the floor of the exchanges that came in during it to the excesses.
 void addStepTimes(const QList<QPair<qint32, qint64>> &steps, qint64 end, qint64 startMicros, const Floor &floor,
@@ -320,11 +357,13 @@ void BM_DemoSyncAgainstLinkFloor(benchmark::State &state, const Row &row)
 #ifdef SYNC_BENCH_CALLGRIND
         CALLGRIND_START_INSTRUMENTATION;
 #endif
+        perfControl("enable");
         clock.start();
         run.waiter.clock.start();
         const qint64 startMicros = DevsimTraffic::now();
         const bool synced = run.sync(&failure);
         const double syncTime = double(clock.nsecsElapsed()) / 1e6;
+        perfControl("disable");
 #ifdef SYNC_BENCH_CALLGRIND
         CALLGRIND_STOP_INSTRUMENTATION;
 #endif
@@ -336,6 +375,8 @@ void BM_DemoSyncAgainstLinkFloor(benchmark::State &state, const Row &row)
             return;
         }
         const Floor floor = floorOf(*link, run.deviceTraffic().mid(deviceBefore), run.serviceTraffic(), serviceBefore);
+        if (qEnvironmentVariableIsSet("TINTERA_BENCH_TRAFFIC") && syncMilliseconds == 0)
+            printTraffic(row.link, run.deviceTraffic().mid(deviceBefore), run.serviceTraffic(), serviceBefore);
         addStepTimes(run.waiter.steps, end, startMicros, floor, &stepMilliseconds, &stepExcess);
         run.stop();
 

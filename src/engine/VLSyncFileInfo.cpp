@@ -75,7 +75,8 @@ VLSyncFileInfoPtr VLSyncFileInfo::initWithFilename(const QString &path)
 
 bool VLSyncFileInfo::writeToFilename(const QString &path) const
 {
-    return VLPropertyList::writeXml(path, m_info);
+    // The record of an installed download: if a power cut takes it, the file is fetched again.
+    return VLPropertyList::writeXml(path, m_info, nullptr, VLPropertyList::Durability::Replaceable);
 }
 
 void VLSyncFileInfo::updateWithNewInfo(const QVariantMap &newInfo)

@@ -216,7 +216,8 @@ void VLSyncManager::syncWebServiceCacheWithFiles(const VLSyncFileList &files)
     infos.reserve(files.size());
     for (const VLSyncFileInfoPtr &file : files)
         infos.append(file->info());
-    VLPropertyList::writeXml(path, infos);
+    // A copy of the service's list, written again by every sync that reaches the service.
+    VLPropertyList::writeXml(path, infos, nullptr, VLPropertyList::Durability::Replaceable);
 }
 
 void VLSyncManager::updateSyncInfoWithWebserviceCache(const VLSyncFileList &files)

@@ -184,18 +184,27 @@ QString VLSyncManager::localizedStatus(const char *englishText) const
     return tr(englishText);
 }
 
-// Installed items are folders holding "info.plist" beside their payload; anything else is skipped.
+// Installed items are folders holding "info.plist" beside their payload; anything else is skipped,
+// and so is a payload whose size is not the one its record gives: one cut short (by a power cut
+// before the disk had all of it, or by hand) then counts as missing and the sync fetches it again.
 VLSyncFileList VLSyncManager::localFilesInFolder(const QString &folder, const QString &payloadName) const
 {
     VLSyncFileList files;
     const QFileInfoList entries = QDir(folder).entryInfoList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name);
     for (const QFileInfo &entry : entries) {
         const QString info = entry.filePath() + QStringLiteral("/info.plist");
-        const QString payload = entry.filePath() + QLatin1Char('/') + payloadName;
-        if (!QFileInfo(info).isFile() || !QFileInfo(payload).isFile())
+        const QFileInfo payload(entry.filePath() + QLatin1Char('/') + payloadName);
+        if (!QFileInfo(info).isFile() || !payload.isFile())
             continue;
-        if (VLSyncFileInfoPtr file = VLSyncFileInfo::initWithFilename(info))
-            files.append(file);
+        VLSyncFileInfoPtr file = VLSyncFileInfo::initWithFilename(info);
+        if (!file)
+            continue;
+        if (file->byteLength() >= 0 && payload.size() != file->byteLength()) {
+            VL_LOG("Skipping %@: its payload has %ld bytes, its record says %ld", entry.fileName(), payload.size(),
+                   file->byteLength());
+            continue;
+        }
+        files.append(file);
     }
     return files;
 }

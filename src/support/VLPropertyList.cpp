@@ -5,11 +5,13 @@
 #include <QDateTime>
 #include <QFile>
 #include <QSaveFile>
+#include <QTemporaryFile>
 #include <QTimeZone>
 
 #include <plist/plist.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <limits>
 #include <memory>
 
@@ -290,11 +292,27 @@ QByteArray toBinary(const QVariant &value, VLError *error)
     return result;
 }
 
-bool writeXml(const QString &path, const QVariant &value, VLError *error)
+bool writeXml(const QString &path, const QVariant &value, VLError *error, Durability durability)
 {
     const QByteArray xml = toXml(value, error);
     if (xml.isEmpty())
         return false;
+    if (durability == Durability::Replaceable) {
+        // QSaveFile always syncs to disk on commit; this is the same swap without the sync.
+        QTemporaryFile file(path + QStringLiteral(".XXXXXX"));
+        std::error_code renameError;
+        if (file.open() && file.write(xml) == xml.size() && file.flush()) {
+            std::filesystem::rename(file.fileName().toStdString(), path.toStdString(), renameError);
+            if (!renameError) {
+                file.setAutoRemove(false);
+                return true;
+            }
+        }
+        setError(error, WriteFailed,
+                 QStringLiteral("Cannot write %1: %2")
+                     .arg(path, renameError ? QString::fromStdString(renameError.message()) : file.errorString()));
+        return false;
+    }
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly) || file.write(xml) != xml.size() || !file.commit()) {
         setError(error, WriteFailed, QStringLiteral("Cannot write %1: %2").arg(path, file.errorString()));

@@ -22,6 +22,14 @@ QVariantMap readDictionary(const QString &path, VLError *error = nullptr);
 
 QByteArray toXml(const QVariant &value, VLError *error = nullptr);
 QByteArray toBinary(const QVariant &value, VLError *error = nullptr);
-bool writeXml(const QString &path, const QVariant &value, VLError *error = nullptr);
+
+// Either way a file is written whole into a fresh file beside the old one and swapped in by one
+// rename, so a killed process leaves the old file or the new one. Durable files also reach the
+// disk before the call returns. A Replaceable file is one the program can fetch or rebuild again
+// (a download's bookkeeping): after a power cut it may be missing or torn, which its readers take
+// as absent, and it saves a wait on the disk per file.
+enum class Durability { Durable, Replaceable };
+bool writeXml(const QString &path, const QVariant &value, VLError *error = nullptr,
+              Durability durability = Durability::Durable);
 
 } // namespace VLPropertyList

@@ -525,6 +525,8 @@ void VLFileDownload::writeResumeFiles()
     QFile token(package.filePath(QLatin1String(kResumeDataName)));
     if (token.open(QIODevice::WriteOnly | QIODevice::Truncate))
         token.write(m_resumeData);
+    // Without its resume files a download starts over: no need to wait for the disk.
     VLPropertyList::writeXml(package.filePath(QLatin1String(kResumePlistName)),
-                             QVariantMap{{QLatin1String(kSuggestedFilenameKey), m_suggestedFilename}});
+                             QVariantMap{{QLatin1String(kSuggestedFilenameKey), m_suggestedFilename}}, nullptr,
+                             VLPropertyList::Durability::Replaceable);
 }

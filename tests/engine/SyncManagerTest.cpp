@@ -249,27 +249,35 @@ TEST_F(ManagerFixture, LocalInventoryTakesOnlyCompletePackages)
 {
     const QString fandecks = data.path() + "/Fandecks/";
     const QString files = data.path() + "/Files/";
-    auto package = [](const QString &folder, const QString &payload, const QString &id, const QString &type) {
+    // byteLength < 0: the record gives no length; otherwise the payload holds `written` bytes.
+    auto package = [](const QString &folder, const QString &payload, const QString &id, const QString &type,
+                      qint64 byteLength = -1, qint64 written = 0) {
         QDir().mkpath(folder);
-        VLSyncFileInfo::initWithDictionary({{"FileID", id}, {"FileType", type}, {"VersionString", "1.0"}})
-            ->writeToFilename(folder + "/info.plist");
+        QVariantMap record{{"FileID", id}, {"FileType", type}, {"VersionString", "1.0"}};
+        if (byteLength >= 0)
+            record.insert("ByteLength", byteLength);
+        VLSyncFileInfo::initWithDictionary(record)->writeToFilename(folder + "/info.plist");
         if (!payload.isEmpty()) {
             QFile file(folder + "/" + payload);
             file.open(QIODevice::WriteOnly);
+            file.write(QByteArray(written, 'x'));
         }
     };
     package(fandecks + "A", "payload.cxf", "A", "Fandeck");
     package(fandecks + "NoPayload", "", "B", "Fandeck");
     package(fandecks + "WrongName", "payload", "C", "Fandeck");
+    package(fandecks + "Whole", "payload.cxf", "D", "Fandeck", 100, 100);
+    package(fandecks + "CutShort", "payload.cxf", "E", "Fandeck", 100, 40); // as a power cut can leave it
     package(files + "FW", "payload", "FW", "Firmware");
     package(files + "NoPayload", "", "X", "Firmware");
+    package(files + "Empty", "payload", "Y", "Firmware", 262144, 0);
 
     manager->gatherPrelimiaryInfo();
     ASSERT_TRUE(delegate.waitForFinish());
     QStringList ids;
     for (const auto &f : manager->syncInfo()->localFiles())
         ids << f->fileID();
-    EXPECT_EQ(ids, QStringList({"A", "FW"}));
+    EXPECT_EQ(ids, QStringList({"A", "D", "FW"}));
 }
 
 TEST_F(ManagerFixture, WithoutADeviceEveryStepStillEndsAndTheRunFinishesOnce)
