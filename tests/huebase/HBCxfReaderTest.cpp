@@ -134,6 +134,48 @@ TEST(HBCxfReader, AcceptsRealWorldFilesThatDoNotValidate)
     }
 }
 
+// The colours are read as the parser streams them, the rest of the file as a tree: the same markup
+// must mean the same wherever it stands.
+TEST(HBCxfReader, ColoursMeanTheSameWhateverMarkupCarriesTheirText)
+{
+    const QByteArray plain = defaultNamespace("", "0.5 0.6 0.7");
+    QByteArray marked = plain;
+    marked.replace("<CxF ", "<!DOCTYPE CxF [<!ENTITY half \"0.5\"><!ENTITY more \"&half; 0.6\"><!ENTITY sea \"Sea\">]>\n<CxF ");
+    marked.replace(">0.5 0.6 0.7<", ">&more;<!-- measured --> <?note x?><![CDATA[0.7]]><");
+    marked.replace("Name=\"Sea Glass\"", "Name=\"&sea;&#32;Glass\"");
+    marked.replace("<L>50</L>", "<L><![CDATA[50]]></L><L>99</L>"); // the first L counts
+    // An Object anywhere but in the first ObjectCollection of the first Resources is not a colour.
+    marked.replace("</ObjectCollection>", "<Other><Object Id=\"nested\"/></Other></ObjectCollection>"
+                                          "<ObjectCollection><Object Id=\"second\"/></ObjectCollection>");
+    marked.replace("</Resources>", "</Resources><Resources><ObjectCollection><Object Id=\"third\"/>"
+                                   "</ObjectCollection></Resources>");
+    // CxF3 puts the specifications after the objects; a file that has them first reads the same.
+    const qsizetype specStart = plain.indexOf("<ColorSpecificationCollection>");
+    const qsizetype specEnd = plain.indexOf("</ColorSpecificationCollection>") + qsizetype(strlen("</ColorSpecificationCollection>"));
+    QByteArray specificationsFirst = plain;
+    const QByteArray specifications = plain.mid(specStart, specEnd - specStart);
+    specificationsFirst.remove(specStart, specEnd - specStart);
+    specificationsFirst.replace("<Resources>", "<Resources>" + specifications);
+
+    auto read = [](const QByteArray &data) {
+        VLError error;
+        HBColorDocumentPtr document = HBColorDocument::initWithData(data, nullptr, &error);
+        EXPECT_TRUE(document) << error.description().toStdString();
+        return document ? document->colors() : QList<HBColorPtr>();
+    };
+    const QList<HBColorPtr> expected = read(plain);
+    ASSERT_EQ(expected.size(), 1);
+    for (const QByteArray &data : {marked, specificationsFirst}) {
+        const QList<HBColorPtr> colours = read(data);
+        ASSERT_EQ(colours.size(), 1) << data.constData();
+        EXPECT_EQ(colours.first()->propertyList(), expected.first()->propertyList()) << data.constData();
+    }
+    const auto spectra = expected.first()->representationsWithColorSpaceModel(HBColorSpaceModelSpectral);
+    ASSERT_EQ(spectra.size(), 1);
+    EXPECT_EQ(spectra.first()->values(), (QList<double>{0.5, 0.6, 0.7}));
+    EXPECT_EQ(expected.first()->attributeForKey(HBColorNameAttributeKey).toString(), "Sea Glass");
+}
+
 TEST(HBCxfReader, RefusesInconsistentSpectraWithAClearError)
 {
     struct Case {

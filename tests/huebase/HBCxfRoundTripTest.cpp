@@ -165,6 +165,25 @@ TEST(HBCxfRoundTrip, ForeignCustomResourcesSurviveVerbatim)
     }
 }
 
+// The written file declares no entities, so a resource that used the source's entities carries
+// their text instead of references that would leave the file unreadable.
+TEST(HBCxfRoundTrip, ForeignResourcesTakeTheTextOfTheEntitiesTheyUsed)
+{
+    const QByteArray input = R"(<?xml version="1.0"?>
+<!DOCTYPE CxF [<!ENTITY brand "Teal"><!ENTITY both "&brand; &amp; gold">]>
+<CxF xmlns="http://colorexchangeformat.com/CxF3-core" xmlns:v="urn:example:vendor">
+  <CustomResources><v:Palette name="&brand;"><v:Entry>&both;!</v:Entry></v:Palette></CustomResources>
+</CxF>)";
+    HBColorDocumentPtr document = readBack(input);
+    ASSERT_TRUE(document);
+    HBColorDocumentPtr again = readBack(document->dataRepresentation(nullptr));
+    ASSERT_TRUE(again) << document->dataRepresentation(nullptr).constData();
+    ASSERT_EQ(again->customResources().size(), 1);
+    const QByteArray text = again->customResources().first().dynamicCast<HBForeignCustomResource>()->xmlText();
+    EXPECT_TRUE(text.contains("<v:Entry>Teal &amp; gold!</v:Entry>")) << text.constData();
+    EXPECT_TRUE(text.contains("name=\"Teal\"")) << text.constData();
+}
+
 TEST(HBCxfRoundTrip, WriteToFileIsAtomicAndReportsFailures)
 {
     QTemporaryDir dir;

@@ -7,6 +7,36 @@
 
 HBCustomResource::~HBCustomResource() = default;
 
+namespace {
+
+// Entity references in a copy carried into another document would name entities that document
+// does not declare, and the file written from it could not be read again: each becomes the text
+// it stands for in the source document.
+void replaceEntityReferences(xmlNode *node, const xmlDoc *source)
+{
+    for (xmlNode *child = node->children; child;) {
+        xmlNode *next = child->next;
+        if (child->type == XML_ENTITY_REF_NODE) {
+            xmlNode *reference = xmlNewReference(source, child->name);
+            xmlChar *text = reference ? xmlNodeGetContent(reference) : nullptr;
+            xmlNode *replacement = xmlNewDocText(node->doc, text ? text : hbXmlText(""));
+            xmlFree(text);
+            xmlFreeNode(reference);
+            if (replacement) {
+                xmlReplaceNode(child, replacement);
+                xmlFreeNode(child);
+            }
+        } else if (child->type == XML_ELEMENT_NODE) {
+            for (xmlAttr *attribute = child->properties; attribute; attribute = attribute->next)
+                replaceEntityReferences(reinterpret_cast<xmlNode *>(attribute), source);
+            replaceEntityReferences(child, source);
+        }
+        child = next;
+    }
+}
+
+} // namespace
+
 HBCustomResourcePtr HBForeignCustomResource::resourceWithElement(const _xmlNode *element)
 {
     hbEnsureXmlInitialized();
@@ -17,6 +47,9 @@ HBCustomResourcePtr HBForeignCustomResource::resourceWithElement(const _xmlNode 
     if (!copy)
         return {};
     xmlDocSetRootElement(resource->m_document, copy);
+    for (xmlAttr *attribute = copy->properties; attribute; attribute = attribute->next)
+        replaceEntityReferences(reinterpret_cast<xmlNode *>(attribute), element->doc);
+    replaceEntityReferences(copy, element->doc);
     resource->m_namespaceURI = hbNamespaceOf(element);
     resource->m_localName = QString::fromUtf8(hbXmlChars(element->name));
     return resource;

@@ -3,21 +3,25 @@
 #include "CXF3FandeckCustomResource.h"
 #include "HBColorDocument.h"
 #include "HBCxfNames.h"
+#include "HBCxfObjectStream.h"
 #include "HBErrors.h"
 #include "HBXml.h"
 #include "TX350CustomResource.h"
 #include "VLQuietXmlErrors.h"
 
 #include <libxml/parser.h>
+#include <libxml/parserInternals.h>
 
 #include <QCoreApplication>
 #include <QDateTime>
 #include <QHash>
 
-#include <charconv>
 #include <cmath>
 #include <limits>
+#include <memory>
 #include <optional>
+#include <type_traits>
+#include <variant>
 
 namespace {
 
@@ -34,38 +38,10 @@ struct ColourSpec {
     std::optional<int> endWavelength; // not CxF3, but some writers add it
 };
 
-bool isSpace(char c)
-{
-    return c == ' ' || c == '\t' || c == '\n' || c == '\r';
-}
-
-// Whitespace-separated doubles; false at the first token that is not a number.
-bool parseNumberList(const char *text, QList<double> *values)
-{
-    const char *p = text;
-    const char *end = text + std::strlen(text);
-    while (true) {
-        while (p < end && isSpace(*p))
-            ++p;
-        if (p == end)
-            return true;
-        const char *tokenEnd = p;
-        while (tokenEnd < end && !isSpace(*tokenEnd))
-            ++tokenEnd;
-        double value = 0;
-        const char *start = (*p == '+') ? p + 1 : p;
-        const auto [last, ec] = std::from_chars(start, tokenEnd, value);
-        if (ec != std::errc() || last != tokenEnd || !std::isfinite(value))
-            return false;
-        values->append(value);
-        p = tokenEnd;
-    }
-}
-
 std::optional<double> parseNumber(const QByteArray &text)
 {
     QList<double> values;
-    if (!parseNumberList(text.constData(), &values) || values.size() != 1)
+    if (!hbCxfParseNumberList(text.constData(), &values) || values.size() != 1)
         return std::nullopt;
     return values.first();
 }
@@ -99,9 +75,11 @@ QVariant dateOrText(const QString &text)
 class Reader
 {
 public:
-    Reader(HBColorDocument *document, HBColorDocumentDelegate *delegate, VLError *error)
+    Reader(HBColorDocument *document, HBColorDocumentDelegate *delegate, const HBCxfObjectStream &objects,
+           VLError *error)
         : m_document(document)
         , m_delegate(delegate)
+        , m_objects(objects)
         , m_error(error)
     {
     }
@@ -120,8 +98,9 @@ public:
                 if (!readSpecifications(specifications))
                     return false;
             }
-            if (const xmlNode *objects = hbCxfChild(resources, "ObjectCollection")) {
-                if (!readObjects(objects))
+            // Its objects went past the parser into the stream rather than into the tree.
+            if (hbCxfChild(resources, "ObjectCollection")) {
+                if (!readObjects())
                     return false;
             }
         }
@@ -247,83 +226,76 @@ private:
         }
     }
 
-    bool readObjects(const xmlNode *collection)
+    bool readObjects()
     {
-        for (const xmlNode *node = hbFirstChildElement(collection); node; node = hbNextElement(node)) {
-            if (hbIsCxfElement(node, "Object") && !readObject(node))
+        for (const HBCxfStreamedObject &object : m_objects.objects()) {
+            if (!readObject(object))
                 return false;
         }
         return true;
     }
 
-    bool readObject(const xmlNode *object)
+    bool readObject(const HBCxfStreamedObject &object)
     {
         HBColorPtr color = HBColor::color();
-        const QString id = hbAttribute(object, "Id");
-        const QString name = hbAttribute(object, "Name");
-        const QString guid = hbAttribute(object, "GUID");
-        const QString type = hbAttribute(object, "ObjectType");
-        if (!name.isNull())
-            color->setAttribute(name, HBColorNameAttributeKey);
-        if (!id.isNull())
-            color->setAttribute(id, HBColorObjectIDAttributeKey);
-        if (!guid.isNull())
-            color->setAttribute(guid, HBColorUniqueIdentifierAttributeKey);
-        if (!type.isNull())
-            color->setAttribute(type, HBColorObjectTypeAttributeKey);
-        const QString label = id.isEmpty() ? name : id;
+        if (!object.name.isNull())
+            color->setAttribute(object.name, HBColorNameAttributeKey);
+        if (!object.id.isNull())
+            color->setAttribute(object.id, HBColorObjectIDAttributeKey);
+        if (!object.guid.isNull())
+            color->setAttribute(object.guid, HBColorUniqueIdentifierAttributeKey);
+        if (!object.objectType.isNull())
+            color->setAttribute(object.objectType, HBColorObjectTypeAttributeKey);
+        const QString label = object.id.isEmpty() ? object.name : object.id;
 
-        for (const xmlNode *child = hbFirstChildElement(object); child; child = hbNextElement(child)) {
-            if (hbIsCxfElement(child, "CreationDate")) {
-                color->setAttribute(dateOrText(QString::fromUtf8(hbTextContent(child))),
-                                    HBColorCreationDateAttributeKey);
-            } else if (hbIsCxfElement(child, "ColorValues")) {
-                if (!readColorValues(label, child, color.data()))
+        for (const HBCxfStreamedPart &part : object.parts) {
+            if (const auto *date = std::get_if<HBCxfStreamedCreationDate>(&part)) {
+                color->setAttribute(dateOrText(QString::fromUtf8(date->text)), HBColorCreationDateAttributeKey);
+            } else if (const auto *values = std::get_if<HBCxfStreamedColorValues>(&part)) {
+                if (!readColorValues(label, *values, color.data()))
                     return false;
-            } else if (hbIsCxfElement(child, "TagCollection")) {
-                for (const xmlNode *tag = hbFirstChildElement(child); tag; tag = hbNextElement(tag)) {
-                    const QString tagName = hbIsCxfElement(tag, "Tag") ? hbAttribute(tag, "Name") : QString();
-                    if (!tagName.isEmpty())
-                        color->setAttribute(hbAttribute(tag, "Value"), hbAttributeKeyForTagName(tagName));
-                }
+            } else if (const auto *tags = std::get_if<HBCxfStreamedTagCollection>(&part)) {
+                for (const HBCxfStreamedTag &tag : tags->tags)
+                    color->setAttribute(tag.value, hbAttributeKeyForTagName(tag.name));
             }
         }
         m_document->addColor(color);
         return true;
     }
 
-    bool readColorValues(const QString &label, const xmlNode *values, HBColor *color)
+    bool readColorValues(const QString &label, const HBCxfStreamedColorValues &values, HBColor *color)
     {
-        for (const xmlNode *child = hbFirstChildElement(values); child; child = hbNextElement(child)) {
-            if (hbIsCxfElement(child, "ReflectanceSpectrum")) {
-                if (!readReflectanceSpectrum(label, child, color))
-                    return false;
-            } else if (hbIsCxfElement(child, "CustomSpectrum")) {
-                if (!readCustomSpectrum(label, child, color))
-                    return false;
-            } else if (hbIsCxfElement(child, "ColorCIELab")) {
-                if (!readLab(label, child, color))
-                    return false;
-            } else if (child->ns && xmlStrEqual(child->ns->href, hbXmlText(HBCxf3NamespaceURI))) {
-                ++m_skippedValueCounts[QString::fromUtf8(hbXmlChars(child->name))];
-            }
+        for (const HBCxfStreamedValue &value : values.values) {
+            const bool read = std::visit(
+                [&](const auto &streamed) {
+                    using T = std::decay_t<decltype(streamed)>;
+                    if constexpr (std::is_same_v<T, HBCxfStreamedReflectance>)
+                        return readReflectanceSpectrum(label, streamed, color);
+                    else if constexpr (std::is_same_v<T, HBCxfStreamedCustomSpectrum>)
+                        return readCustomSpectrum(label, streamed, color);
+                    else
+                        return readLab(label, streamed, color);
+                },
+                value);
+            if (!read)
+                return false;
         }
         return true;
     }
 
-    const ColourSpec *specificationFor(const xmlNode *value)
+    const ColourSpec *specificationFor(const QString &colorSpecification) const
     {
-        const auto it = m_specifications.constFind(hbAttribute(value, "ColorSpecification"));
+        const auto it = m_specifications.constFind(colorSpecification);
         return it == m_specifications.cend() ? nullptr : &it.value();
     }
 
-    bool readReflectanceSpectrum(const QString &label, const xmlNode *spectrum, HBColor *color)
+    bool readReflectanceSpectrum(const QString &label, const HBCxfStreamedReflectance &spectrum, HBColor *color)
     {
-        const ColourSpec *colourSpec = specificationFor(spectrum);
+        const ColourSpec *colourSpec = specificationFor(spectrum.colorSpecification);
         bool malformed = false;
-        const std::optional<int> ownStart = parseWavelength(hbAttribute(spectrum, "StartWL"), &malformed);
-        const std::optional<int> ownIncrement = parseWavelength(hbAttribute(spectrum, "Increment"), &malformed);
-        const std::optional<int> ownEnd = parseWavelength(hbAttribute(spectrum, "EndWL"), &malformed);
+        const std::optional<int> ownStart = parseWavelength(spectrum.startWavelength, &malformed);
+        const std::optional<int> ownIncrement = parseWavelength(spectrum.increment, &malformed);
+        const std::optional<int> ownEnd = parseWavelength(spectrum.endWavelength, &malformed);
         if (malformed)
             return inconsistent(label, tr("the spectrum's wavelengths are not in whole nanometres"));
 
@@ -345,7 +317,7 @@ private:
             return inconsistent(label, colourSpec
                                            ? tr("the spectrum has no wavelength range")
                                            : tr("the spectrum refers to the unknown ColorSpecification \"%1\"")
-                                                 .arg(hbAttribute(spectrum, "ColorSpecification")));
+                                                 .arg(spectrum.colorSpecification));
         }
         if (!hbIsCxfWavelengthIncrement(*increment))
             return inconsistent(label, tr("a spectral interval of %1 nm is not one of 1, 2, 5, 10 or 20 nm")
@@ -355,19 +327,9 @@ private:
             return inconsistent(label,
                                 tr("the spectrum starts at %1 nm, off the %2 nm grid").arg(*start).arg(gridStep));
 
-        // Parsed into one reused buffer, then kept at their exact size: a fandeck holds thousands
-        // of spectra for as long as it stays loaded.
-        QList<double> &scratch = m_spectrumScratch;
-        scratch.clear();
-        const xmlNode *text = spectrum->children;
-        bool parsed = false;
-        if (text && !text->next && text->type == XML_TEXT_NODE)
-            parsed = parseNumberList(hbXmlChars(text->content), &scratch);
-        else
-            parsed = parseNumberList(hbTextContent(spectrum).constData(), &scratch);
-        if (!parsed)
+        if (!spectrum.numbersParsed)
             return inconsistent(label, tr("the spectrum holds a value that is not a number"));
-        QList<double> values(scratch.cbegin(), scratch.cend());
+        const QList<double> &values = spectrum.values;
         if (values.isEmpty()) {
             skip(tr("Colour \"%1\": an empty spectrum was left out").arg(label));
             return true;
@@ -396,8 +358,7 @@ private:
                                                .arg(value));
             }
         }
-        HBColorRepresentationPtr representation =
-            HBColorRepresentation::spectralRepresentation(*start, *increment, std::move(values));
+        HBColorRepresentationPtr representation = HBColorRepresentation::spectralRepresentation(*start, *increment, values);
         if (colourSpec)
             representation->setAttributes(colourSpec->attributes);
         color->addRepresentation(representation);
@@ -405,15 +366,13 @@ private:
     }
 
     // Irregular grids have no place in a spectral representation; regular ones are read as such.
-    bool readCustomSpectrum(const QString &label, const xmlNode *spectrum, HBColor *color)
+    bool readCustomSpectrum(const QString &label, const HBCxfStreamedCustomSpectrum &spectrum, HBColor *color)
     {
         QList<double> wavelengths;
         QList<double> values;
-        for (const xmlNode *point = hbFirstChildElement(spectrum); point; point = hbNextElement(point)) {
-            if (!hbIsCxfElement(point, "SpectralPoint"))
-                continue;
-            const std::optional<double> value = parseNumber(hbTextContent(point));
-            const std::optional<double> wavelength = parseNumber(hbAttribute(point, "WL").toUtf8());
+        for (const HBCxfStreamedPoint &point : spectrum.points) {
+            const std::optional<double> value = parseNumber(point.text);
+            const std::optional<double> wavelength = parseNumber(point.wavelength.toUtf8());
             if (!value || !wavelength)
                 return inconsistent(label, tr("a spectral point is not a number"));
             wavelengths << *wavelength;
@@ -432,24 +391,21 @@ private:
         }
         HBColorRepresentationPtr representation =
             HBColorRepresentation::spectralRepresentation(int(wavelengths[0]), int(step), std::move(values));
-        if (const ColourSpec *colourSpec = specificationFor(spectrum))
+        if (const ColourSpec *colourSpec = specificationFor(spectrum.colorSpecification))
             representation->setAttributes(colourSpec->attributes);
         color->addRepresentation(representation);
         return true;
     }
 
-    bool readLab(const QString &label, const xmlNode *lab, HBColor *color)
+    bool readLab(const QString &label, const HBCxfStreamedLab &lab, HBColor *color)
     {
-        const xmlNode *l = hbCxfChild(lab, "L");
-        const xmlNode *a = hbCxfChild(lab, "A");
-        const xmlNode *b = hbCxfChild(lab, "B");
-        const std::optional<double> L = l ? parseNumber(hbTextContent(l)) : std::nullopt;
-        const std::optional<double> A = a ? parseNumber(hbTextContent(a)) : std::nullopt;
-        const std::optional<double> B = b ? parseNumber(hbTextContent(b)) : std::nullopt;
+        const std::optional<double> L = lab.L ? parseNumber(*lab.L) : std::nullopt;
+        const std::optional<double> A = lab.A ? parseNumber(*lab.A) : std::nullopt;
+        const std::optional<double> B = lab.B ? parseNumber(*lab.B) : std::nullopt;
         if (!L || !A || !B)
             return inconsistent(label, tr("the CIELAB value needs numbers L, A and B"));
         HBColorRepresentationPtr representation = HBColorRepresentation::labRepresentation(*L, *A, *B);
-        if (const ColourSpec *colourSpec = specificationFor(lab))
+        if (const ColourSpec *colourSpec = specificationFor(lab.colorSpecification))
             representation->setAttributes(colourSpec->attributes);
         color->addRepresentation(representation);
         return true;
@@ -475,17 +431,17 @@ private:
 public:
     void reportSkippedValues()
     {
-        for (auto it = m_skippedValueCounts.cbegin(); it != m_skippedValueCounts.cend(); ++it)
+        const QMap<QString, int> &counts = m_objects.skippedValueCounts();
+        for (auto it = counts.cbegin(); it != counts.cend(); ++it)
             skip(tr("%1 colour values of type %2 were left out").arg(it.value()).arg(it.key()));
     }
 
 private:
     HBColorDocument *m_document;
     HBColorDocumentDelegate *m_delegate;
+    const HBCxfObjectStream &m_objects;
     VLError *m_error;
     QHash<QString, ColourSpec> m_specifications;
-    QList<double> m_spectrumScratch;
-    QMap<QString, int> m_skippedValueCounts;
 };
 
 } // namespace
@@ -497,26 +453,30 @@ bool hbReadCxf3(const QByteArray &data, HBColorDocument *document, HBColorDocume
         return hbFail(error, HBErrorNotXML, tr("The file is empty"));
     if (data.size() > std::numeric_limits<int>::max())
         return hbFail(error, HBErrorNotXML, tr("The file is too large for a colour document"));
-    xmlParserCtxt *context = xmlNewParserCtxt();
+    struct ContextFree {
+        void operator()(xmlParserCtxt *context) const { xmlFreeParserCtxt(context); }
+    };
+    // Declared before the stream that installs itself in it, so that it outlives the stream.
+    const std::unique_ptr<xmlParserCtxt, ContextFree> context(xmlCreateMemoryParserCtxt(data.constData(), int(data.size())));
     if (!context)
         return hbFail(error, HBErrorNotXML, tr("Out of memory"));
     const VLQuietXmlErrors quiet;
-    const HBXmlDocPtr parsed(xmlCtxtReadMemory(context, data.constData(), int(data.size()), nullptr, nullptr,
-                                               XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING |
-                                                   XML_PARSE_NOBLANKS));
-    if (!parsed) {
-        const xmlError *problem = xmlCtxtGetLastError(context);
+    xmlCtxtUseOptions(context.get(), XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING | XML_PARSE_NOBLANKS);
+    const HBCxfObjectStream objects(context.get());
+    xmlParseDocument(context.get());
+    const HBXmlDocPtr parsed(context->myDoc);
+    context->myDoc = nullptr;
+    if (!context->wellFormed || !parsed) {
+        const xmlError *problem = xmlCtxtGetLastError(context.get());
         const QString detail = problem && problem->message
                                    ? tr("line %1: %2").arg(problem->line).arg(QString::fromUtf8(problem->message).trimmed())
                                    : tr("unknown parse error");
-        xmlFreeParserCtxt(context);
         return hbFail(error, HBErrorNotXML, tr("Not a well-formed XML document (%1)").arg(detail));
     }
-    xmlFreeParserCtxt(context);
     const xmlNode *root = xmlDocGetRootElement(parsed.get());
     if (!root)
         return hbFail(error, HBErrorNotCxF3, tr("The XML document has no root element"));
-    Reader reader(document, delegate, error);
+    Reader reader(document, delegate, objects, error);
     if (!reader.read(root))
         return false;
     reader.reportSkippedValues();
