@@ -8,7 +8,8 @@
 #
 # Goals: at most 45 MB resident at rest after the syncs; no wake-ups while idle.
 # For a closer look: TRAY_IDLE_SMAPS=FILE keeps the smaps at rest, TRAY_IDLE_LOG=FILE the program's
-# log, TRAY_IDLE_SHOT=FILE.png a screenshot when a window is not as expected.
+# log, TRAY_IDLE_SHOT=FILE.png a screenshot when a window is not as expected, TRAY_IDLE_GDB=1 the C
+# library's heap statistics at rest in that log (gdb attaches, so the wake-up count is then void).
 set -euo pipefail
 
 program=$1
@@ -167,6 +168,7 @@ echo "wake-ups while settling (35 s after the last window closed, threads that e
 rest_rss=$(rss "$app")
 # Where the resident memory is, mapping by mapping, for a closer look.
 [ -z "${TRAY_IDLE_SMAPS:-}" ] || cat "/proc/$app/smaps" >"$TRAY_IDLE_SMAPS"
+[ -z "${TRAY_IDLE_GDB:-}" ] || gdb -p "$app" -batch -ex "call (int) malloc_stats()" >/dev/null 2>&1 || true
 sleep 30
 per_thread "$app" >"$work/after"
 wakeups=$(wakeups_between "$work/before" "$work/after" | head -n 1)

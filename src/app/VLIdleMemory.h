@@ -36,3 +36,6 @@ private:
 
 // Hands the free parts of the heap back to the system; the platform's own call for it.
 void vlReleaseFreeHeapMemory();
+// Called once at start, before any thread allocates: sets the heap up so that what a worker
+// thread frees can be handed back at all.
+void vlPrepareHeapForIdleRelease();

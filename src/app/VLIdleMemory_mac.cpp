@@ -2,6 +2,8 @@
 
 #include <malloc/malloc.h>
 
+void vlPrepareHeapForIdleRelease() {}
+
 void vlReleaseFreeHeapMemory()
 {
     // All zones, as much as they can give.

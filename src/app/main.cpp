@@ -2,6 +2,7 @@
 #include "TinteraDemoEnvironment.h"
 #include "VLApplicationInfo.h"
 #include "VLApplication.h"
+#include "VLIdleMemory.h"
 #include "VLSingleInstance.h"
 #include "VLTerminationSignals.h"
 #include "VLURLScheme.h"
@@ -51,6 +52,7 @@ int main(int argc, char **argv)
 {
     if (answeredWithoutDisplay(argc, argv))
         return 0;
+    vlPrepareHeapForIdleRelease();
     VLApplication app(argc, argv);
     VLApplication::setApplicationName(QStringLiteral("VelmoraSync"));
     VLApplication::setApplicationDisplayName(QStringLiteral("TINTERA Sync"));
