@@ -67,14 +67,18 @@ HBCxfObjectStream::~HBCxfObjectStream()
     m_context->_private = nullptr;
 }
 
-HBCxfObjectStream *HBCxfObjectStream::inObject(void *context)
+HBCxfObjectStream *HBCxfObjectStream::ownerOf(void *context)
 {
     // The parser runs an entity's replacement text through the same handlers, with a context of
     // its own, to build the entity's tree: that always goes to the tree builder.
     auto *stream = static_cast<HBCxfObjectStream *>(parserContext(context)->_private);
-    if (!stream || stream->m_context != context || stream->m_frames.isEmpty())
-        return nullptr;
-    return stream;
+    return stream && stream->m_context == context ? stream : nullptr;
+}
+
+HBCxfObjectStream *HBCxfObjectStream::inObject(void *context)
+{
+    HBCxfObjectStream *stream = ownerOf(context);
+    return stream && !stream->m_frames.isEmpty() ? stream : nullptr;
 }
 
 bool HBCxfObjectStream::startsObject(const unsigned char *localName, const unsigned char *uri)
@@ -104,8 +108,8 @@ void HBCxfObjectStream::startElement(void *context, const unsigned char *localNa
 {
     HBCxfObjectStream *stream = inObject(context);
     if (!stream) {
-        auto *candidate = static_cast<HBCxfObjectStream *>(parserContext(context)->_private);
-        if (!candidate || candidate->m_context != context || !candidate->startsObject(localName, uri)) {
+        HBCxfObjectStream *candidate = ownerOf(context);
+        if (!candidate || !candidate->startsObject(localName, uri)) {
             xmlSAX2StartElementNs(context, localName, prefix, uri, namespaceCount, namespaces, attributeCount,
                                   defaultedCount, attributes);
             return;
@@ -171,6 +175,7 @@ HBCxfObjectStream::Frame HBCxfObjectStream::frameFor(Frame parent, const char *l
 
 void HBCxfObjectStream::open(Frame frame, int attributeCount, const unsigned char **attributes)
 {
+    // Every element whose text is read is a leaf of the object's structure, so at most one collects.
     auto startCollecting = [this] {
         if (m_collectingDepth < 0) {
             m_collectingDepth = int(m_frames.size());
@@ -180,20 +185,19 @@ void HBCxfObjectStream::open(Frame frame, int attributeCount, const unsigned cha
     auto lastValues = [this]() -> QList<HBCxfStreamedValue> & {
         return std::get<HBCxfStreamedColorValues>(m_object.parts.last()).values;
     };
+    auto value = [&](const char *name) { return attribute(attributeCount, attributes, name); };
     switch (frame) {
     case Frame::Object:
         m_object = {};
-        m_object.id = attribute(attributeCount, attributes, "Id");
-        m_object.name = attribute(attributeCount, attributes, "Name");
-        m_object.guid = attribute(attributeCount, attributes, "GUID");
-        m_object.objectType = attribute(attributeCount, attributes, "ObjectType");
+        m_object.id = value("Id");
+        m_object.name = value("Name");
+        m_object.guid = value("GUID");
+        m_object.objectType = value("ObjectType");
         break;
     case Frame::CreationDate:
-    case Frame::SpectralPoint:
     case Frame::LabL:
     case Frame::LabA:
     case Frame::LabB:
-    case Frame::Reflectance:
         startCollecting();
         break;
     case Frame::ColorValues:
@@ -202,38 +206,27 @@ void HBCxfObjectStream::open(Frame frame, int attributeCount, const unsigned cha
     case Frame::TagCollection:
         m_object.parts.append(HBCxfStreamedTagCollection{});
         break;
-    default:
+    case Frame::Reflectance:
+        startCollecting();
+        lastValues().append(
+            HBCxfStreamedReflectance{value("ColorSpecification"), value("StartWL"), value("Increment"), value("EndWL"), {}, true});
         break;
-    }
-    switch (frame) {
-    case Frame::Reflectance: {
-        HBCxfStreamedReflectance spectrum;
-        spectrum.colorSpecification = attribute(attributeCount, attributes, "ColorSpecification");
-        spectrum.startWavelength = attribute(attributeCount, attributes, "StartWL");
-        spectrum.increment = attribute(attributeCount, attributes, "Increment");
-        spectrum.endWavelength = attribute(attributeCount, attributes, "EndWL");
-        lastValues().append(std::move(spectrum));
-        break;
-    }
     case Frame::CustomSpectrum:
-        lastValues().append(HBCxfStreamedCustomSpectrum{attribute(attributeCount, attributes, "ColorSpecification"), {}});
+        lastValues().append(HBCxfStreamedCustomSpectrum{value("ColorSpecification"), {}});
         break;
     case Frame::Lab:
-        lastValues().append(HBCxfStreamedLab{attribute(attributeCount, attributes, "ColorSpecification"), {}, {}, {}});
+        lastValues().append(HBCxfStreamedLab{value("ColorSpecification"), {}, {}, {}});
         break;
     case Frame::SpectralPoint:
-        std::get<HBCxfStreamedCustomSpectrum>(lastValues().last())
-            .points.append({attribute(attributeCount, attributes, "WL"), {}});
+        startCollecting();
+        std::get<HBCxfStreamedCustomSpectrum>(lastValues().last()).points.append({value("WL"), {}});
         break;
-    case Frame::Tag: {
+    case Frame::Tag:
         // All a tag holds is in its attributes.
-        const QString name = attribute(attributeCount, attributes, "Name");
-        if (!name.isEmpty())
-            std::get<HBCxfStreamedTagCollection>(m_object.parts.last())
-                .tags.append({name, attribute(attributeCount, attributes, "Value")});
+        if (const QString name = value("Name"); !name.isEmpty())
+            std::get<HBCxfStreamedTagCollection>(m_object.parts.last()).tags.append({name, value("Value")});
         break;
-    }
-    default:
+    case Frame::Other:
         break;
     }
 }

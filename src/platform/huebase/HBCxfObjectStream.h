@@ -124,8 +124,9 @@ private:
     static void comment(void *context, const unsigned char *text);
     static void processingInstruction(void *context, const unsigned char *target, const unsigned char *data);
 
-    // The stream when this event is one of its objects' (not the tree's, and not an entity's
-    // replacement text being parsed for the tree).
+    // The stream when the event comes from its own context (not from an entity's replacement text
+    // being parsed for the tree); inObject, when it is moreover inside one of its objects.
+    static HBCxfObjectStream *ownerOf(void *context);
     static HBCxfObjectStream *inObject(void *context);
     bool startsObject(const unsigned char *localName, const unsigned char *uri);
     Frame frameFor(Frame parent, const char *localName, bool inCxfNamespace) const;
