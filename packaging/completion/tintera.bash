@@ -78,7 +78,7 @@ _tintera()
         ;;
     settings)
         case $position in
-        0) COMPREPLY=($(compgen -W "auto-sync selected-only" -- "$cur")) ;;
+        0) COMPREPLY=($(compgen -W "auto-sync selected-only require-signed" -- "$cur")) ;;
         1) COMPREPLY=($(compgen -W "on off" -- "$cur")) ;;
         esac
         ;;

@@ -40,6 +40,6 @@ complete -c tintera -n "__fish_seen_subcommand_from demo" -l keep -d 'Keep the d
 complete -c tintera -n "__fish_seen_subcommand_from demo" -l link -r -d 'Device and service links (usb-full-speed+dsl, ...)'
 complete -c tintera -n "__fish_seen_subcommand_from fandecks; and not __fish_seen_subcommand_from select unselect" -a 'select unselect'
 complete -c tintera -n "__fish_seen_subcommand_from select unselect" -a '(__tintera_fandeck_ids)'
-complete -c tintera -n "__fish_seen_subcommand_from settings; and not __fish_seen_subcommand_from auto-sync selected-only" -a 'auto-sync selected-only'
-complete -c tintera -n "__fish_seen_subcommand_from auto-sync selected-only" -a 'on off'
+complete -c tintera -n "__fish_seen_subcommand_from settings; and not __fish_seen_subcommand_from auto-sync selected-only require-signed" -a 'auto-sync selected-only require-signed'
+complete -c tintera -n "__fish_seen_subcommand_from auto-sync selected-only require-signed" -a 'on off'
 complete -c tintera -n "__fish_seen_subcommand_from help" -a "$commands json"

@@ -88,10 +88,11 @@ const QList<TinteraCommandInfo> &commands()
          "by name, with a tick for the ones chosen for sync. \"select ID\" and \"unselect ID\" change the\n"
          "choice; it counts when \"settings selected-only on\" is set.",
          tinteraFandecksCommand, true, {}},
-        {"settings", "[auto-sync|selected-only on|off]", "Show or change the device's sync settings.",
-         "Without arguments shows both settings. \"auto-sync on|off\": sync whenever the device is connected\n"
+        {"settings", "[auto-sync|selected-only|require-signed on|off]", "Show or change the sync settings.",
+         "Without arguments shows the settings. \"auto-sync on|off\": sync whenever the device is connected\n"
          "(in the tray application). \"selected-only on|off\": sync only the chosen fandecks and delete the\n"
-         "others from the device.",
+         "others from the device. \"require-signed on|off\": accept only files the service signed with a\n"
+         "trusted key (for every device; signed files are always checked, unsigned ones pass when off).",
          tinteraSettingsCommand, false, {}},
         {"demo", "", "Run the whole product against an emulated device and service.",
          "Writes the demo catalog into a fresh temporary folder, starts the emulated sync service and an\n"
@@ -129,8 +130,8 @@ const char *const kJsonHelp =
     "devices   {\"devices\": [{\"name\", \"serialNumber\", \"firmware\", \"freeBytes\", \"storage\"}]}\n"
     "status    {\"device\": {\"name\", \"serialNumber\", \"chipId\", \"firmware\", \"freeBytes\", \"storage\",\n"
     "          \"connected\"}, \"lastSync\", \"lastSyncText\", \"status\",\n"
-    "          \"settings\": {\"autoSync\", \"selectedFandecksOnly\"}}\n"
-    "settings  {\"settings\": {\"autoSync\", \"selectedFandecksOnly\"}}\n"
+    "          \"settings\": {\"autoSync\", \"selectedFandecksOnly\", \"requireSigned\"}}\n"
+    "settings  {\"settings\": {\"autoSync\", \"selectedFandecksOnly\", \"requireSigned\"}}\n"
     "fandecks  {\"fandecks\": [{\"id\", \"name\", \"selected\", \"onDevice\"}], \"selectedFandecksOnly\"}\n"
     "export    {\"file\", \"format\", \"exported\", \"total\", \"matches\": [{\"colorId\", \"fandeck\",\n"
     "          \"lab\": {\"L\", \"a\", \"b\"}, \"tag\", \"audioNote\"}], \"audioNotes\": [{\"name\", \"path\",\n"

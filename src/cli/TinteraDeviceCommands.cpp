@@ -75,7 +75,8 @@ VLPreferencesSyncState preferencesState(VLSyncManager *manager)
 QJsonObject settingsJson(VLSyncManager *manager)
 {
     return {{QStringLiteral("autoSync"), manager->autoSyncOnDeviceConnection()},
-            {QStringLiteral("selectedFandecksOnly"), manager->syncSelectedFandecksOnly()}};
+            {QStringLiteral("selectedFandecksOnly"), manager->syncSelectedFandecksOnly()},
+            {QStringLiteral("requireSigned"), VLSyncManager::requireSignedFiles()}};
 }
 
 void printSettings(TinteraInvocation &invocation, VLSyncManager *manager)
@@ -86,6 +87,7 @@ void printSettings(TinteraInvocation &invocation, VLSyncManager *manager)
     }
     invocation.println(vlFormat(tr("Auto sync on device connection: %@"), onOff(manager->autoSyncOnDeviceConnection())));
     invocation.println(vlFormat(tr("Sync selected fandecks only:    %@"), onOff(manager->syncSelectedFandecksOnly())));
+    invocation.println(vlFormat(tr("Accept only signed files:       %@"), onOff(VLSyncManager::requireSignedFiles())));
 }
 
 QString columns(const QList<QStringList> &rows)
@@ -187,8 +189,9 @@ int tinteraSettingsCommand(TinteraInvocation &invocation)
     const bool change = !arguments.isEmpty();
     if (change
         && (arguments.size() != 2 || !parseSwitch(arguments.at(1), &on)
-            || (arguments.at(0) != QLatin1String("auto-sync") && arguments.at(0) != QLatin1String("selected-only")))) {
-        invocation.fail(tr("usage: tintera settings [auto-sync on|off | selected-only on|off]"));
+            || !QStringList{QStringLiteral("auto-sync"), QStringLiteral("selected-only"), QStringLiteral("require-signed")}
+                    .contains(arguments.at(0)))) {
+        invocation.fail(tr("usage: tintera settings [auto-sync on|off | selected-only on|off | require-signed on|off]"));
         return TinteraExitUsage;
     }
     TinteraDeviceSession session(invocation, stderr);
@@ -202,6 +205,8 @@ int tinteraSettingsCommand(TinteraInvocation &invocation)
         }
         if (arguments.at(0) == QLatin1String("auto-sync"))
             manager->setAutoSyncOnDeviceConnection(on);
+        else if (arguments.at(0) == QLatin1String("require-signed"))
+            VLSyncManager::setRequireSignedFiles(on);
         else
             manager->setSyncSelectedFandecksOnly(on);
     }

@@ -349,6 +349,11 @@ void VLSyncManager::updateDeviceFandecks()
             VL_LOG("Error preparing for transfer of %@, unusable SKU", candidate->SKU());
             continue;
         }
+        const QString payload = pathForGlobalFandecksFolder() + QLatin1Char('/') + candidate->SKU() + QStringLiteral("/payload.cxf");
+        if (const VLError refused = verifyStoredPayloadForUpload(candidate, payload); !refused.isNull()) {
+            syncDidReceiveErrorRunNextStep(refused, false);
+            continue;
+        }
         transfer.append(candidate);
     }
     for (const VLSyncFileInfoPtr &local : localFandecks) {

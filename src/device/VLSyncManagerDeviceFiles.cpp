@@ -48,6 +48,15 @@ void VLSyncManager::updateDeviceFileIfNeccessary(const char *logName, const QStr
         installDeviceFile(local);
         return;
     }
+    if (const VLError refused = m_fileTrust.checkRecord(*offer); !refused.isNull()) {
+        VL_LOG("Refusing to download %@: %@", offer->SKU(), refused);
+        syncDidReceiveErrorRunNextStep(refused, true);
+        return;
+    }
+    if (const QString warning = VLFileTrust::unverifiableWarning(*offer); !warning.isEmpty()) {
+        VL_LOG("%@", warning);
+        setStatusMessage(warning);
+    }
     m_deviceFileDownload = VLFileDownload::initWithURLDestinationFolder(offer->fileURL(), pathForGlobalDownloadsFolder());
     m_deviceFileDownload->setUserData(offer);
     m_deviceFileDownloadStepToken = operationStepToken();
@@ -201,7 +210,9 @@ bool VLSyncManager::verifyAndInstallDeviceFileWithInfoDownloadPathError(const VL
 }
 
 // Moves a verified download into its package folder ("<store>/<SKU>/<payload>" beside "info.plist")
-// and enters it in the local inventory. The size is the only check the service allows.
+// and enters it in the local inventory. The size is always checked, the bytes against the record's
+// SHA-256 where it has one: a download that fails either is removed, so the next sync fetches it
+// whole, and the package installed before stays as it was.
 bool VLSyncManager::installPackage(const VLSyncFileInfoPtr &file, const QString &downloadPath,
                                    const QString &storeFolder, const QString &payloadName,
                                    const QString &infoWriteFailure, VLError *error)
@@ -228,6 +239,13 @@ bool VLSyncManager::installPackage(const VLSyncFileInfoPtr &file, const QString 
     if (downloaded.size() != file->byteLength()) {
         VL_LOG("Downloaded file is incomplete ( Downloaded: %d, Real: %d )", downloaded.size(), file->byteLength());
         return fail(tr("Downloaded file is incomplete"));
+    }
+    if (const VLError mismatch = m_fileTrust.checkPayload(*file, downloadPath); !mismatch.isNull()) {
+        VL_LOG("Refusing the download of %@: %@", file->SKU(), mismatch);
+        QFile::remove(downloadPath);
+        if (error)
+            *error = mismatch;
+        return false;
     }
     if (QFileInfo::exists(payload) && !QFile::remove(payload))
         VL_LOG("Error removing payload: %@", payload);
@@ -260,9 +278,28 @@ void VLSyncManager::installDeviceFile(const VLSyncFileInfoPtr &file)
         return;
     }
     const QString payload = folder + QStringLiteral("/payload");
+    if (const VLError refused = verifyStoredPayloadForUpload(file, payload); !refused.isNull()) {
+        // Stands for the upload's answer, which this step waits for.
+        syncDidReceiveErrorRunNextStep(refused, true);
+        return;
+    }
     if (file->fileType() == VLSyncSessionFileTypeBrandingStartup && m_delegate)
         m_delegate->syncManagerChangedImage(this, QImage(payload));
     sendDeviceCommand(uploadCommandForFile(file, payload), &VLSyncManager::installDeviceFileForDeviceDidReceiveResponse);
+}
+
+VLError VLSyncManager::verifyStoredPayloadForUpload(const VLSyncFileInfoPtr &file, const QString &payloadPath)
+{
+    VLError refused = m_fileTrust.checkRecord(*file);
+    if (refused.isNull()) {
+        refused = m_fileTrust.checkPayload(*file, payloadPath);
+        // Changed on disk since it was installed: what is there now is nobody's file.
+        if (!refused.isNull())
+            QDir(QFileInfo(payloadPath).absolutePath()).removeRecursively();
+    }
+    if (!refused.isNull())
+        VL_LOG("Not sending %@ to the device: %@", file->SKU(), refused);
+    return refused;
 }
 
 void VLSyncManager::installDeviceFileForDeviceDidReceiveResponse(const KDDevicePtr &,

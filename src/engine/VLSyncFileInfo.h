@@ -17,6 +17,9 @@ inline const QString VLSyncFileInfoVersionString = QStringLiteral("VersionString
 inline const QString VLSyncFileInfoVersionDate = QStringLiteral("VersionDate");
 inline const QString VLSyncFileInfoByteLength = QStringLiteral("ByteLength");
 inline const QString VLSyncFileInfoFileURL = QStringLiteral("FileURL");
+// Hex of the file's SHA-256, and an Ed25519 signature (base64) of the record; both optional.
+inline const QString VLSyncFileInfoSHA256 = QStringLiteral("SHA256");
+inline const QString VLSyncFileInfoSignature = QStringLiteral("Signature");
 
 // The kinds of file the device holds (values of "FileType"); "Any" asks the service for all of them.
 inline const QString VLSyncSessionFileTypeAny = QStringLiteral("Any");

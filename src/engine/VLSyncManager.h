@@ -1,6 +1,7 @@
 #pragma once
 
 #include "VLError.h"
+#include "VLFileTrust.h"
 #include "VLObservable.h"
 #include "VLSyncFileInfo.h"
 #include "VLSyncManagerDelegate.h"
@@ -134,6 +135,9 @@ public:
     void setAutoSyncOnDeviceConnection(bool on);
     bool syncSelectedFandecksOnly() const;
     void setSyncSelectedFandecksOnly(bool on);
+    // Whether files the service did not sign are refused; one setting of the user's, for every device.
+    static bool requireSignedFiles();
+    static void setRequireSignedFiles(bool on);
     QDateTime lastSyncDate() const;
     void setLastSyncDate(const QDateTime &date);
     QString lastSyncDateString() const;
@@ -256,6 +260,9 @@ private:
     VLSyncFileInfoPtr deviceSettingsToApplyAgain() const;
     void recordAppliedDeviceSettings(bool confirmed);
     VLSyncFileList disabledDeviceFandecksToEnable();
+    // Null when the stored payload may go to the device; otherwise the package is removed, so the
+    // next sync fetches it again.
+    VLError verifyStoredPayloadForUpload(const VLSyncFileInfoPtr &file, const QString &payloadPath);
     bool installPackage(const VLSyncFileInfoPtr &file, const QString &downloadPath, const QString &storeFolder,
                         const QString &payloadName, const QString &infoWriteFailure, VLError *error);
 
@@ -280,6 +287,7 @@ private:
 
     // Fields, in the order the coordinator declares them.
     KDDevicePtr m_device;
+    VLFileTrust m_fileTrust; // the keys and the policy, read again when a run begins
     QPointer<VLSyncSession> m_syncSession;
     std::optional<QList<VLError>> m_errors;
     std::optional<QVariantMap> m_defaults;

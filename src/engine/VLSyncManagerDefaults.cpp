@@ -2,6 +2,7 @@
 
 #include "TSLogger.h"
 #include "VLPropertyList.h"
+#include "VLUserDefaults.h"
 
 #include <QBuffer>
 #include <QImageReader>
@@ -13,6 +14,7 @@ namespace {
 
 const QString kAutoSync = QStringLiteral("VLSyncManagerDefaultsAutoSync");
 const QString kSyncSelectedOnly = QStringLiteral("VLSyncManagerDefaultsSyncSelectedOnly");
+const QString kRequireSignedFiles = QStringLiteral("VLRequireSignedFiles");
 const QString kSyncFandeckIdentifiers = QStringLiteral("VLSyncManagerDefaultsSyncFandeckIdentifiers");
 const QString kLastSyncDate = QStringLiteral("VLSyncManagerDefaultsLastSyncDate");
 const QString kSyncImageData = QStringLiteral("VLSyncManagerDefaultsSyncImageData");
@@ -83,6 +85,18 @@ void VLSyncManager::setSyncSelectedFandecksOnly(bool on)
         m_defaults->insert(kSyncSelectedOnly, on);
     synchronizeDefaults();
     didChangeValueForKey(QStringLiteral("syncSelectedFandecksOnly"));
+}
+
+bool VLSyncManager::requireSignedFiles()
+{
+    return VLUserDefaults::standardUserDefaults()->boolForKey(kRequireSignedFiles);
+}
+
+void VLSyncManager::setRequireSignedFiles(bool on)
+{
+    VLUserDefaults *defaults = VLUserDefaults::standardUserDefaults();
+    defaults->setBoolForKey(on, kRequireSignedFiles);
+    defaults->synchronize();
 }
 
 QDateTime VLSyncManager::lastSyncDate() const

@@ -52,6 +52,10 @@ const char *stepName(qint32 status)
 
 void VLSyncManager::beginRun()
 {
+    // Keys added or removed and the policy changed since the last run count from this one on.
+    m_fileTrust = VLFileTrust::load(requireSignedFiles());
+    for (const QString &problem : m_fileTrust.keys().problems())
+        VL_LOG("Trusted keys: %@", problem);
     ++m_stepToken;
     m_commandStepTokens.clear();
 }

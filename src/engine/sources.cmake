@@ -1,6 +1,7 @@
 # Files of this subsystem in the tintera_sync library.
 target_sources(tintera_sync PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/VLFandeckListing.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/VLFileTrust.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLPreferencesInfo.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLSyncFileInfo.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLSyncInfo.cpp

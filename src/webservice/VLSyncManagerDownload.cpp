@@ -5,14 +5,17 @@
 
 void VLSyncManager::downloadNeededFandecks()
 {
-    VLSyncFileList needed = m_syncInfo ? m_syncInfo->fandecksNeedingDownload() : VLSyncFileList();
-    if (syncSelectedFandecksOnly()) {
-        VLSyncFileList selected;
-        for (const VLSyncFileInfoPtr &fandeck : std::as_const(needed)) {
-            if (userWantsSyncForFandeckWithID(fandeck->fileID()))
-                selected.append(fandeck);
+    VLSyncFileList needed;
+    for (const VLSyncFileInfoPtr &fandeck : m_syncInfo ? m_syncInfo->fandecksNeedingDownload() : VLSyncFileList()) {
+        if (syncSelectedFandecksOnly() && !userWantsSyncForFandeckWithID(fandeck->fileID()))
+            continue;
+        // A record nobody trusted vouched for is not even fetched; the other fandecks go on.
+        if (const VLError refused = m_fileTrust.checkRecord(*fandeck); !refused.isNull()) {
+            VL_LOG("Refusing to download %@: %@", fandeck->SKU(), refused);
+            syncDidReceiveErrorRunNextStep(refused, false);
+            continue;
         }
-        needed = selected;
+        needed.append(fandeck);
     }
     if (needed.isEmpty() || !m_downloadManager) {
         runNextSyncStep();

@@ -6,11 +6,15 @@
 // and the export. Each row is its own test (own emulators), so CTest runs rows in parallel; the
 // rows that wait on purpose are built into a second program labelled "faults-long".
 
+#include "Catalog.h"
 #include "HBColorDocument.h"
 #include "TestSupport.h"
 #include "TinteraDemoEnvironment.h"
 #include "TinteraProcess.h"
+#include "VLFileDigest.h"
+#include "VLFileTrust.h"
 #include "VLPropertyList.h"
+#include "VLRecordSignature.h"
 #include "VLSyncFileInfo.h"
 
 #include <QDir>
@@ -28,6 +32,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <functional>
 
 namespace {
 
@@ -39,6 +44,9 @@ enum class Kind {
     DiskFull,      // the data folder on a small tmpfs
     Kill,          // SIGKILL to tintera in the middle of Target (download | upload)
     Interrupt,     // SIGINT to tintera in the middle of Target (download | upload)
+    Tampered,      // the service serves other bytes of the same length for the SKU Target
+    ForgedRecord,  // a field of the SKU Target's record changed after it was signed
+    ForeignSigner, // the SKU Target's record signed by a key nobody trusts
 };
 
 struct FaultRow
@@ -52,6 +60,7 @@ struct FaultRow
     QList<int> exits = {1};    // accepted exit statuses of the faulty run (-1: killed)
     const char *cause = "";    // what its output must say (a regular expression)
     QStringList installedDespite = {}; // SKUs the faulty run must still have put on the device
+    QStringList absentFromDevice = {}; // SKUs the faulty run must not have put on the device
 };
 
 // Rows print as their names in test output.
@@ -171,6 +180,17 @@ QList<FaultRow> serviceRows()
          "Downloaded file is incomplete", kFandeckSKUs},
         {"StaleFileInTheDownloadsFolder", Kind::StaleDownload, "VLM-FD-WHITES-1.0.cxf", "", "", 0, {0}, "without errors"},
         {"DataFolderOnAFullDisk", Kind::DiskFull, "", "", "", 0, {1}, "No space left on device|cannot be written"},
+        // Files nobody vouched for: a mirror's same-size replacement is found by its checksum after
+        // the download, a record the trusted key did not sign before it.
+        {"Firmware_tamperedSameSize", Kind::Tampered, "TX350-FW", "", "", 0, {1},
+         "Error code 1, The file of .* is not the one the service published", kFandeckSKUs, {"TX350-FW"}},
+        {"Fandeck_tamperedSameSize", Kind::Tampered, "VLM-FD-ACCENT", "", "", 0, {1},
+         "Error code 1, The file of .* is not the one the service published", {"TX350-FW", "VLM-FD-INT"},
+         {"VLM-FD-ACCENT"}},
+        {"Bootloader_recordChangedAfterSigning", Kind::ForgedRecord, "TX350-BL", "", "", 0, {1},
+         "Error code 2, The signature of .* does not verify against any trusted key", {"TX350-FW"}, {"TX350-BL"}},
+        {"Fandeck_signedByAnUntrustedKey", Kind::ForeignSigner, "VLM-FD-WHITES", "", "", 0, {1},
+         "Error code 2, The signature of .* does not verify against any trusted key", {"VLM-FD-INT"}, {"VLM-FD-WHITES"}},
     };
     return rows;
 }
@@ -258,9 +278,21 @@ protected:
         return QJsonDocument::fromJson(reply).object().value("files").toObject();
     }
 
+    QMap<QString, QVariantMap> catalogRecords()
+    {
+        QFile index(environment.catalogFolder() + "/index.json");
+        if (!index.open(QIODevice::ReadOnly))
+            return {};
+        return bySKU(QJsonDocument::fromJson(index.readAll()).object().value("files").toArray().toVariantList());
+    }
     bool inject(const FaultRow &row);
     // Changes the "ByteLength" the catalog announces for a SKU by `delta` (0 restores it).
     bool setAnnouncedLength(const QString &sku, qint64 delta);
+    // Changes the catalog's record of a SKU in place; the payload's path is given to `change`.
+    bool editRecord(const QString &sku, const std::function<void(QJsonObject &, const QString &)> &change);
+    // The catalog's records and the files the row changes, as they were before, and back.
+    bool keepCatalog(const QString &sku);
+    bool restoreCatalog();
     TinteraRun runFaultySync(const FaultRow &row);
     void expectNothingOutsideTheDataFolder();
     void expectNothingHalfWrittenInstalled(const QString &dataFolder);
@@ -268,6 +300,7 @@ protected:
 
     TinteraDemoEnvironment environment;
     QString serial;
+    QMap<QString, QByteArray> keptCatalogFiles;
     QTemporaryDir home;
     QByteArray previousHome;
     QStringList topLevelBefore;
@@ -309,11 +342,32 @@ bool FaultMatrix::inject(const FaultRow &row)
         return environment.devsim({"link", "--serial", serial, "--profile", "usb-full-speed"}, nullptr, &error);
     case Kind::DiskFull:
         return true;
+    case Kind::Tampered:
+        return keepCatalog(row.target) && editRecord(row.target, [](QJsonObject &, const QString &payload) {
+                   QFile file(payload);
+                   if (!file.open(QIODevice::ReadWrite))
+                       return;
+                   QByteArray bytes = file.readAll();
+                   for (qsizetype i = bytes.size() / 2; i < bytes.size() / 2 + 16 && i < bytes.size(); ++i)
+                       bytes[i] = char(bytes[i] ^ 0x5a);
+                   file.seek(0);
+                   file.write(bytes);
+               });
+    case Kind::ForgedRecord:
+        return keepCatalog(row.target) && editRecord(row.target, [](QJsonObject &record, const QString &) {
+                   record.insert("VersionString", "9.9");
+               });
+    case Kind::ForeignSigner:
+        return keepCatalog(row.target) && editRecord(row.target, [](QJsonObject &record, const QString &) {
+                   const QByteArray foreign = VLRecordSigning::privateKeyPemFromSeed(QByteArray(32, 'x'));
+                   record.insert("Signature", QString::fromLatin1(VLRecordSigning::sign(
+                                                  foreign, vlFileRecordSigningText(record.toVariantMap()))));
+               });
     }
     return false;
 }
 
-bool FaultMatrix::setAnnouncedLength(const QString &sku, qint64 delta)
+bool FaultMatrix::editRecord(const QString &sku, const std::function<void(QJsonObject &, const QString &)> &change)
 {
     QFile index(environment.catalogFolder() + "/index.json");
     if (!index.open(QIODevice::ReadOnly))
@@ -326,14 +380,46 @@ bool FaultMatrix::setAnnouncedLength(const QString &sku, qint64 delta)
         QJsonObject record = files.at(i).toObject();
         if (record.value("SKU").toString() != sku)
             continue;
-        const QString path = environment.catalogFolder() + "/files/" + record.value("FileURL").toString().section('/', -1);
-        record.insert("ByteLength", QString::number(QFileInfo(path).size() + delta));
+        change(record, environment.catalogFolder() + "/files/" + record.value("FileURL").toString().section('/', -1));
         files.replace(i, record);
         found = true;
     }
     catalog.insert("files", files);
     return found && index.open(QIODevice::WriteOnly | QIODevice::Truncate)
         && index.write(QJsonDocument(catalog).toJson()) > 0;
+}
+
+bool FaultMatrix::keepCatalog(const QString &sku)
+{
+    QStringList paths{environment.catalogFolder() + "/index.json"};
+    editRecord(sku, [&](QJsonObject &, const QString &payload) { paths << payload; });
+    for (const QString &path : std::as_const(paths)) {
+        QFile file(path);
+        if (!file.open(QIODevice::ReadOnly))
+            return false;
+        keptCatalogFiles.insert(path, file.readAll());
+    }
+    return true;
+}
+
+bool FaultMatrix::restoreCatalog()
+{
+    for (auto it = keptCatalogFiles.cbegin(); it != keptCatalogFiles.cend(); ++it) {
+        QFile file(it.key());
+        if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(it.value()) != it.value().size())
+            return false;
+    }
+    return true;
+}
+
+bool FaultMatrix::setAnnouncedLength(const QString &sku, qint64 delta)
+{
+    // Re-signed, as a service that publishes a wrong length would: only the size check can find it.
+    return editRecord(sku, [delta](QJsonObject &record, const QString &payload) {
+        record.insert("ByteLength", QString::number(QFileInfo(payload).size() + delta));
+        record.insert("Signature", QString::fromLatin1(VLRecordSigning::sign(
+                                       demoSigningKeyPem(), vlFileRecordSigningText(record.toVariantMap()))));
+    });
 }
 
 TinteraRun FaultMatrix::runFaultySync(const FaultRow &row)
@@ -369,7 +455,7 @@ void FaultMatrix::expectNothingOutsideTheDataFolder()
     EXPECT_EQ(topLevel, before) << "the run wrote beside the data folder";
 }
 
-// Every installed package holds exactly the bytes its record announces.
+// Every installed package holds exactly the bytes its record announces: its length and its SHA-256.
 void FaultMatrix::expectNothingHalfWrittenInstalled(const QString &dataFolder)
 {
     for (const auto &[store, payloadName] : {std::pair{"Fandecks", "payload.cxf"}, std::pair{"Files", "payload"}}) {
@@ -379,7 +465,10 @@ void FaultMatrix::expectNothingHalfWrittenInstalled(const QString &dataFolder)
             const VLSyncFileInfoPtr info = VLSyncFileInfo::initWithFilename(folder + '/' + sku + "/info.plist");
             if (!info || !QFileInfo::exists(payload))
                 continue; // not a package the inventory would take
-            EXPECT_EQ(QFileInfo(payload).size(), info->byteLength()) << qPrintable(store + QLatin1Char('/') + sku);
+            const VLError unverified = VLFileTrust().checkPayload(*info, payload);
+            EXPECT_TRUE(unverified.isNull()) << qPrintable(store + QLatin1Char('/') + sku + ": " + unverified.description());
+            EXPECT_TRUE(vlIsSha256Hex(info->info().value(VLSyncFileInfoSHA256).toString()))
+                << qPrintable(store + QLatin1Char('/') + sku) << " installed without the service's checksum";
         }
     }
 }
@@ -398,6 +487,14 @@ void FaultMatrix::expectTheFullState(const QString &dataFolder)
     EXPECT_EQ(deviceSKUs, everySKU);
     for (const QString &sku : kFandeckSKUs)
         EXPECT_TRUE(onDevice.value(sku).value("Enabled").toBool()) << "not enabled: " << qPrintable(sku);
+    // The device holds the very bytes the service published.
+    const QMap<QString, QVariantMap> published = catalogRecords();
+    for (const QString &sku : std::as_const(everySKU)) {
+        const QString stored = environment.devsimStateFolder() + "/devices/" + serial + "/files/"
+                             + onDevice.value(sku).value("DeviceFileID").toString();
+        EXPECT_EQ(vlSha256HexOfFile(stored), published.value(sku).value("SHA256").toString().toLatin1())
+            << "on the device: " << qPrintable(sku);
+    }
     const QVariantMap state = deviceState();
     EXPECT_EQ(state.value("DeltaE").toMap().value("MatchPerformanceTolerance").toDouble(), 3.0) << "settings not applied";
     EXPECT_EQ(state.value("PreferredFandeck").toString(), onDevice.value("VLM-FD-INT").value("DeviceFileID").toString())
@@ -482,6 +579,11 @@ TEST_P(FaultMatrix, EndsOnceAndTheNextSyncRepairsEverything)
         EXPECT_TRUE(faultyText.contains(QRegularExpression(row.cause))) << "no '" << row.cause << "' in:\n" << qPrintable(faultyText);
     }
     expectNothingHalfWrittenInstalled(row.kind == Kind::DiskFull ? dataFolder : environment.dataFolder());
+    if (!row.absentFromDevice.isEmpty()) {
+        const QMap<QString, QVariantMap> onDevice = bySKU(deviceInventory());
+        for (const QString &sku : row.absentFromDevice)
+            EXPECT_FALSE(onDevice.contains(sku)) << "unverified bytes reached the device: " << qPrintable(sku);
+    }
     if (!row.installedDespite.isEmpty()) {
         const QMap<QString, QVariantMap> onDevice = bySKU(deviceInventory());
         for (const QString &sku : row.installedDespite) {
@@ -499,6 +601,7 @@ TEST_P(FaultMatrix, EndsOnceAndTheNextSyncRepairsEverything)
     if (row.kind == Kind::ShortFile) {
         ASSERT_TRUE(setAnnouncedLength(row.target, 0));
     }
+    ASSERT_TRUE(restoreCatalog());
     if (row.kind == Kind::Kill || row.kind == Kind::Interrupt) {
         ASSERT_TRUE(environment.devsim({"link", "--serial", serial, "--profile", "loopback"}, nullptr, &error));
     }

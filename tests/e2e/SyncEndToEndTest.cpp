@@ -4,6 +4,8 @@
 #include "TestSupport.h"
 #include "TX350CustomResource.h"
 #include "VLExportController.h"
+#include "VLFileDigest.h"
+#include "VLFileTrust.h"
 
 #include <QDir>
 #include <QFile>
@@ -152,6 +154,45 @@ TEST_F(E2EFixture, SyncingASelectionDeletesTheRestAndSyncingEverythingNeverDelet
     const QMap<QString, QVariantMap> all = bySKU(deviceInventory());
     for (const QString &sku : kFandeckSKUs)
         EXPECT_TRUE(all.contains(sku)) << qPrintable(sku);
+}
+
+TEST_F(E2EFixture, AStoredFandeckChangedOnDiskNeverReachesTheDeviceAndIsFetchedAgain)
+{
+    ASSERT_TRUE(runPreliminaryAndFullSync());
+    // Only Interiors: the others leave the device and stay on the computer.
+    const VLSyncFileInfoPtr interiors = manager->syncInfo()->localFandeckWithFandeckID(
+        manager->syncInfo()->deviceFileWithSKU("VLM-FD-INT")->fileID());
+    ASSERT_TRUE(interiors);
+    manager->setUserWantsSyncForFandeckWithID(true, interiors->fileID());
+    manager->setSyncSelectedFandecksOnly(true);
+    ASSERT_TRUE(runPreliminaryAndFullSync());
+    ASSERT_FALSE(bySKU(deviceInventory()).contains("VLM-FD-WHITES"));
+
+    // The stored copy changes, its length kept.
+    const QString payload = environment.dataFolder() + "/Fandecks/VLM-FD-WHITES/payload.cxf";
+    QFile stored(payload);
+    ASSERT_TRUE(stored.open(QIODevice::ReadWrite));
+    stored.seek(stored.size() / 2);
+    stored.write("tampered");
+    stored.close();
+
+    manager->setSyncSelectedFandecksOnly(false);
+    ASSERT_TRUE(runPreliminaryAndFullSync());
+    EXPECT_FALSE(bySKU(deviceInventory()).contains("VLM-FD-WHITES")) << "changed bytes were sent to the device";
+    const QList<VLError> errors = manager->errors();
+    EXPECT_TRUE(std::any_of(errors.cbegin(), errors.cend(), [](const VLError &error) {
+        return error.domain() == VLFileTrustErrorDomain && error.localizedDescription().contains("not the one the service published");
+    })) << "the refused upload is not among the sync's errors";
+    EXPECT_FALSE(QFileInfo::exists(payload));
+
+    ASSERT_TRUE(runPreliminaryAndFullSync());
+    const QVariantMap whites = bySKU(deviceInventory()).value("VLM-FD-WHITES");
+    ASSERT_FALSE(whites.isEmpty()) << "not fetched again";
+    const VLSyncFileInfoPtr fetched = VLSyncFileInfo::initWithFilename(
+        environment.dataFolder() + "/Fandecks/VLM-FD-WHITES/info.plist");
+    EXPECT_EQ(vlSha256HexOfFile(environment.devsimStateFolder() + "/devices/" + serial + "/files/"
+                                + whites.value("DeviceFileID").toString()),
+              fetched->info().value(VLSyncFileInfoSHA256).toString().toLatin1());
 }
 
 TEST_F(E2EFixture, DeviceErrorsAreCollectedAndTheSyncGoesOn)

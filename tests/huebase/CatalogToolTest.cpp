@@ -1,10 +1,12 @@
 #include "HBTestSupport.h"
 
 #include <TestSupport.h>
+#include <VLRecordSignature.h>
 
 #include <libxml/parser.h>
 #include <libxml/xpath.h>
 
+#include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
 #include <QJsonArray>
@@ -95,7 +97,10 @@ TEST(CatalogTool, WritesTheCatalogContractDeterministically)
     const QJsonArray files = index.value(QStringLiteral("files")).toArray();
     const QStringList keys{QStringLiteral("FileID"),      QStringLiteral("DeviceFileID"), QStringLiteral("FileType"),
                            QStringLiteral("FileURL"),     QStringLiteral("ByteLength"),   QStringLiteral("Description"),
-                           QStringLiteral("SKU"),         QStringLiteral("VersionString"), QStringLiteral("VersionDate")};
+                           QStringLiteral("SKU"),         QStringLiteral("VersionString"), QStringLiteral("VersionDate"),
+                           QStringLiteral("SHA256"),      QStringLiteral("Signature")};
+    VLTrustedKeys demoKey = VLTrustedKeys::fromFolders({first + QStringLiteral("/trusted-keys")});
+    ASSERT_EQ(demoKey.count(), 1);
     const QRegularExpression date(QStringLiteral("^(1[0-2]|[1-9])/([1-9]|[12][0-9]|3[01])/\\d{4} "
                                                  "(1[0-2]|[1-9]):[0-5]\\d:[0-5]\\d (AM|PM)$"));
     QSet<QString> types;
@@ -112,6 +117,11 @@ TEST(CatalogTool, WritesTheCatalogContractDeterministically)
         const QByteArray payload = readAll(first + QLatin1Char('/') + url);
         EXPECT_EQ(QString::number(payload.size()), record.value(QStringLiteral("ByteLength")).toString()) << url.toStdString();
         EXPECT_EQ(payload, readAll(second + QLatin1Char('/') + url)) << "not deterministic: " << url.toStdString();
+        EXPECT_EQ(QCryptographicHash::hash(payload, QCryptographicHash::Sha256).toHex(),
+                  record.value(QStringLiteral("SHA256")).toString().toLatin1());
+        EXPECT_TRUE(demoKey.verify(vlFileRecordSigningText(record.toVariantMap()),
+                                   record.value(QStringLiteral("Signature")).toString().toLatin1()))
+            << "not signed by the demo key: " << url.toStdString();
         EXPECT_TRUE(date.match(record.value(QStringLiteral("VersionDate")).toString()).hasMatch());
         types.insert(record.value(QStringLiteral("FileType")).toString());
         fileIDs.insert(record.value(QStringLiteral("FileID")).toString());

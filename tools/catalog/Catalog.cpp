@@ -4,8 +4,10 @@
 #include "FandeckGenerator.h"
 
 #include <VLPathComponent.h>
+#include <VLRecordSignature.h>
 
 #include <QCoreApplication>
+#include <QCryptographicHash>
 #include <QDir>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -195,11 +197,24 @@ bool writeFile(const QString &path, const QByteArray &data, VLError *error)
 
 } // namespace
 
+QByteArray demoSigningKeyPem()
+{
+    // A fixed key keeps the catalog the same from run to run. Everybody can sign with it, so only
+    // the demo and the tests trust it.
+    return VLRecordSigning::privateKeyPemFromSeed(
+        QCryptographicHash::hash("TINTERA demo catalog signing key", QCryptographicHash::Sha256));
+}
+
 bool writeCatalog(const QString &directory, int edition, VLError *error)
 {
     QDir root(directory);
     if (!root.mkpath(QStringLiteral("files")))
         return fail(error, tr("Could not create %1").arg(root.filePath(QStringLiteral("files"))));
+    const QByteArray signingKey = demoSigningKeyPem();
+    if (!root.mkpath(QStringLiteral("trusted-keys"))
+        || !writeFile(root.filePath(QStringLiteral("trusted-keys/demo.pem")), VLRecordSigning::publicKeyPem(signingKey),
+                      error))
+        return fail(error, tr("Could not write the demo key into %1").arg(root.filePath(QStringLiteral("trusted-keys"))));
     QJsonArray records;
     for (const CatalogFile &file : catalogFiles(edition)) {
         if (!vlIsPlainPathComponent(file.fileName))
@@ -209,7 +224,7 @@ bool writeCatalog(const QString &directory, int edition, VLError *error)
             return fail(error, tr("Could not make %1").arg(file.fileName));
         if (!writeFile(root.filePath(QStringLiteral("files/") + file.fileName), payload, error))
             return false;
-        records.append(QJsonObject{
+        QJsonObject record{
             {QStringLiteral("FileID"), file.fileID},
             {QStringLiteral("DeviceFileID"), file.deviceFileID},
             {QStringLiteral("FileType"), file.fileType},
@@ -219,7 +234,15 @@ bool writeCatalog(const QString &directory, int edition, VLError *error)
             {QStringLiteral("SKU"), file.SKU},
             {QStringLiteral("VersionString"), file.versionString},
             {QStringLiteral("VersionDate"), file.versionDate},
-        });
+            {QStringLiteral("SHA256"),
+             QString::fromLatin1(QCryptographicHash::hash(payload, QCryptographicHash::Sha256).toHex())},
+        };
+        const QByteArray signature =
+            VLRecordSigning::sign(signingKey, vlFileRecordSigningText(record.toVariantMap()));
+        if (signature.isEmpty())
+            return fail(error, tr("Could not sign the record of %1").arg(file.fileName));
+        record.insert(QStringLiteral("Signature"), QString::fromLatin1(signature));
+        records.append(record);
     }
     const QJsonObject index{{QStringLiteral("edition"), edition}, {QStringLiteral("files"), records}};
     return writeFile(root.filePath(QStringLiteral("index.json")), QJsonDocument(index).toJson(QJsonDocument::Indented),

@@ -10,6 +10,7 @@ const QStringList kCloudSimRecordKeys = {
     QStringLiteral("FileID"),      QStringLiteral("DeviceFileID"), QStringLiteral("FileType"),
     QStringLiteral("FileURL"),     QStringLiteral("ByteLength"),   QStringLiteral("Description"),
     QStringLiteral("SKU"),         QStringLiteral("VersionString"), QStringLiteral("VersionDate"),
+    QStringLiteral("SHA256"),      QStringLiteral("Signature"),
 };
 
 bool cloudSimIsPlainFileName(const QString &name)

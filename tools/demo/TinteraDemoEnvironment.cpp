@@ -230,6 +230,8 @@ bool TinteraDemoEnvironment::start(const Options &options, VLError *error)
     setEnvironment("TINTERA_DATA_DIR", dataFolder(), &m_previousDataDir);
     setEnvironment("TINTERA_SERVICE_URL", m_serviceURL, &m_previousServiceURL);
     setEnvironment("KALVEX_DEVICE_DIR", deviceFolder(), &m_previousDeviceDir);
+    // The demo's files are signed by the catalog's own key, and no other key is trusted here.
+    setEnvironment("TINTERA_TRUSTED_KEYS", catalogFolder() + QStringLiteral("/trusted-keys"), &m_previousTrustedKeys);
     m_environmentSet = true;
 
     if (options.seedDevice) {
@@ -256,6 +258,7 @@ void TinteraDemoEnvironment::stop()
         restoreEnvironment("TINTERA_DATA_DIR", m_previousDataDir);
         restoreEnvironment("TINTERA_SERVICE_URL", m_previousServiceURL);
         restoreEnvironment("KALVEX_DEVICE_DIR", m_previousDeviceDir);
+        restoreEnvironment("TINTERA_TRUSTED_KEYS", m_previousTrustedKeys);
         m_environmentSet = false;
     }
 }

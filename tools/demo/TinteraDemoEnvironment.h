@@ -82,6 +82,6 @@ private:
     QStringList m_serials;
     QPointer<QProcess> m_cloudsim;
     QPointer<QProcess> m_devsim;
-    QByteArray m_previousDataDir, m_previousServiceURL, m_previousDeviceDir;
+    QByteArray m_previousDataDir, m_previousServiceURL, m_previousDeviceDir, m_previousTrustedKeys;
     bool m_environmentSet = false;
 };
