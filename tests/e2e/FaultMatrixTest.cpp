@@ -39,6 +39,8 @@ enum class Kind {
     DiskFull,      // the data folder on a small tmpfs
     Kill,          // SIGKILL to tintera in the middle of Target (download | upload)
     Interrupt,     // SIGINT to tintera in the middle of Target (download | upload)
+    ReplacedFile,  // the service gives no validators and cuts file Target at 100,000 bytes; the file
+                   // is then replaced at the same URL, and the next sync must install the new one
 };
 
 struct FaultRow
@@ -171,6 +173,10 @@ QList<FaultRow> serviceRows()
          "Downloaded file is incomplete", kFandeckSKUs},
         {"StaleFileInTheDownloadsFolder", Kind::StaleDownload, "VLM-FD-WHITES-1.0.cxf", "", "", 0, {0}, "without errors"},
         {"DataFolderOnAFullDisk", Kind::DiskFull, "", "", "", 0, {1}, "No space left on device|cannot be written"},
+        // Nothing outside http(s) is fetched, whatever the file list names.
+        {"FileList_fileURLs", Kind::Service, "GetAvailableFiles", "fileurl=file", "", 0, {1},
+         "VLM-FD-ACCENT-1.0.cxf\" at \"file://.*files are fetched over http or https only"},
+        {"FandeckFile_replacedWithoutValidator", Kind::ReplacedFile, kInteriors, "", "", 0, {1}, "Error code -1005"},
     };
     return rows;
 }
@@ -261,6 +267,9 @@ protected:
     bool inject(const FaultRow &row);
     // Changes the "ByteLength" the catalog announces for a SKU by `delta` (0 restores it).
     bool setAnnouncedLength(const QString &sku, qint64 delta);
+    // Another version of a served CxF file, as long as the old one: its colours' names change case
+    // within the first 100,000 bytes.
+    bool replaceServedFile(const QString &name);
     TinteraRun runFaultySync(const FaultRow &row);
     void expectNothingOutsideTheDataFolder();
     void expectNothingHalfWrittenInstalled(const QString &dataFolder);
@@ -299,6 +308,10 @@ bool FaultMatrix::inject(const FaultRow &row)
     }
     case Kind::ShortFile:
         return setAnnouncedLength(row.target, 1);
+    case Kind::ReplacedFile:
+        return environment.cloudsimControl("fault?target=files&validator=none", nullptr, &error)
+            && environment.cloudsimControl(QStringLiteral("fault?target=files/%1&validator=none&cut=100000").arg(row.target),
+                                           nullptr, &error);
     case Kind::Kill:
     case Kind::Interrupt:
         if (QByteArray(row.target) == "download")
@@ -334,6 +347,19 @@ bool FaultMatrix::setAnnouncedLength(const QString &sku, qint64 delta)
     catalog.insert("files", files);
     return found && index.open(QIODevice::WriteOnly | QIODevice::Truncate)
         && index.write(QJsonDocument(catalog).toJson()) > 0;
+}
+
+bool FaultMatrix::replaceServedFile(const QString &name)
+{
+    QFile file(environment.catalogFolder() + "/files/" + name);
+    if (!file.open(QIODevice::ReadWrite))
+        return false;
+    QByteArray bytes = file.readAll();
+    const QByteArray marker = "ObjectType=\"Standard\" Name=\"";
+    int changed = 0;
+    for (qsizetype at = bytes.indexOf(marker); at >= 0 && at < 100000; at = bytes.indexOf(marker, at + 1), ++changed)
+        bytes[at + marker.size()] = char(bytes.at(at + marker.size()) ^ 0x20);
+    return changed > 0 && file.seek(0) && file.write(bytes) == bytes.size();
 }
 
 TinteraRun FaultMatrix::runFaultySync(const FaultRow &row)
@@ -499,6 +525,10 @@ TEST_P(FaultMatrix, EndsOnceAndTheNextSyncRepairsEverything)
     if (row.kind == Kind::ShortFile) {
         ASSERT_TRUE(setAnnouncedLength(row.target, 0));
     }
+    if (row.kind == Kind::ReplacedFile) {
+        ASSERT_TRUE(replaceServedFile(row.target));
+        ASSERT_TRUE(environment.cloudsimControl("fault?target=files&validator=none", nullptr, &error));
+    }
     if (row.kind == Kind::Kill || row.kind == Kind::Interrupt) {
         ASSERT_TRUE(environment.devsim({"link", "--serial", serial, "--profile", "loopback"}, nullptr, &error));
     }
@@ -510,6 +540,13 @@ TEST_P(FaultMatrix, EndsOnceAndTheNextSyncRepairsEverything)
     expectTheFullState(dataFolder);
     expectNothingOutsideTheDataFolder();
 
+    if (row.kind == Kind::ReplacedFile) {
+        const QString name = QString::fromLatin1(row.target);
+        QFile served(environment.catalogFolder() + "/files/" + name);
+        QFile installed(dataFolder + "/Fandecks/" + name.left(name.lastIndexOf('-')) + "/payload.cxf");
+        ASSERT_TRUE(served.open(QIODevice::ReadOnly) && installed.open(QIODevice::ReadOnly));
+        EXPECT_TRUE(installed.readAll() == served.readAll()) << "the installed file is not the one the service now serves";
+    }
     if ((row.kind == Kind::Kill || row.kind == Kind::Interrupt) && QByteArray(row.target) == "download") {
         // The second run goes on from the bytes the first left on disk.
         const qint64 before = servedBefore.value(kInteriors).toObject().value("bytesServed").toInteger();
