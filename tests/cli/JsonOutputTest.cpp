@@ -317,7 +317,10 @@ TEST_F(TinteraAgainstEmulators, SettingsFandecksAndExportAsJson)
     ASSERT_EQ(runTintera({"sync"}).exitCode, 0);
     const TinteraRun settings = runTintera({"settings", "selected-only", "on", "--json"});
     EXPECT_EQ(onlyObject(settings),
-              QJsonObject({{"settings", QJsonObject({{"autoSync", false}, {"selectedFandecksOnly", true}})}}));
+              QJsonObject({{"settings", QJsonObject({{"autoSync", false},
+                                                     {"selectedFandecksOnly", true},
+                                                     {"serviceURL", environment.serviceURL()},
+                                                     {"caFile", QJsonValue::Null}})}}));
     EXPECT_TRUE(settings.err.isEmpty()) << qPrintable(settings.err);
 
     const TinteraRun listed = runTintera({"fandecks", "--json"});
