@@ -11,7 +11,7 @@ packages=(
   liblcms2-dev
   libcpp-httplib-dev libssl-dev zlib1g-dev libbrotli-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  zip unzip curl python3
+  zip unzip curl python3 openssl ca-certificates
   argyll
   xvfb trayer x11-utils xdotool imagemagick xdg-utils desktop-file-utils dbus-daemon
   dpkg-dev file fakeroot lintian appstream man-db bash-completion

@@ -16,14 +16,14 @@ _tintera()
 {
     local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD-1]}
     local commands="devices status sync export fandecks settings demo help"
-    local options="--service-url --device --wait --verbose --help"
+    local options="--service-url --ca-file --device --wait --verbose --help"
     COMPREPLY=()
 
     # The command: the first word that is neither an option nor an option's value.
     local i command="" position=0
     for ((i = 1; i < COMP_CWORD; i++)); do
         case ${COMP_WORDS[i]} in
-        --service-url | --device | --wait | --stall-timeout | --format) ((i++)) ;;
+        --service-url | --ca-file | --device | --wait | --stall-timeout | --format) ((i++)) ;;
         -*) ;;
         *)
             if [[ -z $command ]]; then
@@ -37,6 +37,10 @@ _tintera()
 
     case $prev in
     --service-url | --wait | --stall-timeout | --device) return ;;
+    --ca-file)
+        COMPREPLY=($(compgen -f -- "$cur"))
+        return
+        ;;
     --format)
         COMPREPLY=($(compgen -W "cxf cgats csv gpl ase" -- "$cur"))
         return
@@ -78,8 +82,14 @@ _tintera()
         ;;
     settings)
         case $position in
-        0) COMPREPLY=($(compgen -W "auto-sync selected-only require-signed" -- "$cur")) ;;
-        1) COMPREPLY=($(compgen -W "on off" -- "$cur")) ;;
+        0) COMPREPLY=($(compgen -W "auto-sync selected-only require-signed service-url ca-file" -- "$cur")) ;;
+        1)
+            case $prev in
+            ca-file) COMPREPLY=($(compgen -f -- "$cur") $(compgen -W "default" -- "$cur")) ;;
+            service-url) COMPREPLY=($(compgen -W "default" -- "$cur")) ;;
+            *) COMPREPLY=($(compgen -W "on off" -- "$cur")) ;;
+            esac
+            ;;
         esac
         ;;
     esac

@@ -27,6 +27,7 @@ complete -c tintera -n "not __fish_seen_subcommand_from $commands" -a help -d 'D
 complete -c tintera -n "not __fish_seen_subcommand_from $commands" -l version -d 'Print the version'
 
 complete -c tintera -l service-url -x -d 'Base URL of the sync service'
+complete -c tintera -l ca-file -r -F -d 'PEM file of CA certificates to trust'
 complete -c tintera -l device -x -d 'Serial number of the device to use'
 complete -c tintera -l wait -x -d 'Seconds to wait for the device'
 complete -c tintera -s v -l verbose -d 'Copy every log line to standard error'
@@ -40,6 +41,8 @@ complete -c tintera -n "__fish_seen_subcommand_from demo" -l keep -d 'Keep the d
 complete -c tintera -n "__fish_seen_subcommand_from demo" -l link -r -d 'Device and service links (usb-full-speed+dsl, ...)'
 complete -c tintera -n "__fish_seen_subcommand_from fandecks; and not __fish_seen_subcommand_from select unselect" -a 'select unselect'
 complete -c tintera -n "__fish_seen_subcommand_from select unselect" -a '(__tintera_fandeck_ids)'
-complete -c tintera -n "__fish_seen_subcommand_from settings; and not __fish_seen_subcommand_from auto-sync selected-only require-signed" -a 'auto-sync selected-only require-signed'
+complete -c tintera -n "__fish_seen_subcommand_from settings; and not __fish_seen_subcommand_from auto-sync selected-only require-signed service-url ca-file" -a 'auto-sync selected-only require-signed service-url ca-file'
 complete -c tintera -n "__fish_seen_subcommand_from auto-sync selected-only require-signed" -a 'on off'
+complete -c tintera -n "__fish_seen_subcommand_from service-url" -x -a 'default'
+complete -c tintera -n "__fish_seen_subcommand_from ca-file" -r -F -a 'default'
 complete -c tintera -n "__fish_seen_subcommand_from help" -a "$commands json"

@@ -2,6 +2,7 @@
 
 #include "TSLogger.h"
 
+#include <QFileInfo>
 #include <QMimeDatabase>
 #include <QPointer>
 #include <QProcess>
@@ -59,7 +60,9 @@ void vlOpenWithDesktop(const QString &path, QObject *context, VLOpenedHandler do
                     finish(false);
                     return;
                 }
-                runTool(QStringLiteral("xdg-open"), {path}, kStillRunningMeansOpenedMs,
+                // xdg-open refuses "--" and every argument that begins with "-"; an absolute path
+                // never does.
+                runTool(QStringLiteral("xdg-open"), {QFileInfo(path).absoluteFilePath()}, kStillRunningMeansOpenedMs,
                         [finish](int openCode, const QByteArray &) { finish(openCode == 0 || openCode == -2); });
             });
 }

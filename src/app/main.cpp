@@ -5,6 +5,7 @@
 #include "VLIdleMemory.h"
 #include "VLSingleInstance.h"
 #include "VLTerminationSignals.h"
+#include "VLTransportSecurity.h"
 #include "VLURLScheme.h"
 #include "VelmoraSyncAppDelegate.h"
 
@@ -92,6 +93,12 @@ int main(int argc, char **argv)
     case VLSingleInstance::Role::Primary:
         break;
     }
+
+    // The extra CA certificates of "tintera settings ca-file", before the first request. Without
+    // them the service is still tried: its certificate may come from a CA the system knows.
+    VLError trustError;
+    if (!vlTrustConfiguredCertificates(QString(), &trustError))
+        std::fprintf(stderr, "VelmoraSync: %s\n", qPrintable(trustError.localizedDescription()));
 
     VelmoraSyncAppDelegate delegate;
     delegate.setStallTimeoutMilliseconds(

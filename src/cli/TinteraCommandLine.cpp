@@ -3,6 +3,7 @@
 #include "TinteraCommands.h"
 #include "VLApplicationInfo.h"
 #include "VLFormat.h"
+#include "VLTransportSecurity.h"
 
 #include <QCoreApplication>
 #include <QJsonDocument>
@@ -28,8 +29,11 @@ struct TinteraCommandInfo
 };
 
 const QCommandLineOption kServiceURLOption(QStringLiteral("service-url"),
-                                           QStringLiteral("Base URL of the sync service (default: TINTERA_SERVICE_URL, else the built-in one)."),
+                                           QStringLiteral("Base URL of the sync service (default: TINTERA_SERVICE_URL, else \"settings service-url\", else the built-in one)."),
                                            QStringLiteral("url"));
+const QCommandLineOption kCAFileOption(QStringLiteral("ca-file"),
+                                       QStringLiteral("PEM file of CA certificates to trust beside the system's (default: \"settings ca-file\")."),
+                                       QStringLiteral("file"));
 const QCommandLineOption kDeviceOption(QStringLiteral("device"),
                                        QStringLiteral("Serial number of the device to use (default: the first connected)."),
                                        QStringLiteral("serial"));
@@ -49,7 +53,7 @@ const QStringList kJsonCommands = {QStringLiteral("devices"),  QStringLiteral("s
                                    QStringLiteral("settings"), QStringLiteral("sync"),   QStringLiteral("export")};
 
 // Options that take a value as the next argument, so that a value is not taken for the command.
-const QStringList kValueOptions = {QStringLiteral("--service-url"), QStringLiteral("--device"), QStringLiteral("--wait"),
+const QStringList kValueOptions = {QStringLiteral("--service-url"), QStringLiteral("--ca-file"), QStringLiteral("--device"), QStringLiteral("--wait"),
                                    QStringLiteral("--stall-timeout"), QStringLiteral("--format")};
 
 const QList<TinteraCommandInfo> &commands()
@@ -88,11 +92,16 @@ const QList<TinteraCommandInfo> &commands()
          "by name, with a tick for the ones chosen for sync. \"select ID\" and \"unselect ID\" change the\n"
          "choice; it counts when \"settings selected-only on\" is set.",
          tinteraFandecksCommand, true, {}},
-        {"settings", "[auto-sync|selected-only|require-signed on|off]", "Show or change the sync settings.",
-         "Without arguments shows the settings. \"auto-sync on|off\": sync whenever the device is connected\n"
+        {"settings", "[auto-sync|selected-only|require-signed on|off | service-url URL | ca-file FILE]",
+         "Show or change the sync settings and the service settings.",
+         "Without arguments shows every setting. \"auto-sync on|off\": sync whenever the device is connected\n"
          "(in the tray application). \"selected-only on|off\": sync only the chosen fandecks and delete the\n"
-         "others from the device. \"require-signed on|off\": accept only files the service signed with a\n"
-         "trusted key (for every device; signed files are always checked, unsigned ones pass when off).",
+         "others from the device. \"service-url URL\": the sync service to use (the tray application too;\n"
+         "--service-url and TINTERA_SERVICE_URL come first). \"ca-file FILE\": a PEM file of CA certificates\n"
+         "trusted beside the system's, for a service whose certificate comes from a CA of its own. \"default\"\n"
+         "as the URL or FILE removes the setting. \"require-signed on|off\": accept only files the service\n"
+         "signed with a trusted key (signed files are always checked; unsigned ones pass when off). These\n"
+         "three are the user's, for every device, and need no device.",
          tinteraSettingsCommand, false, {}},
         {"demo", "", "Run the whole product against an emulated device and service.",
          "Writes the demo catalog into a fresh temporary folder, starts the emulated sync service and an\n"
@@ -130,8 +139,11 @@ const char *const kJsonHelp =
     "devices   {\"devices\": [{\"name\", \"serialNumber\", \"firmware\", \"freeBytes\", \"storage\"}]}\n"
     "status    {\"device\": {\"name\", \"serialNumber\", \"chipId\", \"firmware\", \"freeBytes\", \"storage\",\n"
     "          \"connected\"}, \"lastSync\", \"lastSyncText\", \"status\",\n"
-    "          \"settings\": {\"autoSync\", \"selectedFandecksOnly\", \"requireSigned\"}}\n"
-    "settings  {\"settings\": {\"autoSync\", \"selectedFandecksOnly\", \"requireSigned\"}}\n"
+    "          \"settings\": {\"autoSync\", \"selectedFandecksOnly\"}}\n"
+    "settings  {\"settings\": {\"autoSync\", \"selectedFandecksOnly\", \"serviceURL\", \"caFile\",\n"
+    "          \"requireSigned\"}}; changing service-url, ca-file or require-signed prints {\"settings\":\n"
+    "          {\"serviceURL\", \"caFile\", \"requireSigned\"}}. \"serviceURL\" is the service used,\n"
+    "          \"caFile\" the stored CA file (null when none)\n"
     "fandecks  {\"fandecks\": [{\"id\", \"name\", \"selected\", \"onDevice\"}], \"selectedFandecksOnly\"}\n"
     "export    {\"file\", \"format\", \"exported\", \"total\", \"matches\": [{\"colorId\", \"fandeck\",\n"
     "          \"lab\": {\"L\", \"a\", \"b\"}, \"tag\", \"audioNote\"}], \"audioNotes\": [{\"name\", \"path\",\n"
@@ -162,7 +174,7 @@ QString overview()
                       "Commands:\n");
     for (const TinteraCommandInfo &command : commands())
         text += vlFormat("  %-10s %@\n", command.name, tr(command.summary));
-    text += tr("\nOptions of every command: --service-url URL, --device SERIAL, --wait SECONDS, --verbose.\n"
+    text += tr("\nOptions of every command: --service-url URL, --ca-file FILE, --device SERIAL, --wait SECONDS, --verbose.\n"
                "\"tintera COMMAND --help\" describes a command. TINTERA_SERVICE_URL chooses the service,\n"
                "TINTERA_DATA_DIR the data folder. --json (devices, status, fandecks, settings, sync, export)\n"
                "prints JSON for scripts: \"tintera help json\". \"tintera --version\" prints the version.\n"
@@ -175,7 +187,7 @@ void setUpParser(QCommandLineParser &parser, const TinteraCommandInfo &command)
 {
     parser.setApplicationDescription(tr(command.description));
     parser.addHelpOption();
-    parser.addOptions({kServiceURLOption, kDeviceOption, kWaitOption, kVerboseOption});
+    parser.addOptions({kServiceURLOption, kCAFileOption, kDeviceOption, kWaitOption, kVerboseOption});
     if (command.runsSyncs)
         parser.addOption(kStallOption);
     if (kJsonCommands.contains(QLatin1String(command.name)))
@@ -344,6 +356,16 @@ int tinteraMain(const QStringList &arguments)
         qputenv("TINTERA_LOG", "1");
     if (invocation.parser.isSet(kServiceURLOption))
         vlSetSyncProductionURLOverride(invocation.parser.value(kServiceURLOption));
+    // The settings command reaches no service, and must be able to replace a CA file gone bad.
+    VLError trustError;
+    if (name != QLatin1String("settings")
+        && !vlTrustConfiguredCertificates(invocation.parser.value(kCAFileOption), &trustError)) {
+        invocation.json = kJsonCommands.contains(name) && invocation.parser.isSet(kJsonOption);
+        invocation.fail(trustError.localizedDescription());
+        if (invocation.json)
+            invocation.printJsonFailure(TinteraExitFailure);
+        return TinteraExitFailure;
+    }
     invocation.json = kJsonCommands.contains(name) && invocation.parser.isSet(kJsonOption);
     const int status = command->run(invocation);
     // A script reading JSON gets an object even when the command failed before it had one.

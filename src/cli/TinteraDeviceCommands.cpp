@@ -4,9 +4,11 @@
 #include "TinteraCommands.h"
 #include "TinteraDevices.h"
 #include "TinteraJson.h"
+#include "VLApplicationInfo.h"
 #include "VLFandeckListing.h"
 #include "VLFormat.h"
 #include "VLPreferencesInfo.h"
+#include "VLServiceSettings.h"
 #include "VLSyncInfo.h"
 #include "VLSyncManager.h"
 
@@ -75,19 +77,61 @@ VLPreferencesSyncState preferencesState(VLSyncManager *manager)
 QJsonObject settingsJson(VLSyncManager *manager)
 {
     return {{QStringLiteral("autoSync"), manager->autoSyncOnDeviceConnection()},
-            {QStringLiteral("selectedFandecksOnly"), manager->syncSelectedFandecksOnly()},
+            {QStringLiteral("selectedFandecksOnly"), manager->syncSelectedFandecksOnly()}};
+}
+
+QJsonObject serviceSettingsJson()
+{
+    return {{QStringLiteral("serviceURL"), vlSyncProductionURL()},
+            {QStringLiteral("caFile"), tinteraTextJson(VLServiceSettings::value(VLServiceSettings::TrustedCAFileKey))},
             {QStringLiteral("requireSigned"), VLSyncManager::requireSignedFiles()}};
 }
 
+// The device's settings (when a manager is given) and the service settings.
 void printSettings(TinteraInvocation &invocation, VLSyncManager *manager)
 {
     if (invocation.json) {
-        invocation.printJson({{QStringLiteral("settings"), settingsJson(manager)}});
+        QJsonObject settings = manager ? settingsJson(manager) : QJsonObject();
+        const QJsonObject service = serviceSettingsJson();
+        for (auto it = service.begin(); it != service.end(); ++it)
+            settings.insert(it.key(), it.value());
+        invocation.printJson({{QStringLiteral("settings"), settings}});
         return;
     }
-    invocation.println(vlFormat(tr("Auto sync on device connection: %@"), onOff(manager->autoSyncOnDeviceConnection())));
-    invocation.println(vlFormat(tr("Sync selected fandecks only:    %@"), onOff(manager->syncSelectedFandecksOnly())));
+    if (manager) {
+        invocation.println(vlFormat(tr("Auto sync on device connection: %@"), onOff(manager->autoSyncOnDeviceConnection())));
+        invocation.println(vlFormat(tr("Sync selected fandecks only:    %@"), onOff(manager->syncSelectedFandecksOnly())));
+    }
+    const QString caFile = VLServiceSettings::value(VLServiceSettings::TrustedCAFileKey);
+    invocation.println(vlFormat(tr("Sync service:                   %@"), vlSyncProductionURL()));
+    invocation.println(vlFormat(tr("Extra trusted CA certificates:  %@"), caFile.isEmpty() ? tr("none") : caFile));
     invocation.println(vlFormat(tr("Accept only signed files:       %@"), onOff(VLSyncManager::requireSignedFiles())));
+}
+
+// "settings service-url URL", "settings ca-file FILE" and "settings require-signed on|off": stored for
+// this user, no device needed.
+int changeServiceSetting(TinteraInvocation &invocation, const QString &name, const QString &value)
+{
+    VLError error;
+    bool stored = false;
+    bool on = false;
+    if (name == QLatin1String("require-signed")) {
+        if (!parseSwitch(value, &on)) {
+            invocation.fail(tr("usage: tintera settings require-signed on|off"));
+            return TinteraExitUsage;
+        }
+        stored = VLSyncManager::setRequireSignedFiles(on, &error);
+    } else {
+        const QString key = name == QLatin1String("service-url") ? VLServiceSettings::ServiceURLKey
+                                                                 : VLServiceSettings::TrustedCAFileKey;
+        stored = VLServiceSettings::setValue(key, value == QLatin1String("default") ? QString() : value, &error);
+    }
+    if (!stored) {
+        invocation.fail(error.localizedDescription());
+        return TinteraExitFailure;
+    }
+    printSettings(invocation, nullptr);
+    return TinteraExitSuccess;
 }
 
 QString columns(const QList<QStringList> &rows)
@@ -187,11 +231,16 @@ int tinteraSettingsCommand(TinteraInvocation &invocation)
     const QStringList arguments = invocation.positional();
     bool on = false;
     const bool change = !arguments.isEmpty();
+    const bool serviceSetting = change && (arguments.at(0) == QLatin1String("service-url")
+                                           || arguments.at(0) == QLatin1String("ca-file")
+                                           || arguments.at(0) == QLatin1String("require-signed"));
+    if (serviceSetting && arguments.size() == 2)
+        return changeServiceSetting(invocation, arguments.at(0), arguments.at(1));
     if (change
         && (arguments.size() != 2 || !parseSwitch(arguments.at(1), &on)
-            || !QStringList{QStringLiteral("auto-sync"), QStringLiteral("selected-only"), QStringLiteral("require-signed")}
-                    .contains(arguments.at(0)))) {
-        invocation.fail(tr("usage: tintera settings [auto-sync on|off | selected-only on|off | require-signed on|off]"));
+            || (arguments.at(0) != QLatin1String("auto-sync") && arguments.at(0) != QLatin1String("selected-only")))) {
+        invocation.fail(tr("usage: tintera settings [auto-sync on|off | selected-only on|off | service-url URL|default | "
+                           "ca-file FILE|default | require-signed on|off]"));
         return TinteraExitUsage;
     }
     TinteraDeviceSession session(invocation, stderr);
@@ -205,8 +254,6 @@ int tinteraSettingsCommand(TinteraInvocation &invocation)
         }
         if (arguments.at(0) == QLatin1String("auto-sync"))
             manager->setAutoSyncOnDeviceConnection(on);
-        else if (arguments.at(0) == QLatin1String("require-signed"))
-            VLSyncManager::setRequireSignedFiles(on);
         else
             manager->setSyncSelectedFandecksOnly(on);
     }

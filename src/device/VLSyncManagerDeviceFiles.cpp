@@ -3,6 +3,7 @@
 #include "KDCommandArgumentForKey.h"
 #include "KDDeviceCommandSendTinteraSync.h"
 #include "TSLogger.h"
+#include "VLApplicationInfo.h"
 #include "VLDeviceSettings.h"
 #include "VLPathComponent.h"
 #include "VLSyncInfo.h"
@@ -59,6 +60,7 @@ void VLSyncManager::updateDeviceFileIfNeccessary(const char *logName, const QStr
     }
     m_deviceFileDownload = VLFileDownload::initWithURLDestinationFolder(offer->fileURL(), pathForGlobalDownloadsFolder());
     m_deviceFileDownload->setUserData(offer);
+    m_deviceFileDownload->setServiceURL(QUrl(vlSyncProductionURL()));
     m_deviceFileDownloadStepToken = operationStepToken();
     m_deviceFileDownload->setExpectedLength(offer->byteLength());
     m_deviceFileDownload->setDelegate(this);

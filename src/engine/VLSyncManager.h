@@ -137,7 +137,7 @@ public:
     void setSyncSelectedFandecksOnly(bool on);
     // Whether files the service did not sign are refused; one setting of the user's, for every device.
     static bool requireSignedFiles();
-    static void setRequireSignedFiles(bool on);
+    static bool setRequireSignedFiles(bool on, VLError *error);
     QDateTime lastSyncDate() const;
     void setLastSyncDate(const QDateTime &date);
     QString lastSyncDateString() const;

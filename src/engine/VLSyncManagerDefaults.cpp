@@ -2,7 +2,7 @@
 
 #include "TSLogger.h"
 #include "VLPropertyList.h"
-#include "VLUserDefaults.h"
+#include "VLServiceSettings.h"
 
 #include <QBuffer>
 #include <QImageReader>
@@ -14,7 +14,6 @@ namespace {
 
 const QString kAutoSync = QStringLiteral("VLSyncManagerDefaultsAutoSync");
 const QString kSyncSelectedOnly = QStringLiteral("VLSyncManagerDefaultsSyncSelectedOnly");
-const QString kRequireSignedFiles = QStringLiteral("VLRequireSignedFiles");
 const QString kSyncFandeckIdentifiers = QStringLiteral("VLSyncManagerDefaultsSyncFandeckIdentifiers");
 const QString kLastSyncDate = QStringLiteral("VLSyncManagerDefaultsLastSyncDate");
 const QString kSyncImageData = QStringLiteral("VLSyncManagerDefaultsSyncImageData");
@@ -89,14 +88,13 @@ void VLSyncManager::setSyncSelectedFandecksOnly(bool on)
 
 bool VLSyncManager::requireSignedFiles()
 {
-    return VLUserDefaults::standardUserDefaults()->boolForKey(kRequireSignedFiles);
+    return VLServiceSettings::value(VLServiceSettings::RequireSignedFilesKey) == QLatin1String("YES");
 }
 
-void VLSyncManager::setRequireSignedFiles(bool on)
+bool VLSyncManager::setRequireSignedFiles(bool on, VLError *error)
 {
-    VLUserDefaults *defaults = VLUserDefaults::standardUserDefaults();
-    defaults->setBoolForKey(on, kRequireSignedFiles);
-    defaults->synchronize();
+    return VLServiceSettings::setValue(VLServiceSettings::RequireSignedFilesKey, on ? QStringLiteral("YES") : QString(),
+                                       error);
 }
 
 QDateTime VLSyncManager::lastSyncDate() const

@@ -2,6 +2,7 @@
 
 #include "TSLogger.h"
 
+#include <QFileInfo>
 #include <QMutex>
 #include <QProcess>
 
@@ -54,11 +55,14 @@ bool VLZip::run(const QString &tool, const QStringList &arguments, QByteArray *s
     return process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
 }
 
+// File names come from users and may begin with "-": each tool gets them after "--", and the
+// archive, which zip and unzip do not take after "--", as an absolute path.
 bool VLZip::zipToFilename(const QString &archivePath) const
 {
-    QStringList arguments{QStringLiteral("-r"), archivePath, m_sourceFilename};
+    QStringList arguments{QStringLiteral("-r")};
     if (!m_password.isNull())
         arguments << QStringLiteral("-P") << m_password;
+    arguments << QFileInfo(archivePath).absoluteFilePath() << QStringLiteral("--") << m_sourceFilename;
     return run(zipTool(), arguments);
 }
 
@@ -67,16 +71,18 @@ bool VLZip::unzipToDirectory(const QString &folder) const
     QStringList arguments{QStringLiteral("-o")};
     if (!m_password.isNull())
         arguments << QStringLiteral("-P") << m_password;
-    arguments << m_sourceFilename;
     if (!folder.isNull())
-        arguments << QStringLiteral("-d") << folder;
+        arguments << QStringLiteral("-d") << QFileInfo(folder).absoluteFilePath();
+    arguments << QStringLiteral("--") << QFileInfo(m_sourceFilename).absoluteFilePath();
     return run(unzipTool(), arguments);
 }
 
 QStringList VLZip::contents() const
 {
     QByteArray output;
-    run(zipinfoTool(), {QStringLiteral("-1"), m_sourceFilename, QStringLiteral("-x"), QStringLiteral("__MACOSX*")},
+    run(zipinfoTool(),
+        {QStringLiteral("-1"), QStringLiteral("--"), QFileInfo(m_sourceFilename).absoluteFilePath(), QStringLiteral("-x"),
+         QStringLiteral("__MACOSX*")},
         &output);
     QStringList entries = QString::fromUtf8(output).split(QLatin1Char('\n'));
     if (!entries.isEmpty() && entries.last().isEmpty())

@@ -1,6 +1,7 @@
 #include "VLApplicationInfo.h"
 
 #include "VLPropertyList.h"
+#include "VLServiceSettings.h"
 
 #include <QFile>
 #include <QMutex>
@@ -57,6 +58,9 @@ QString vlSyncProductionURL()
     const QString fromEnvironment = qEnvironmentVariable(VLSyncServiceURLEnvironmentVariable.toLatin1().constData());
     if (!fromEnvironment.isEmpty())
         return withoutTrailingSlashes(fromEnvironment);
+    const QString stored = VLServiceSettings::value(VLServiceSettings::ServiceURLKey);
+    if (!stored.isEmpty())
+        return withoutTrailingSlashes(stored);
     return withoutTrailingSlashes(vlApplicationInfoValue(VLSyncProductionURLKey).toString());
 }
 

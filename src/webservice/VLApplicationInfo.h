@@ -13,7 +13,8 @@ inline const QString VLSyncProductionURLKey = QStringLiteral("VLSyncProductionUR
 inline const QString VLSyncServiceURLEnvironmentVariable = QStringLiteral("TINTERA_SERVICE_URL");
 
 // Base URL of the sync web service, without a trailing "/": the override set from the command
-// line if any, else TINTERA_SERVICE_URL if set and not empty, else "VLSyncProductionURL".
+// line if any, else TINTERA_SERVICE_URL if set and not empty, else the stored "VLSyncServiceURL"
+// setting (VLServiceSettings.h), else "VLSyncProductionURL".
 QString vlSyncProductionURL();
 // Front ends call this with the URL given on their command line; an empty string removes it.
 void vlSetSyncProductionURLOverride(const QString &url);

@@ -1,6 +1,7 @@
 #include "VLFileDownload.h"
 
 #include "TSLogger.h"
+#include "VLFileURLPolicy.h"
 #include "VLNetworkError.h"
 #include "VLPathComponent.h"
 #include "VLPropertyList.h"
@@ -18,7 +19,8 @@
 namespace {
 
 const QString kTokenURLKey = QStringLiteral("URL");
-const QString kTokenValidatorKey = QStringLiteral("ETag");
+const QString kTokenETagKey = QStringLiteral("ETag");
+const QString kTokenLastModifiedKey = QStringLiteral("Last-Modified");
 
 // Bodies from this size on keep their resume token on disk from the start.
 constexpr qint64 kResumeFromStartBytes = 256 * 1024;
@@ -26,12 +28,26 @@ constexpr qint64 kResumeFromStartBytes = 256 * 1024;
 // Bytes read from the network are written at once; the transfer never holds more than this.
 constexpr qint64 kReadBufferBytes = 1024 * 1024;
 
-QByteArray makeResumeToken(const QUrl &url, const QByteArray &validator)
+// A token only for a response that names its version: without one, bytes resumed from a later
+// response could belong to another file at the same URL.
+QByteArray makeResumeToken(const QUrl &url, const QByteArray &etag, const QByteArray &lastModified)
 {
+    // If-Range takes only a strong entity tag; a weak one would never let a range through.
+    const bool strongETag = !etag.isEmpty() && !etag.startsWith("W/");
+    if (!strongETag && lastModified.isEmpty())
+        return {};
     QVariantMap token{{kTokenURLKey, url.toString(QUrl::FullyEncoded)}};
-    if (!validator.isEmpty())
-        token.insert(kTokenValidatorKey, QString::fromLatin1(validator));
+    if (strongETag)
+        token.insert(kTokenETagKey, QString::fromLatin1(etag));
+    else
+        token.insert(kTokenLastModifiedKey, QString::fromLatin1(lastModified));
     return VLPropertyList::toXml(token);
+}
+
+QByteArray validatorOfToken(const QVariantMap &token)
+{
+    const QString etag = token.value(kTokenETagKey).toString();
+    return (etag.isEmpty() ? token.value(kTokenLastModifiedKey).toString() : etag).toLatin1();
 }
 
 // "bytes 100-199/1000" -> 100 (first) and 1000 (total; -1 when "*"); "bytes */1000" -> -1, 1000.
@@ -132,13 +148,24 @@ QString VLFileDownload::nameWithoutExtension(const QString &name)
     return dot > 0 ? name.left(dot) : name;
 }
 
+void VLFileDownload::failLater(const VLError &error)
+{
+    const QSharedPointer<VLFileDownload> keepAlive = sharedFromThis();
+    QMetaObject::invokeMethod(this, [this, keepAlive, error] {
+        if (!m_downloader)
+            failWithError(error);
+    }, Qt::QueuedConnection);
+}
+
 void VLFileDownload::start()
 {
     if (m_downloader)
         return;
     m_lastError = {};
     if (!m_URL.isEmpty()) {
-        if (!resumeFromWorkFolder())
+        if (const VLError refused = vlFileURLRefusal(m_URL, m_serviceURL); !refused.isNull())
+            failLater(refused);
+        else if (!resumeFromWorkFolder())
             startTransfer(m_URL, -1, {});
         return;
     }
@@ -146,15 +173,13 @@ void VLFileDownload::start()
     const QUrl url(token.value(kTokenURLKey).toString());
     if (m_resumeData.isEmpty() || !url.isValid() || url.isEmpty()) {
         // Nothing to fetch from: say so once, as any other failure would.
-        const VLError error = !m_packageError.isNull()
-            ? m_packageError
-            : VLError(VLFileDownloadErrorDomain, VLFileDownloadErrorBadResumePackage,
-                      tr("The download has neither a URL nor usable resume data."));
-        const QSharedPointer<VLFileDownload> keepAlive = sharedFromThis();
-        QMetaObject::invokeMethod(this, [this, keepAlive, error] {
-            if (!m_downloader)
-                failWithError(error);
-        }, Qt::QueuedConnection);
+        failLater(!m_packageError.isNull() ? m_packageError
+                                           : VLError(VLFileDownloadErrorDomain, VLFileDownloadErrorBadResumePackage,
+                                                     tr("The download has neither a URL nor usable resume data.")));
+        return;
+    }
+    if (const VLError refused = vlFileURLRefusal(url, m_serviceURL, m_suggestedFilename); !refused.isNull()) {
+        failLater(refused);
         return;
     }
     m_file = std::make_unique<QFile>(m_destinationFilename);
@@ -166,7 +191,11 @@ void VLFileDownload::start()
         failWithError(error);
         return;
     }
-    startTransfer(url, m_file->size(), token.value(kTokenValidatorKey).toString().toLatin1());
+    // A token written before validators were required may have none: such bytes are not trusted.
+    const QByteArray validator = validatorOfToken(token);
+    if (validator.isEmpty())
+        m_file->resize(0);
+    startTransfer(url, validator.isEmpty() ? 0 : m_file->size(), validator);
 }
 
 // A download of the same URL that stopped short, even in a process that was killed, left its work
@@ -178,7 +207,8 @@ bool VLFileDownload::resumeFromWorkFolder()
         return false;
     const VLFileDownload package(m_downloadPackagePath);
     const QVariantMap token = VLPropertyList::fromData(package.m_resumeData).toMap();
-    if (!package.m_packageError.isNull() || QUrl(token.value(kTokenURLKey).toString()) != m_URL)
+    const QByteArray validator = validatorOfToken(token);
+    if (!package.m_packageError.isNull() || QUrl(token.value(kTokenURLKey).toString()) != m_URL || validator.isEmpty())
         return false;
     auto partial = std::make_unique<QFile>(package.m_destinationFilename);
     if (partial->size() <= 0 || !partial->open(QIODevice::ReadWrite))
@@ -187,7 +217,7 @@ bool VLFileDownload::resumeFromWorkFolder()
     m_destinationFilename = package.m_destinationFilename;
     m_resumeData = package.m_resumeData;
     m_file = std::move(partial);
-    startTransfer(m_URL, m_file->size(), token.value(kTokenValidatorKey).toString().toLatin1());
+    startTransfer(m_URL, m_file->size(), validator);
     return true;
 }
 
@@ -197,12 +227,15 @@ void VLFileDownload::startTransfer(const QUrl &url, qint64 offset, const QByteAr
     // Byte offsets must count bytes of the file itself, never of an encoded body.
     request.setRawHeader("Accept-Encoding", "identity");
     request.setTransferTimeout(kVLNetworkIdleTimeoutMilliseconds);
+    // Redirects are followed only to the same scheme or up to https (Qt refuses the rest).
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::NoLessSafeRedirectPolicy);
     if (offset > 0) {
         request.setRawHeader("Range", "bytes=" + QByteArray::number(offset) + '-');
         if (!validator.isEmpty())
             request.setRawHeader("If-Range", validator);
     }
     m_requestedOffset = offset;
+    m_discardOnFailure = false;
     m_responseHandled = false;
     m_completeOnDisk = false;
     m_responseStatus = 0;
@@ -266,8 +299,15 @@ bool VLFileDownload::decideDestination(const QString &suggestedFilename)
     }
     // The token is kept from the start but written only when the transfer stops short: writing
     // it for every download cost two more files and a disk sync each, on the sync's critical path.
-    m_resumeData = makeResumeToken(m_downloader->url(), m_downloader->rawHeader("ETag"));
+    takeResumeTokenFromResponse();
     return true;
+}
+
+void VLFileDownload::takeResumeTokenFromResponse()
+{
+    m_resumeData = makeResumeToken(m_downloader->url(), m_downloader->rawHeader("ETag"),
+                                   m_downloader->rawHeader("Last-Modified"));
+    m_discardOnFailure = m_resumeData.isEmpty();
 }
 
 void VLFileDownload::handleResponse()
@@ -305,11 +345,13 @@ void VLFileDownload::handleResponse()
             m_completeOnDisk = true;
             m_receivedLength = m_contentLength = m_requestedOffset;
         } else if (m_responseStatus == 200) {
-            // The file changed on the server or it ignores ranges: the whole file comes again.
+            // The file changed on the server or it ignores ranges: the whole file comes again,
+            // and a later resume goes by this response's validator.
             m_file->resize(0);
             m_file->seek(0);
             m_receivedLength = 0;
             m_contentLength = announced;
+            takeResumeTokenFromResponse();
         } else {
             if (m_responseStatus == 416) {
                 m_file->close();
@@ -495,17 +537,25 @@ void VLFileDownload::failWithError(const VLError &error)
     }
     m_lastError = error;
     dropTransfer();
-    writeResumeFiles();
+    if (m_discardOnFailure)
+        discardWorkFolder();
+    else
+        writeResumeFiles();
     if (auto *delegate = m_delegate.get())
         delegate->fileDownloadDidFailWithError(this, error);
 }
 
-void VLFileDownload::failAndDiscard(const VLError &error)
+void VLFileDownload::discardWorkFolder()
 {
     m_resumeData.clear();
-    dropTransfer();
     if (!m_downloadPackagePath.isEmpty())
         QDir(m_downloadPackagePath).removeRecursively();
+}
+
+void VLFileDownload::failAndDiscard(const VLError &error)
+{
+    dropTransfer();
+    discardWorkFolder();
     failWithError(error);
 }
 
@@ -514,7 +564,10 @@ void VLFileDownload::cancel()
     m_delegate = nullptr;
     dropTransfer();
     m_lastError = {};
-    writeResumeFiles();
+    if (m_discardOnFailure)
+        discardWorkFolder();
+    else
+        writeResumeFiles();
 }
 
 void VLFileDownload::writeResumeFiles()

@@ -25,6 +25,7 @@ enum VLFileDownloadErrorCode : qint64 {
     VLFileDownloadErrorBadResumePackage = 2, // a work folder that cannot be resumed
     VLFileDownloadErrorResumeMismatch = 3,   // the server resumed at another offset than asked
     VLFileDownloadErrorTooLong = 4,          // more bytes than announced or than the file's known size
+    VLFileDownloadErrorRefusedURL = 5,       // a URL this client does not fetch from (see VLFileURLPolicy.h)
 };
 
 // Events of one download, on the main thread. All optional.
@@ -43,6 +44,14 @@ public:
 // holds the partial file and, once a transfer has stopped short, "resumeData" (this client's resume
 // token) and "resume.plist" ({"suggestedFilename": name}); a download made from such a folder asks the server only for the
 // bytes that are missing from the partial file (HTTP Range).
+//
+// A resume is made only with a validator: If-Range with the strong ETag, or else the Last-Modified,
+// that the first response gave, so a file replaced at the same URL comes whole instead of being
+// spliced from two versions. A response without either leaves nothing to resume: a transfer of it
+// that stops short is discarded and the next one starts from byte 0.
+//
+// The URL is checked before anything is fetched (VLFileURLPolicy.h, against serviceURL()); a refused
+// URL fails the download as any transfer failure does. Redirects may not lower the scheme.
 //
 // A server that answers with a status other than 200 (206 when resuming) makes the download
 // cancel itself: lastError() carries the status and no callback follows.
@@ -77,9 +86,13 @@ public:
     void setUserData(const QSharedPointer<QObject> &userData) { m_userData = userData; }
     VLFileDownloadDelegate *delegate() const { return m_delegate.get(); }
     void setDelegate(VLFileDownloadDelegate *delegate) { m_delegate = delegate; }
+    // The service that listed the file: an https service's files are fetched over https only.
+    QUrl serviceURL() const { return m_serviceURL; }
+    void setServiceURL(const QUrl &url) { m_serviceURL = url; }
 
     void start();
-    // Stops without a callback, keeping the partial file and the resume files.
+    // Stops without a callback, keeping the partial file and the resume files (the work folder goes
+    // when the server gave no validator to resume with).
     void cancel();
 
     static constexpr const char *kWorkFolderSuffix = ".vldownload";
@@ -93,6 +106,10 @@ public:
 private:
     bool resumeFromWorkFolder();
     void startTransfer(const QUrl &url, qint64 offset, const QByteArray &validator);
+    // Fails from the event loop, before any transfer, as every later failure would be reported.
+    void failLater(const VLError &error);
+    // The resume token for the current response: empty when it carries no validator.
+    void takeResumeTokenFromResponse();
     void reportBegin();
     void handleResponse();
     void handleData();
@@ -102,6 +119,7 @@ private:
     void failWithError(const VLError &error);
     // Fails and removes the work folder: what arrived cannot be the file or be resumed into it.
     void failAndDiscard(const VLError &error);
+    void discardWorkFolder();
     // An error when `length` bytes are more than the transfer may bring; null otherwise.
     VLError lengthError(qint64 length) const;
     void refuseWithStatus(int statusCode);
@@ -111,6 +129,7 @@ private:
     bool writeToFile(const QByteArray &bytes);
 
     QUrl m_URL;
+    QUrl m_serviceURL;
     QString m_destinationFolder;
     QString m_suggestedFilename;
     qint64 m_receivedLength = 0;
@@ -130,6 +149,7 @@ private:
     bool m_responseHandled = false;
     bool m_completeOnDisk = false; // the server says the partial file already holds every byte
     bool m_beginReported = false;
+    bool m_discardOnFailure = false; // the partial file has no validator to resume with
     VLError m_packageError;
 };
 

@@ -1,5 +1,7 @@
 #include "VLNetworkError.h"
 
+#include "VLTransportSecurity.h"
+
 #include <QCoreApplication>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
@@ -67,6 +69,8 @@ VLError vlTransportErrorForReply(QNetworkReply *reply, bool cancelledByCaller)
     const bool hasStatus = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).isValid();
     if (hasStatus && isHttpStatusError(error))
         return {};
+    if (VLError noTLS = vlTLSUnavailableError(reply->url()); !noTLS.isNull())
+        return noTLS;
     const VLURLErrorCode code = codeForReplyError(error, cancelledByCaller);
     QString description = reply->errorString();
     if (code == VLURLErrorCancelled)

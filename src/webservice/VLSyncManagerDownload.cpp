@@ -1,6 +1,7 @@
 #include "VLSyncManager.h"
 
 #include "TSLogger.h"
+#include "VLApplicationInfo.h"
 #include "VLSyncInfo.h"
 
 void VLSyncManager::downloadNeededFandecks()
@@ -27,6 +28,7 @@ void VLSyncManager::downloadNeededFandecks()
     for (const VLSyncFileInfoPtr &fandeck : std::as_const(needed)) {
         const VLFileDownloadPtr download = VLFileDownload::initWithURLDestinationFolder(fandeck->fileURL(), downloads);
         download->setUserData(fandeck);
+        download->setServiceURL(QUrl(vlSyncProductionURL()));
         download->setExpectedLength(fandeck->byteLength());
         m_downloadManager->addDownload(download);
     }

@@ -3,12 +3,15 @@ target_sources(tintera_sync PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/VLApplicationInfo.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLFileDownload.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLFileDownloadManager.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/VLFileURLPolicy.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLNetworkError.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLReplyText.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/VLServiceSettings.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLSyncReply.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLSyncRequest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLSyncManagerDownload.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLSyncSession.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/VLTransportSecurity.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLXMLDictionary.cpp
 )
 

@@ -193,7 +193,7 @@ TEST_F(TinteraAgainstEmulators, StatusAndSyncAsJsonFieldByField)
     EXPECT_EQ(status.value("lastSyncText").toString(), "Never");
     EXPECT_EQ(status.value("status").toString(), "Last Sync: Never");
     EXPECT_EQ(status.value("settings").toObject(),
-              QJsonObject({{"autoSync", false}, {"selectedFandecksOnly", false}, {"requireSigned", false}}));
+              QJsonObject({{"autoSync", false}, {"selectedFandecksOnly", false}}));
 
     const QDateTime started = QDateTime::currentDateTimeUtc().addSecs(-1);
     const TinteraRun run = runTintera({"sync", "--json"});
@@ -317,7 +317,11 @@ TEST_F(TinteraAgainstEmulators, SettingsFandecksAndExportAsJson)
     ASSERT_EQ(runTintera({"sync"}).exitCode, 0);
     const TinteraRun settings = runTintera({"settings", "selected-only", "on", "--json"});
     EXPECT_EQ(onlyObject(settings),
-              QJsonObject({{"settings", QJsonObject({{"autoSync", false}, {"selectedFandecksOnly", true}, {"requireSigned", false}})}}));
+              QJsonObject({{"settings", QJsonObject({{"autoSync", false},
+                                                     {"selectedFandecksOnly", true},
+                                                     {"serviceURL", environment.serviceURL()},
+                                                     {"caFile", QJsonValue::Null},
+                                                     {"requireSigned", false}})}}));
     EXPECT_TRUE(settings.err.isEmpty()) << qPrintable(settings.err);
 
     const TinteraRun listed = runTintera({"fandecks", "--json"});

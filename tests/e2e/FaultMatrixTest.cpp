@@ -17,6 +17,7 @@
 #include "VLRecordSignature.h"
 #include "VLSyncFileInfo.h"
 
+#include <QCryptographicHash>
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
@@ -47,6 +48,8 @@ enum class Kind {
     Tampered,      // the service serves other bytes of the same length for the SKU Target
     ForgedRecord,  // a field of the SKU Target's record changed after it was signed
     ForeignSigner, // the SKU Target's record signed by a key nobody trusts
+    ReplacedFile,  // the service gives no validators and cuts file Target at 100,000 bytes; the file
+                   // is then replaced at the same URL, and the next sync must install the new one
 };
 
 struct FaultRow
@@ -191,6 +194,10 @@ QList<FaultRow> serviceRows()
          "Error code 2, The signature of .* does not verify against any trusted key", {"TX350-FW"}, {"TX350-BL"}},
         {"Fandeck_signedByAnUntrustedKey", Kind::ForeignSigner, "VLM-FD-WHITES", "", "", 0, {1},
          "Error code 2, The signature of .* does not verify against any trusted key", {"VLM-FD-INT"}, {"VLM-FD-WHITES"}},
+        // Nothing outside http(s) is fetched, whatever the file list names.
+        {"FileList_fileURLs", Kind::Service, "GetAvailableFiles", "fileurl=file", "", 0, {1},
+         "VLM-FD-ACCENT-1.0.cxf\" at \"file://.*files are fetched over http or https only"},
+        {"FandeckFile_replacedWithoutValidator", Kind::ReplacedFile, kInteriors, "", "", 0, {1}, "Error code -1005"},
     };
     return rows;
 }
@@ -221,6 +228,12 @@ QList<FaultRow> matrixRows()
     const bool longOnes = false;
 #endif
     return longOnes ? longRows() : deviceRows() + serviceRows();
+}
+
+void signAsTheDemoService(QJsonObject &record)
+{
+    record.insert("Signature", QString::fromLatin1(VLRecordSigning::sign(demoSigningKeyPem(),
+                                                                         vlFileRecordSigningText(record.toVariantMap()))));
 }
 
 QMap<QString, QVariantMap> bySKU(const QVariantList &inventory)
@@ -293,6 +306,9 @@ protected:
     // The catalog's records and the files the row changes, as they were before, and back.
     bool keepCatalog(const QString &sku);
     bool restoreCatalog();
+    // Another version of a served CxF file, as long as the old one: its colours' names change case
+    // within the first 100,000 bytes.
+    bool replaceServedFile(const QString &name);
     TinteraRun runFaultySync(const FaultRow &row);
     void expectNothingOutsideTheDataFolder();
     void expectNothingHalfWrittenInstalled(const QString &dataFolder);
@@ -332,6 +348,10 @@ bool FaultMatrix::inject(const FaultRow &row)
     }
     case Kind::ShortFile:
         return setAnnouncedLength(row.target, 1);
+    case Kind::ReplacedFile:
+        return environment.cloudsimControl("fault?target=files&validator=none", nullptr, &error)
+            && environment.cloudsimControl(QStringLiteral("fault?target=files/%1&validator=none&cut=100000").arg(row.target),
+                                           nullptr, &error);
     case Kind::Kill:
     case Kind::Interrupt:
         if (QByteArray(row.target) == "download")
@@ -417,9 +437,33 @@ bool FaultMatrix::setAnnouncedLength(const QString &sku, qint64 delta)
     // Re-signed, as a service that publishes a wrong length would: only the size check can find it.
     return editRecord(sku, [delta](QJsonObject &record, const QString &payload) {
         record.insert("ByteLength", QString::number(QFileInfo(payload).size() + delta));
-        record.insert("Signature", QString::fromLatin1(VLRecordSigning::sign(
-                                       demoSigningKeyPem(), vlFileRecordSigningText(record.toVariantMap()))));
+        signAsTheDemoService(record);
     });
+}
+
+bool FaultMatrix::replaceServedFile(const QString &name)
+{
+    QFile file(environment.catalogFolder() + "/files/" + name);
+    if (!file.open(QIODevice::ReadWrite))
+        return false;
+    QByteArray bytes = file.readAll();
+    const QByteArray marker = "ObjectType=\"Standard\" Name=\"";
+    int changed = 0;
+    for (qsizetype at = bytes.indexOf(marker); at >= 0 && at < 100000; at = bytes.indexOf(marker, at + 1), ++changed)
+        bytes[at + marker.size()] = char(bytes.at(at + marker.size()) ^ 0x20);
+    if (changed == 0 || !file.seek(0) || file.write(bytes) != bytes.size())
+        return false;
+    file.close();
+    // Published anew: a new checksum, signed.
+    const QMap<QString, QVariantMap> records = catalogRecords();
+    for (auto it = records.cbegin(); it != records.cend(); ++it) {
+        if (it->value("FileURL").toString().endsWith('/' + name))
+            return editRecord(it.key(), [&bytes](QJsonObject &record, const QString &) {
+                record.insert("SHA256", QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex()));
+                signAsTheDemoService(record);
+            });
+    }
+    return false;
 }
 
 TinteraRun FaultMatrix::runFaultySync(const FaultRow &row)
@@ -602,6 +646,10 @@ TEST_P(FaultMatrix, EndsOnceAndTheNextSyncRepairsEverything)
         ASSERT_TRUE(setAnnouncedLength(row.target, 0));
     }
     ASSERT_TRUE(restoreCatalog());
+    if (row.kind == Kind::ReplacedFile) {
+        ASSERT_TRUE(replaceServedFile(row.target));
+        ASSERT_TRUE(environment.cloudsimControl("fault?target=files&validator=none", nullptr, &error));
+    }
     if (row.kind == Kind::Kill || row.kind == Kind::Interrupt) {
         ASSERT_TRUE(environment.devsim({"link", "--serial", serial, "--profile", "loopback"}, nullptr, &error));
     }
@@ -613,6 +661,13 @@ TEST_P(FaultMatrix, EndsOnceAndTheNextSyncRepairsEverything)
     expectTheFullState(dataFolder);
     expectNothingOutsideTheDataFolder();
 
+    if (row.kind == Kind::ReplacedFile) {
+        const QString name = QString::fromLatin1(row.target);
+        QFile served(environment.catalogFolder() + "/files/" + name);
+        QFile installed(dataFolder + "/Fandecks/" + name.left(name.lastIndexOf('-')) + "/payload.cxf");
+        ASSERT_TRUE(served.open(QIODevice::ReadOnly) && installed.open(QIODevice::ReadOnly));
+        EXPECT_TRUE(installed.readAll() == served.readAll()) << "the installed file is not the one the service now serves";
+    }
     if ((row.kind == Kind::Kill || row.kind == Kind::Interrupt) && QByteArray(row.target) == "download") {
         // The second run goes on from the bytes the first left on disk.
         const qint64 before = servedBefore.value(kInteriors).toObject().value("bytesServed").toInteger();

@@ -9,6 +9,16 @@ packages_dir=$1
 version=$2
 skip=77
 
+# What the package declares needs no root: https needs the system's CA certificates, and an
+# export's --zip needs zip.
+declared_app_deb=$(ls "$packages_dir"/tintera-sync_"$version"_*.deb 2>/dev/null | head -n 1)
+if [ -n "$declared_app_deb" ]; then
+  dpkg-deb -f "$declared_app_deb" Depends | grep -qw ca-certificates \
+    || { echo "FAIL: tintera-sync does not depend on ca-certificates"; exit 1; }
+  dpkg-deb -f "$declared_app_deb" Depends Recommends | grep -qw zip \
+    || { echo "FAIL: tintera-sync neither depends on nor recommends zip"; exit 1; }
+fi
+
 if [ "$(id -u)" -ne 0 ]; then
   echo "SKIP: installing the packages needs root (dpkg -i); run the tests as root to check them"
   exit $skip

@@ -8,8 +8,10 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QJsonObject>
 #include <QRandomGenerator>
 #include <QRegularExpression>
+#include <QSslSocket>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -221,6 +223,110 @@ TEST_F(FileDownloadTest, ResumingAChangedOrCompleteFile)
     ASSERT_TRUE(waitFor([&] { return whole.ended(); }));
     EXPECT_EQ(whole.events, (QStringList{"begin", "finish"}));
     EXPECT_EQ(readFile(QDir(destination).filePath("a.bin")), changed);
+}
+
+// A server that gives no validator cannot say whether the bytes on disk still belong to the file
+// at its URL: a cut transfer leaves nothing to resume, and the next download fetches the file whole
+// even when the server would serve the missing range of whatever the file has become.
+TEST_F(FileDownloadTest, WithoutAValidatorACutDownloadStartsOverInsteadOfSplicing)
+{
+    const QByteArray old = randomBytes(200000, 21);
+    serve({{"a.bin", old}}, {"--fault", "files:validator=none", "--fault", "files/a.bin:validator=none,cut=100000,times=1"});
+    RecordingDownloadDelegate cut;
+    {
+        const VLFileDownloadPtr file = download("a.bin");
+        file->setDelegate(&cut);
+        file->start();
+        ASSERT_TRUE(waitFor([&] { return cut.ended(); }));
+    }
+    EXPECT_EQ(cut.error.code(), VLURLErrorNetworkConnectionLost);
+    EXPECT_FALSE(QFileInfo::exists(package("a.bin"))) << "a partial file nothing can vouch for was kept";
+
+    // Replaced at the same URL: the first 100,000 bytes differ from what the cut transfer brought.
+    const QByteArray replaced = randomBytes(200000, 22);
+    QFile served(QDir(cloud->catalogFolder).filePath("files/a.bin"));
+    ASSERT_TRUE(served.open(QIODevice::WriteOnly));
+    served.write(replaced);
+    served.close();
+    RecordingDownloadDelegate whole;
+    const VLFileDownloadPtr again = download("a.bin");
+    again->setDelegate(&whole);
+    again->start();
+    ASSERT_TRUE(waitFor([&] { return whole.ended(); }));
+    EXPECT_EQ(whole.events.last(), "finish");
+    EXPECT_EQ(readFile(QDir(destination).filePath("a.bin")), replaced);
+    EXPECT_FALSE(cloud->server->requests().last().toObject().contains("range"));
+}
+
+// Last-Modified is a validator too: a server that gives only that is resumed with it.
+TEST_F(FileDownloadTest, ALastModifiedDateAloneIsEnoughToResume)
+{
+    const QByteArray payload = randomBytes(200000, 23);
+    serve({{"a.bin", payload}},
+          {"--fault", "files:validator=lastmodified", "--fault", "files/a.bin:validator=lastmodified,cut=120000,times=1"});
+    RecordingDownloadDelegate cut;
+    const VLFileDownloadPtr file = download("a.bin");
+    file->setDelegate(&cut);
+    file->start();
+    ASSERT_TRUE(waitFor([&] { return cut.ended(); }));
+    ASSERT_TRUE(QFileInfo::exists(package("a.bin")));
+    const qint64 servedBefore = cloud->server->bytesServed("a.bin");
+
+    RecordingDownloadDelegate resumed;
+    const VLFileDownloadPtr again = download("a.bin");
+    again->setDelegate(&resumed);
+    again->start();
+    ASSERT_TRUE(waitFor([&] { return resumed.ended(); }));
+    EXPECT_EQ(resumed.events.last(), "finish");
+    EXPECT_EQ(readFile(QDir(destination).filePath("a.bin")), payload);
+    EXPECT_EQ(cloud->server->bytesServed("a.bin") - servedBefore, payload.size() - 120000);
+}
+
+// Only http and https, and only https for the files of an https service: refused before anything
+// is fetched, through the failure callback, with the file and the URL named.
+TEST_F(FileDownloadTest, RefusesFileURLsThatWouldLowerOrLeaveTheTransport)
+{
+    serve({{"a.bin", randomBytes(1000, 24)}});
+    const QString fileURL = cloud->server->fileURL("a.bin");
+    const struct
+    {
+        QString url;
+        QString service;
+        const char *reason;
+    } refused[] = {
+        {fileURL, "https://sync.example/VLSyncService", "not an https URL"},
+        {"file://" + QDir(cloud->catalogFolder).filePath("files/a.bin"), "", "over http or https only"},
+        {"ftp://127.0.0.1/files/a.bin", "http://127.0.0.1/", "over http or https only"},
+    };
+    for (const auto &row : refused) {
+        RecordingDownloadDelegate delegate;
+        const VLFileDownloadPtr file = VLFileDownload::initWithURLDestinationFolder(QUrl(row.url), destination);
+        file->setServiceURL(QUrl(row.service));
+        file->setDelegate(&delegate);
+        file->start();
+        ASSERT_TRUE(waitFor([&] { return delegate.ended(); })) << qPrintable(row.url);
+        EXPECT_EQ(delegate.events, QStringList{"fail"}) << qPrintable(row.url);
+        EXPECT_EQ(delegate.error.code(), VLFileDownloadErrorRefusedURL) << qPrintable(row.url);
+        EXPECT_TRUE(delegate.error.localizedDescription().contains(row.reason)) << qPrintable(delegate.error.localizedDescription());
+        EXPECT_TRUE(delegate.error.localizedDescription().contains("\"a.bin\"")) << qPrintable(delegate.error.localizedDescription());
+    }
+    EXPECT_EQ(cloud->server->fileRequests("a.bin"), 0);
+    EXPECT_FALSE(QDir(destination).exists());
+}
+
+// Without a TLS library the failure says so instead of passing for a network that is down.
+TEST_F(FileDownloadTest, AnHttpsURLWithoutTLSSupportSaysSo)
+{
+    ASSERT_TRUE(QSslSocket::setActiveBackend("cert-only"));
+    ASSERT_FALSE(QSslSocket::supportsSsl());
+    RecordingDownloadDelegate delegate;
+    const VLFileDownloadPtr file =
+        VLFileDownload::initWithURLDestinationFolder(QUrl("https://127.0.0.1:9/files/a.bin"), downloads.path());
+    file->setDelegate(&delegate);
+    file->start();
+    ASSERT_TRUE(waitFor([&] { return delegate.ended(); }));
+    EXPECT_EQ(delegate.error.code(), VLURLErrorSecureConnectionFailed) << qPrintable(delegate.error.description());
+    EXPECT_TRUE(delegate.error.localizedDescription().contains("no TLS support"));
 }
 
 TEST_F(FileDownloadTest, RefusesNamesThatAreNotOnePlainFileName)

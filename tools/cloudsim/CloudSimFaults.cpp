@@ -56,6 +56,10 @@ QString CloudSimFault::description() const
         parts << QStringLiteral("extra=%1").arg(*extra);
     if (length)
         parts << QStringLiteral("length=%1").arg(*length);
+    if (!validator.isEmpty())
+        parts << QStringLiteral("validator=%1").arg(validator);
+    if (!fileURL.isEmpty())
+        parts << QStringLiteral("fileurl=%1").arg(fileURL);
     if (times >= 0)
         parts << QStringLiteral("times=%1").arg(times);
     return parts.join(QLatin1Char(','));
@@ -115,6 +119,14 @@ std::optional<CloudSimFault> cloudSimFaultFromItems(const QMap<QString, QString>
             if (!isNumber)
                 return bad();
             fault.length = number;
+        } else if (key == QLatin1String("validator")) {
+            if (value != QLatin1String("etag") && value != QLatin1String("lastmodified") && value != QLatin1String("none"))
+                return bad();
+            fault.validator = value;
+        } else if (key == QLatin1String("fileurl")) {
+            if (value != QLatin1String("http") && value != QLatin1String("file"))
+                return bad();
+            fault.fileURL = value;
         } else if (key == QLatin1String("times")) {
             if (!isNumber || number < 0)
                 return bad();

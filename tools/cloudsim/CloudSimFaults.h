@@ -24,6 +24,10 @@ struct CloudSimFault
     std::optional<qint64> extra;        // "extra": send this many bytes more than the file holds
     std::optional<qint64> length;       // "length": announce this Content-Length (any number) first,
                                         // whatever the body is; the connection closes after the body
+    QString validator;                  // "validator": a file's version as "etag" (the default),
+                                        // "lastmodified" (Last-Modified only) or "none" (neither)
+    QString fileURL;                    // "fileurl": the file list names its files by "http" URLs
+                                        // (the service's host and port) or "file" URLs (the catalog)
     int times = -1;                     // "times": how many requests it applies to (-1: all)
 
     QString description() const;

@@ -7,8 +7,10 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QLocale>
 #include <QRandomGenerator>
 #include <QRegularExpression>
+#include <QUrl>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -182,6 +184,11 @@ private:
 CloudSimServer::CloudSimServer(Options options)
     : m_options(std::move(options))
 {
+    if (m_options.tlsCertificate.isEmpty())
+        m_server = std::make_unique<httplib::Server>();
+    else
+        m_server = std::make_unique<httplib::SSLServer>(m_options.tlsCertificate.toLocal8Bit().constData(),
+                                                        m_options.tlsKey.toLocal8Bit().constData());
     while (m_options.prefix.endsWith(QLatin1Char('/')))
         m_options.prefix.chop(1);
     if (!m_options.prefix.isEmpty() && !m_options.prefix.startsWith(QLatin1Char('/')))
@@ -190,7 +197,7 @@ CloudSimServer::CloudSimServer(Options options)
     // Ranges are applied by the file handler alone, after normalising them: cpp-httplib 0.11.4
     // mishandles ranges past the end and would apply them to the XML replies too.
     m_link.setLink(m_options.link, m_options.linkSeed);
-    m_server.set_pre_routing_handler([this](const httplib::Request &request, httplib::Response &) {
+    m_server->set_pre_routing_handler([this](const httplib::Request &request, httplib::Response &) {
         const_cast<httplib::Request &>(request).ranges.clear();
         // The request has come in whole: it reaches the service when the link has carried it.
         if (!isControl(request))
@@ -199,7 +206,7 @@ CloudSimServer::CloudSimServer(Options options)
     });
     // The reply's way back: its latency and its head now; its body piece by piece as it is
     // written, by the file handler's provider or, for bodies given whole, by one made here.
-    m_server.set_post_routing_handler([this](const httplib::Request &request, httplib::Response &response) {
+    m_server->set_post_routing_handler([this](const httplib::Request &request, httplib::Response &response) {
         if (isControl(request) || m_link.isLoopback())
             return;
         m_link.replyStarts();
@@ -220,9 +227,9 @@ CloudSimServer::CloudSimServer(Options options)
     // A reply goes out as headers then body in separate writes; with Nagle's algorithm the body
     // of every request after the first on a kept-alive connection waits for the client's delayed
     // acknowledgement (about 40 ms on Linux), which no real service's latency looks like.
-    m_server.set_tcp_nodelay(true);
+    m_server->set_tcp_nodelay(true);
     if (m_options.verbose) {
-        m_server.set_logger([](const httplib::Request &request, const httplib::Response &response) {
+        m_server->set_logger([](const httplib::Request &request, const httplib::Response &response) {
             std::cerr << "tintera-cloudsim: " << request.method << ' ' << request.target << " -> " << response.status
                       << std::endl;
         });
@@ -230,13 +237,20 @@ CloudSimServer::CloudSimServer(Options options)
     installRoutes();
 }
 
+CloudSimServer::~CloudSimServer() = default;
+
 bool CloudSimServer::bind(QString *error)
 {
+    if (!m_server->is_valid()) {
+        if (error)
+            *error = QStringLiteral("cannot use the certificate %1 with the key %2").arg(m_options.tlsCertificate, m_options.tlsKey);
+        return false;
+    }
     const std::string host = toStd(m_options.host);
     if (m_options.port == 0) {
-        m_port = m_server.bind_to_any_port(host);
+        m_port = m_server->bind_to_any_port(host);
     } else {
-        m_port = m_server.bind_to_port(host, m_options.port) ? m_options.port : -1;
+        m_port = m_server->bind_to_port(host, m_options.port) ? m_options.port : -1;
     }
     if (m_port <= 0) {
         if (error)
@@ -248,32 +262,33 @@ bool CloudSimServer::bind(QString *error)
 
 QString CloudSimServer::baseURL() const
 {
-    return QStringLiteral("http://%1:%2%3").arg(m_options.host).arg(m_port).arg(m_options.prefix);
+    const QLatin1String scheme(m_options.tlsCertificate.isEmpty() ? "http" : "https");
+    return QStringLiteral("%1://%2:%3%4").arg(scheme, m_options.host).arg(m_port).arg(m_options.prefix);
 }
 
 void CloudSimServer::run()
 {
-    m_server.listen_after_bind();
+    m_server->listen_after_bind();
 }
 
 void CloudSimServer::stop()
 {
-    m_server.stop();
+    m_server->stop();
 }
 
 void CloudSimServer::installRoutes()
 {
     const std::string prefix = regexEscaped(m_options.prefix);
     for (const QString &endpoint : {kOpenDeviceSession, kCloseDeviceSession, kGetAvailableFiles}) {
-        m_server.Get(prefix + "/" + toStd(endpoint), [this, endpoint](const httplib::Request &request,
+        m_server->Get(prefix + "/" + toStd(endpoint), [this, endpoint](const httplib::Request &request,
                                                                      httplib::Response &response) {
             handleEndpoint(endpoint, request, response);
         });
     }
-    m_server.Get(prefix + "/files/(.+)", [this](const httplib::Request &request, httplib::Response &response) {
+    m_server->Get(prefix + "/files/(.+)", [this](const httplib::Request &request, httplib::Response &response) {
         handleFile(fromStd(request.matches[1].str()), request, response);
     });
-    m_server.Get(prefix + "/control/([a-z]+)", [this](const httplib::Request &request, httplib::Response &response) {
+    m_server->Get(prefix + "/control/([a-z]+)", [this](const httplib::Request &request, httplib::Response &response) {
         handleControl(fromStd(request.matches[1].str()), request, response);
     });
 }
@@ -311,7 +326,8 @@ void CloudSimServer::countServed(const QString &name, qint64 bytes)
     m_fileStats[name].bytesServed += bytes;
 }
 
-QByteArray CloudSimServer::endpointReply(const QString &endpoint, const httplib::Request &request)
+QByteArray CloudSimServer::endpointReply(const QString &endpoint, const httplib::Request &request,
+                                         const QString &fileBase)
 {
     const QMap<QString, QString> parameters = parametersOf(request);
     if (endpoint == kOpenDeviceSession) {
@@ -360,7 +376,7 @@ QByteArray CloudSimServer::endpointReply(const QString &endpoint, const httplib:
         if (matches)
             records.append(record);
     }
-    return CloudSimReplies::availableFiles(records, baseURL());
+    return CloudSimReplies::availableFiles(records, fileBase);
 }
 
 void CloudSimServer::handleEndpoint(const QString &endpoint, const httplib::Request &request,
@@ -388,7 +404,13 @@ void CloudSimServer::handleEndpoint(const QString &endpoint, const httplib::Requ
     } else if (fault && fault->statusCode) {
         body = CloudSimReplies::status(endpoint, *fault->statusCode, fault->message);
     } else {
-        body = endpointReply(endpoint, request);
+        // The files are named under the service's own URL unless a fault lists them elsewhere.
+        QString fileBase = baseURL();
+        if (fault && fault->fileURL == QLatin1String("http"))
+            fileBase.replace(QRegularExpression(QStringLiteral("^https:")), QStringLiteral("http:"));
+        else if (fault && fault->fileURL == QLatin1String("file"))
+            fileBase = QUrl::fromLocalFile(QFileInfo(m_options.catalogFolder).absoluteFilePath()).toString();
+        body = endpointReply(endpoint, request, fileBase);
         if (fault && fault->body == QLatin1String("cdata")) {
             // The same reply, its texts written as CDATA sections as some XML writers do.
             static const QRegularExpression text(QStringLiteral(">([^<>]+)</"));
@@ -440,11 +462,20 @@ void CloudSimServer::handleFile(const QString &name, const httplib::Request &req
         delete fd;
     });
     const qint64 size = ::lseek(descriptor, 0, SEEK_END);
-    const QString etag = QStringLiteral("\"%1-%2\"").arg(size).arg(info.lastModified().toMSecsSinceEpoch());
+    // The file's version as the fault says: an entity tag, its time of change, or nothing at all
+    // (a range is then served whatever the file has become since).
+    const QString validatorKind = fault && !fault->validator.isEmpty() ? fault->validator : QStringLiteral("etag");
+    QString validator;
+    if (validatorKind == QLatin1String("etag"))
+        validator = QStringLiteral("\"%1-%2\"").arg(size).arg(info.lastModified().toMSecsSinceEpoch());
+    else if (validatorKind == QLatin1String("lastmodified"))
+        validator = QLocale::c().toString(info.lastModified().toUTC(), QStringLiteral("ddd, dd MMM yyyy hh:mm:ss 'GMT'"));
 
     ByteRange range{0, size - 1};
     RangeRequest ranged = RangeRequest::None;
-    const bool validatorMatches = !request.has_header("If-Range") || fromStd(request.get_header_value("If-Range")) == etag;
+    // A service that gives no validator does not know If-Range either: it serves the range.
+    const bool validatorMatches = validator.isEmpty() || !request.has_header("If-Range")
+                               || fromStd(request.get_header_value("If-Range")) == validator;
     if (request.has_header("Range") && validatorMatches)
         ranged = parseRange(request.get_header_value("Range"), size, &range);
     if (ranged == RangeRequest::Unsatisfiable) {
@@ -454,7 +485,10 @@ void CloudSimServer::handleFile(const QString &name, const httplib::Request &req
         return;
     }
     response.set_header("Accept-Ranges", "bytes");
-    response.set_header("ETag", toStd(etag));
+    if (validatorKind == QLatin1String("etag"))
+        response.set_header("ETag", toStd(validator));
+    else if (validatorKind == QLatin1String("lastmodified"))
+        response.set_header("Last-Modified", toStd(validator));
     if (fault && !fault->filename.isEmpty())
         response.set_header("Content-Disposition", toStd(QStringLiteral("attachment; filename=\"%1\"").arg(fault->filename)));
     if (ranged == RangeRequest::Satisfiable) {

@@ -10,10 +10,12 @@
 
 #include <httplib.h>
 
+#include <memory>
 #include <mutex>
 
 // The sync web service on cpp-httplib: the three XML endpoints, the catalog's files (with
-// Content-Length, Range/206/416 and If-Range) and a control endpoint, all under one base URL.
+// Content-Length, Range/206/416 and If-Range) and a control endpoint, all under one base URL,
+// over http or, given a certificate and its key, over https.
 // Everything but the control endpoint travels through a link model (loopback unless told).
 //
 //   <base>/OpenDeviceSession?deviceID&securityKey&securityType&language
@@ -39,9 +41,12 @@ public:
         bool verbose = false;
         LinkProfile link;
         quint64 linkSeed = 1;
+        QString tlsCertificate; // PEM files: with both, the service speaks https only
+        QString tlsKey;
     };
 
     explicit CloudSimServer(Options options);
+    ~CloudSimServer();
 
     bool bind(QString *error);
     QString baseURL() const;
@@ -72,7 +77,7 @@ private:
     void handleEndpoint(const QString &endpoint, const httplib::Request &request, httplib::Response &response);
     void handleFile(const QString &name, const httplib::Request &request, httplib::Response &response);
     void handleControl(const QString &command, const httplib::Request &request, httplib::Response &response);
-    QByteArray endpointReply(const QString &endpoint, const httplib::Request &request);
+    QByteArray endpointReply(const QString &endpoint, const httplib::Request &request, const QString &fileBase);
     // Notes a request as it comes in; complete() adds its reply when the handler is done.
     quint64 record(RequestRecord entry);
     void complete(quint64 sequence, qint64 responseBytes, qint64 micros);
@@ -81,7 +86,7 @@ private:
 
     Options m_options;
     int m_port = 0;
-    httplib::Server m_server;
+    std::unique_ptr<httplib::Server> m_server; // an httplib::SSLServer with TLS
     CloudSimFaultTable m_faults;
     LinkPacer m_link;
 

@@ -42,10 +42,27 @@ int main(int argc, char **argv)
     QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("tintera-cloudsim"));
 
+    // "--tls CERT KEY" takes two values, which the parser cannot express: taken out first.
+    QStringList arguments = QCoreApplication::arguments();
+    QString tlsCertificate;
+    QString tlsKey;
+    if (const qsizetype tls = arguments.indexOf(QStringLiteral("--tls")); tls > 0) {
+        if (tls + 2 >= arguments.size())
+            return fail(QStringLiteral("--tls takes a certificate file and its key file"));
+        tlsCertificate = arguments.at(tls + 1);
+        tlsKey = arguments.at(tls + 2);
+        arguments.remove(tls, 3);
+        for (const QString &file : {tlsCertificate, tlsKey}) {
+            if (!QFileInfo(file).isReadable())
+                return fail(QStringLiteral("cannot read %1").arg(file));
+        }
+    }
+
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
         "Serves a catalog folder written by tintera-catalog as the TINTERA sync web service.\n"
-        "Prints its base URL on the first line of standard output.\n\n"
+        "Prints its base URL on the first line of standard output.\n"
+        "--tls CERT KEY serves https with the PEM certificate (chain) CERT and its private key KEY.\n\n"
         "Faults (--fault TARGET:ITEMS, or <base>/control/fault?target=TARGET&ITEMS):\n"
         "  TARGET  OpenDeviceSession | CloseDeviceSession | GetAvailableFiles | files | files/<name>\n"
         "  ITEMS   comma-separated, values percent-decoded:\n"
@@ -61,6 +78,10 @@ int main(int argc, char **argv)
         "          nolength          send the file without Content-Length\n"
         "          extra=N           send N bytes more than the file holds (announced)\n"
         "          length=N          announce Content-Length N (even negative) whatever is sent\n"
+        "          validator=etag|lastmodified|none   (files) the version a file is served with:\n"
+        "                            ETag (default), Last-Modified only, or neither (and If-Range ignored)\n"
+        "          fileurl=http|file (GetAvailableFiles) list the files at http URLs of this host,\n"
+        "                            or at file URLs of the catalog folder\n"
         "          times=N           apply to the next N requests only"));
     parser.addHelpOption();
     parser.addPositionalArgument(QStringLiteral("catalog"), QStringLiteral("The catalog folder (index.json, files/)."));
@@ -87,7 +108,7 @@ int main(int argc, char **argv)
                                         QStringLiteral("n"), QStringLiteral("1"));
     parser.addOptions({catalogOption, portOption, hostOption, prefixOption, faultOption, verboseOption, parentOption,
                        linkOption, seedOption});
-    parser.process(application);
+    parser.process(arguments);
 
     CloudSimServer::Options options;
     options.catalogFolder = parser.isSet(catalogOption) ? parser.value(catalogOption)
@@ -103,6 +124,8 @@ int main(int argc, char **argv)
     options.host = parser.value(hostOption);
     options.prefix = parser.value(prefixOption);
     options.verbose = parser.isSet(verboseOption);
+    options.tlsCertificate = tlsCertificate;
+    options.tlsKey = tlsKey;
     const std::optional<LinkProfile> link = LinkProfile::named(parser.value(linkOption));
     if (!link)
         return fail(QStringLiteral("unknown link \"%1\" (known: %2)")

@@ -189,11 +189,13 @@ bool TinteraDemoEnvironment::start(const Options &options, VLError *error)
     if (!writeCatalog(options.edition, error))
         return false;
 
-    m_cloudsim = launch(QStringLiteral("tintera-cloudsim"),
-                        QStringList{catalogFolder(), QStringLiteral("--exit-with-parent"), QStringLiteral("--link"),
-                                    options.link.service.name, QStringLiteral("--link-seed"),
-                                    QString::number(options.linkSeed)}
-                            + options.cloudsimArguments);
+    QStringList cloudsimArguments{catalogFolder(), QStringLiteral("--exit-with-parent"), QStringLiteral("--link"),
+                                  options.link.service.name, QStringLiteral("--link-seed"),
+                                  QString::number(options.linkSeed)};
+    m_tls = !options.tlsCertificate.isEmpty();
+    if (m_tls)
+        cloudsimArguments << QStringLiteral("--tls") << options.tlsCertificate << options.tlsKey;
+    m_cloudsim = launch(QStringLiteral("tintera-cloudsim"), cloudsimArguments + options.cloudsimArguments);
     if (!m_cloudsim->waitForStarted(10000)
         || !(m_cloudsim->canReadLine() || (m_cloudsim->waitForReadyRead(15000) && m_cloudsim->canReadLine()))) {
         if (error)
@@ -301,8 +303,12 @@ bool TinteraDemoEnvironment::capture(const QString &serial, double L, double a, 
 bool TinteraDemoEnvironment::cloudsimControl(const QString &pathAndQuery, QByteArray *reply, VLError *error)
 {
     QString output;
-    if (!run(QStringLiteral("curl"), {QStringLiteral("-sf"), m_serviceURL + QStringLiteral("/control/") + pathAndQuery},
-             &output, error))
+    QStringList arguments{QStringLiteral("-sf")};
+    // The environment's own emulator on loopback, whatever certificate a test gave it to present.
+    if (m_tls)
+        arguments << QStringLiteral("--insecure");
+    arguments << QStringLiteral("--") << m_serviceURL + QStringLiteral("/control/") + pathAndQuery;
+    if (!run(QStringLiteral("curl"), arguments, &output, error))
         return false;
     if (reply)
         *reply = output.toUtf8();

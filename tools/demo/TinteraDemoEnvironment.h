@@ -31,6 +31,8 @@ public:
         bool seedDevice = true;     // a fandeck on the device and a few captured colours
         LinkSetting link;           // the device's and the service's links (loopback: unshaped)
         quint64 linkSeed = 1;
+        QString tlsCertificate;     // PEM certificate and key: the service speaks https only
+        QString tlsKey;
     };
 
     explicit TinteraDemoEnvironment(QObject *parent = nullptr);
@@ -82,6 +84,7 @@ private:
     QStringList m_serials;
     QPointer<QProcess> m_cloudsim;
     QPointer<QProcess> m_devsim;
+    bool m_tls = false;
     QByteArray m_previousDataDir, m_previousServiceURL, m_previousDeviceDir, m_previousTrustedKeys;
     bool m_environmentSet = false;
 };
