@@ -1,7 +1,12 @@
 #include "VLSyncManager.h"
 
+#include "HBColorDocument.h"
+#include "HBConstants.h"
 #include "TSLogger.h"
 #include "VLSyncInfo.h"
+
+#include <QFile>
+#include <QFileInfo>
 
 void VLSyncManager::downloadNeededFandecks()
 {
@@ -36,6 +41,19 @@ bool VLSyncManager::verifyAndinstallDownloadedFandeckWithInfoDownloadPathError(c
 {
     VL_LOG("[VLSyncManager verifyAndinstallDownloadedFandeckWithInfo:downloadPath:error:]");
     setStatusMessage(vlFormat(tr("Installing %@..."), file->fileDescription()));
+    // Only a fandeck that reads as a colour document is installed: the device refuses any other,
+    // and one left installed would be uploaded again by every later sync. What it is left out for
+    // (entities that expand past their bound, a document that is not CxF3) is the error.
+    VLError unreadable;
+    if (QFileInfo(downloadPath).size() == file->byteLength()
+        && !HBColorDocument::initWithFile(downloadPath, nullptr, &unreadable)) {
+        QFile::remove(downloadPath);
+        if (error)
+            *error = VLError(HBErrorDomain, unreadable.code(),
+                             vlFormat(tr("The fandeck %@ is not a usable colour document: %@"), file->fileDescription(),
+                                      unreadable.localizedDescription()));
+        return false;
+    }
     return installPackage(file, downloadPath, pathForGlobalFandecksFolder(), QStringLiteral("payload.cxf"),
                           tr("Error copying fandeck"), error);
 }
