@@ -120,6 +120,10 @@ public:
     QString pathForDeviceCacheFolder() const;
     QString pathForDeviceDefaults() const;
     QString pathForDeviceWebServiceCache() const;
+    // The copy of the service's list: at most this many files are kept in it, and a copy larger
+    // than this is not read (about 2 KB a file as a property list).
+    static constexpr qsizetype kMaximumCachedServiceFiles = 10000;
+    static constexpr qint64 kMaximumServiceCacheBytes = 32 * 1024 * 1024;
     QString pathForGlobalAutoSyncMatchesFolder() const;
     QString pathForGlobalAutoSyncMatchesAudioFolder() const;
     QString pathForGlobalAutoSyncMatchesFile() const;
