@@ -1,5 +1,6 @@
 #include "VLDeviceSettings.h"
 
+#include "HBXml.h"
 #include "VLQuietXmlErrors.h"
 
 #include "KDCommandArgumentForKey.h"
@@ -34,10 +35,9 @@ QString lastNodeText(xmlXPathContext *context, const char *path)
         xmlXPathEvalExpression(reinterpret_cast<const xmlChar *>(path), context));
     if (!result || !result->nodesetval || result->nodesetval->nodeNr == 0)
         return {};
-    xmlNode *last = result->nodesetval->nodeTab[result->nodesetval->nodeNr - 1];
-    xmlChar *content = xmlNodeGetContent(last);
-    const QString text = QString::fromUtf8(reinterpret_cast<const char *>(content)).trimmed();
-    xmlFree(content);
+    const xmlNode *last = result->nodesetval->nodeTab[result->nodesetval->nodeNr - 1];
+    // The document's entity budget bounds what nested entities may expand to.
+    const QString text = QString::fromUtf8(hbNodeText(last, false)).trimmed();
     return text.isNull() ? QStringLiteral("") : text; // found but empty is not absent
 }
 
@@ -56,6 +56,8 @@ VLDeviceSettings VLDeviceSettings::fromXml(const QByteArray &xml)
                                                                              | XML_PARSE_NOWARNING));
     if (!document || !xmlDocGetRootElement(document.get()))
         return settings;
+    HBEntityBudget budget(xml.size());
+    document->_private = &budget;
     std::unique_ptr<xmlXPathContext, ContextDeleter> context(xmlXPathNewContext(document.get()));
     if (!context)
         return settings;

@@ -217,7 +217,8 @@ bool VLSyncManager::verifyAndInstallDeviceFileWithInfoDownloadPathError(const VL
 // whole, and the package installed before stays as it was.
 bool VLSyncManager::installPackage(const VLSyncFileInfoPtr &file, const QString &downloadPath,
                                    const QString &storeFolder, const QString &payloadName,
-                                   const QString &infoWriteFailure, VLError *error)
+                                   const QString &infoWriteFailure, VLError *error,
+                                   const std::function<VLError(const QString &)> &contentError)
 {
     auto fail = [error](const QString &description) {
         if (error)
@@ -242,11 +243,14 @@ bool VLSyncManager::installPackage(const VLSyncFileInfoPtr &file, const QString 
         VL_LOG("Downloaded file is incomplete ( Downloaded: %d, Real: %d )", downloaded.size(), file->byteLength());
         return fail(tr("Downloaded file is incomplete"));
     }
-    if (const VLError mismatch = m_fileTrust.checkPayload(*file, downloadPath); !mismatch.isNull()) {
-        VL_LOG("Refusing the download of %@: %@", file->SKU(), mismatch);
+    VLError refused = m_fileTrust.checkPayload(*file, downloadPath);
+    if (refused.isNull() && contentError)
+        refused = contentError(downloadPath);
+    if (!refused.isNull()) {
+        VL_LOG("Refusing the download of %@: %@", file->SKU(), refused);
         QFile::remove(downloadPath);
         if (error)
-            *error = mismatch;
+            *error = refused;
         return false;
     }
     if (QFileInfo::exists(payload) && !QFile::remove(payload))

@@ -212,6 +212,12 @@ void VLSyncManager::syncWebServiceCacheWithFiles(const VLSyncFileList &files)
 {
     const QString path = pathForDeviceWebServiceCache();
     QFile::remove(path);
+    // Every later offline sync reads it whole: a list past the bound is not kept.
+    if (files.size() > kMaximumCachedServiceFiles) {
+        VL_LOG("The service's list of %lld files is not cached (more than %lld)", qint64(files.size()),
+               qint64(kMaximumCachedServiceFiles));
+        return;
+    }
     QVariantList infos;
     infos.reserve(files.size());
     for (const VLSyncFileInfoPtr &file : files)

@@ -121,6 +121,10 @@ public:
     QString pathForDeviceCacheFolder() const;
     QString pathForDeviceDefaults() const;
     QString pathForDeviceWebServiceCache() const;
+    // The copy of the service's list: at most this many files are kept in it, and a copy larger
+    // than this is not read (about 2 KB a file as a property list).
+    static constexpr qsizetype kMaximumCachedServiceFiles = 10000;
+    static constexpr qint64 kMaximumServiceCacheBytes = 32 * 1024 * 1024;
     QString pathForGlobalAutoSyncMatchesFolder() const;
     QString pathForGlobalAutoSyncMatchesAudioFolder() const;
     QString pathForGlobalAutoSyncMatchesFile() const;
@@ -264,7 +268,8 @@ private:
     // next sync fetches it again.
     VLError verifyStoredPayloadForUpload(const VLSyncFileInfoPtr &file, const QString &payloadPath);
     bool installPackage(const VLSyncFileInfoPtr &file, const QString &downloadPath, const QString &storeFolder,
-                        const QString &payloadName, const QString &infoWriteFailure, VLError *error);
+                        const QString &payloadName, const QString &infoWriteFailure, VLError *error,
+                        const std::function<VLError(const QString &)> &contentError = {});
 
     struct FandeckSnapshot
     {

@@ -259,7 +259,12 @@ void VLSyncManager::runCurrentStep(QObject *)
     case VLSyncManagerStatusQueryLocalWebServiceCache: {
         setStatusMessage(tr("Gathering local webservice cache..."));
         VLSyncFileList cached;
-        const QVariantList infos = VLPropertyList::readFile(pathForDeviceWebServiceCache()).toList();
+        // A copy larger than any list this program writes was not written by it: left unread.
+        const QString cache = pathForDeviceWebServiceCache();
+        const bool oversized = QFileInfo(cache).size() > kMaximumServiceCacheBytes;
+        if (oversized)
+            VL_LOG("The cached service list %@ is larger than %lld bytes: not read", cache, kMaximumServiceCacheBytes);
+        const QVariantList infos = oversized ? QVariantList() : VLPropertyList::readFile(cache).toList();
         for (const QVariant &info : infos) {
             if (info.typeId() == QMetaType::QVariantMap)
                 cached.append(VLSyncFileInfo::initWithDictionary(info.toMap()));

@@ -5,12 +5,14 @@
 #include "VLNetworkError.h"
 #include "VLPathComponent.h"
 #include "VLPropertyList.h"
+#include "VLTransferPace.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
+#include <QPointer>
 #include <QRegularExpression>
 
 #include <algorithm>
@@ -245,6 +247,10 @@ void VLFileDownload::startTransfer(const QUrl &url, qint64 offset, const QByteAr
     m_downloader = reply;
     connect(reply, &QNetworkReply::readyRead, this, &VLFileDownload::handleData);
     connect(reply, &QNetworkReply::finished, this, &VLFileDownload::handleFinished);
+    VLTransferPace::watch(reply, [self = QPointer<VLFileDownload>(this), reply](const VLError &error) {
+        if (self && self->m_downloader == reply)
+            self->failWithError(error);
+    });
 
     // Begin is reported from the event loop, like every later event of the transfer, and in any
     // case before the first of them.

@@ -1,8 +1,13 @@
 #include "VLSyncManager.h"
 
+#include "HBColorDocument.h"
+#include "HBConstants.h"
 #include "TSLogger.h"
 #include "VLApplicationInfo.h"
 #include "VLSyncInfo.h"
+
+#include <QFile>
+#include <QFileInfo>
 
 void VLSyncManager::downloadNeededFandecks()
 {
@@ -41,8 +46,20 @@ bool VLSyncManager::verifyAndinstallDownloadedFandeckWithInfoDownloadPathError(c
 {
     VL_LOG("[VLSyncManager verifyAndinstallDownloadedFandeckWithInfo:downloadPath:error:]");
     setStatusMessage(vlFormat(tr("Installing %@..."), file->fileDescription()));
+    // Only a fandeck that reads as a colour document is installed: the device refuses any other,
+    // and one left installed would be uploaded again by every later sync. What it is left out for
+    // (entities that expand past their bound, a document that is not CxF3) is the error. Read once
+    // its bytes are known to be the published ones.
+    const auto readsAsAFandeck = [&file](const QString &path) {
+        VLError unreadable;
+        if (HBColorDocument::initWithFile(path, nullptr, &unreadable))
+            return VLError();
+        return VLError(HBErrorDomain, unreadable.code(),
+                       vlFormat(tr("The fandeck %@ is not a usable colour document: %@"), file->fileDescription(),
+                                unreadable.localizedDescription()));
+    };
     return installPackage(file, downloadPath, pathForGlobalFandecksFolder(), QStringLiteral("payload.cxf"),
-                          tr("Error copying fandeck"), error);
+                          tr("Error copying fandeck"), error, readsAsAFandeck);
 }
 
 void VLSyncManager::downloadManagerDidBeginAllDownloads(VLFileDownloadManager *)

@@ -1,11 +1,13 @@
 #include "VLSyncReply.h"
 
 #include "VLFormat.h"
+#include "VLNetworkError.h"
 #include "VLReplyText.h"
 #include "VLXMLDictionary.h"
 
 #include <QCoreApplication>
 
+#include <cstring>
 #include <limits>
 
 qint64 vlLeadingIntegerValue(const QString &text)
@@ -26,12 +28,32 @@ qint64 vlLeadingIntegerValue(const QString &text)
     return negative ? -value : value;
 }
 
+namespace {
+
+// Start tags, counted on the bytes: every "<" that opens neither an end tag, a comment, a CDATA
+// section nor a declaration (markup inside comments counts too, which only errs on the safe side).
+qsizetype startTagCount(const QByteArray &body, qsizetype stopAfter)
+{
+    qsizetype count = 0;
+    const char *p = body.constData();
+    const char *end = p + body.size();
+    while (count <= stopAfter && (p = static_cast<const char *>(std::memchr(p, '<', size_t(end - p))))) {
+        ++p;
+        if (p < end && *p != '/' && *p != '!' && *p != '?')
+            ++count;
+    }
+    return count;
+}
+
+} // namespace
+
 VLSyncReplyOutcome vlEvaluateSyncReply(const QByteArray &body, int httpStatus)
 {
     VLSyncReplyOutcome outcome;
     const std::optional<QString> text = vlReplyBodyText(body);
     outcome.isXML = text && text->startsWith(QLatin1String("<?xml"));
-    if (outcome.isXML)
+    const bool tooManyElements = outcome.isXML && startTagCount(body, kVLMaximumReplyElements) > kVLMaximumReplyElements;
+    if (outcome.isXML && !tooManyElements)
         outcome.result = VLXMLDictionaryForXMLData(body);
 
     if (outcome.result) {
@@ -46,6 +68,12 @@ VLSyncReplyOutcome vlEvaluateSyncReply(const QByteArray &body, int httpStatus)
     };
     if (!outcome.isXML) {
         fail(httpStatus, QCoreApplication::translate("VLSyncRequest", "Bad response from Cloud. Data is not XML"));
+    } else if (tooManyElements) {
+        fail(VLURLErrorDataLengthExceedsMaximum,
+             QCoreApplication::translate("VLSyncRequest",
+                                         "The reply of the service holds more than %1 elements (%2 bytes): refused")
+                 .arg(kVLMaximumReplyElements)
+                 .arg(body.size()));
     } else if (httpStatus != 200) {
         fail(httpStatus, vlFormat(QCoreApplication::translate("VLSyncRequest", "NSHTTPURLResponse, status code: %d"),
                                   httpStatus));

@@ -25,6 +25,11 @@ struct VLSyncReplyOutcome
     VLError error;                      // null on success
 };
 
+// The most elements a reply may hold. Decoded, an element costs a few hundred bytes whatever its
+// size in the reply, so a reply of tiny elements under the size cap could take gigabytes; a file
+// list of ten thousand records holds about 150,000. A reply past it is refused before decoding.
+inline constexpr qsizetype kVLMaximumReplyElements = 250000;
+
 // `body` is null when no body arrived; `httpStatus` is 0 when no response arrived.
 VLSyncReplyOutcome vlEvaluateSyncReply(const QByteArray &body, int httpStatus);
 

@@ -4,6 +4,7 @@
 #include "VLNetworkError.h"
 #include "VLReplyText.h"
 #include "VLSyncReply.h"
+#include "VLTransferPace.h"
 
 #include <QCoreApplication>
 #include <QNetworkAccessManager>
@@ -93,16 +94,23 @@ bool VLSyncRequest::start()
             reply->abort();
         }
     });
+    auto tooSlow = std::make_shared<VLError>();
+    VLTransferPace::watch(reply, [reply, tooSlow](const VLError &error) {
+        *tooSlow = error;
+        reply->abort();
+    });
     // The transfer holds its request until it has reported, however the owner lets go of it.
     const QSharedPointer<VLSyncRequest> keepAlive = sharedFromThis();
-    connect(reply, &QNetworkReply::finished, this, [this, reply, keepAlive] {
+    connect(reply, &QNetworkReply::finished, this, [this, reply, keepAlive, tooSlow] {
         const QByteArray body = reply->isOpen() ? reply->readAll() : QByteArray();
         Response response;
         const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
         response.statusCode = status.isValid() ? status.toInt() : 0;
         response.description = describeResponse(reply);
         VLError error;
-        if (reply->property(kTooLargeProperty).toBool())
+        if (!tooSlow->isNull())
+            error = *tooSlow;
+        else if (reply->property(kTooLargeProperty).toBool())
             error = vlURLError(VLURLErrorDataLengthExceedsMaximum,
                                tr("The reply of the service is larger than %1 bytes.").arg(kMaximumBodyLength),
                                reply->url().toString());

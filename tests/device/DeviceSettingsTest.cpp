@@ -38,5 +38,11 @@ TEST(DeviceSettings, FilesThatAreNotSettingsAreRefusedQuietly)
         "<!DOCTYPE Settings [<!ENTITY x SYSTEM \"file:///etc/passwd\">]>"
         "<Settings><MatchPerformanceTolerance>&x;</MatchPerformanceTolerance></Settings>");
     EXPECT_FALSE(external.matchPerformanceTolerance.contains(QStringLiteral("root")));
+    // Entities expand within a bound of a few times the file, not to all they stand for.
+    const QByteArray nested = "<!DOCTYPE Settings [<!ENTITY m0 \"" + QByteArray("3 ").repeated(500) +
+                              "\"><!ENTITY m1 \"" + QByteArray("&m0;").repeated(10) +
+                              "\">]><Settings><MatchPerformanceTolerance>" + QByteArray("&m1;").repeated(1000) +
+                              "</MatchPerformanceTolerance></Settings>";
+    EXPECT_LT(VLDeviceSettings::fromXml(nested).matchPerformanceTolerance.size(), 2 * 1024 * 1024);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), std::string());
 }

@@ -34,12 +34,16 @@
 
 #include <csignal>
 #include <functional>
+#include <iostream>
+
+#include <sys/resource.h>
 
 namespace {
 
 enum class Kind {
     Device,        // tintera-devsim fault: Fault is error | disconnect | garbage | no-answer
     Service,       // tintera-cloudsim fault: Target and Fault are its target and items
+    UnpublishedService, // as Service, and the record of the SKU When has no checksum nor signature
     StaleDownload, // a stale file of the name of Target waits in the downloads folder
     ShortFile,     // the service announces one byte more than it serves for the SKU Target
     DiskFull,      // the data folder on a small tmpfs
@@ -58,12 +62,13 @@ struct FaultRow
     Kind kind;
     const char *target;
     const char *fault = "";
-    const char *when = "";     // Device: only commands with this argument (KEY=VALUE)
+    const char *when = "";     // Device: only commands with this argument (KEY=VALUE); UnpublishedService: a SKU
     int after = 0;             // Device: matching commands let through first
     QList<int> exits = {1};    // accepted exit statuses of the faulty run (-1: killed)
     const char *cause = "";    // what its output must say (a regular expression)
     QStringList installedDespite = {}; // SKUs the faulty run must still have put on the device
     QStringList absentFromDevice = {}; // SKUs the faulty run must not have put on the device
+    int peakMegabytes = 0;     // bound on the faulty run's peak resident memory (0: not checked)
 };
 
 // Rows print as their names in test output.
@@ -87,6 +92,9 @@ constexpr qint64 kInteriorsPause = 500000;
 constexpr int kRunBoundMilliseconds = 90000;
 constexpr const char *kCommandTimeLimit = "2500";
 constexpr const char *kStallSeconds = "6";
+// The least a transfer from the service must move per window: shorter than the stall time-out, longer
+// than the slow rows' delay.
+constexpr const char *kTransferWindow = "4000";
 
 QList<FaultRow> deviceRows()
 {
@@ -181,6 +189,12 @@ QList<FaultRow> serviceRows()
          "Downloaded file is incomplete", {"TX350-SOUND-END", "TX350-SOUND-MULTI"}},
         {"InversionMatrix_oneByteShort", Kind::ShortFile, "TX350-INVMATRIX", "", "", 0, {1},
          "Downloaded file is incomplete", kFandeckSKUs},
+        // What a peer can make the client spend is bounded by what it sent, not by what it says.
+        {"FandeckFile_amplifyingEntities", Kind::UnpublishedService, "files/VLM-FD-ACCENT-1.0.cxf", "body=entities",
+         "VLM-FD-ACCENT", 0, {1},
+         "entity references expand to more than [0-9]+ bytes", {}, {}, 150},
+        {"GetAvailableFiles_tinyElements", Kind::Service, "GetAvailableFiles", "body=tiny", "", 0, {1},
+         "holds more than [0-9]+ elements", {}, {}, 400},
         {"StaleFileInTheDownloadsFolder", Kind::StaleDownload, "VLM-FD-WHITES-1.0.cxf", "", "", 0, {0}, "without errors"},
         {"DataFolderOnAFullDisk", Kind::DiskFull, "", "", "", 0, {1}, "No space left on device|cannot be written"},
         // Files nobody vouched for: a mirror's same-size replacement is found by its checksum after
@@ -209,6 +223,11 @@ QList<FaultRow> longRows()
         {"GetAvailableFiles_slow", Kind::Service, "GetAvailableFiles", "delay=3000", "", 0, {0}, "without errors"},
         {"FandeckFile_slow", Kind::Service, "files/VLM-FD-ACCENT-1.0.cxf", "delay=3000", "", 0, {0}, "without errors"},
         {"DeviceFile_slow", Kind::Service, "files/TX350-FW-2.4.bin", "delay=3000", "", 0, {0}, "without errors"},
+        // A byte a second never stalls the link, but ends at the transfer's minimum pace.
+        {"GetAvailableFiles_trickle", Kind::Service, "GetAvailableFiles", "trickle=1000", "", 0, {1},
+         "The service sent fewer than [0-9]+ bytes in", {}, {}, 150},
+        {"FandeckFile_trickle", Kind::Service, "files/VLM-FD-ACCENT-1.0.cxf", "trickle=1000", "", 0, {1},
+         "The service sent fewer than [0-9]+ bytes in", {}, {}, 150},
         // A refused file holds the download step (it reports nothing); the stall time-out ends it.
         {"FandeckFile_http500", Kind::Service, "files/VLM-FD-ACCENT-1.0.cxf", "http=500", "", 0, {3}, "no progress"},
         {"DeviceFile_http500", Kind::Service, "files/TX350-FW-2.4.bin", "http=500", "", 0, {3}, "no progress"},
@@ -251,6 +270,7 @@ protected:
     {
         qputenv("KALVEX_COMMAND_TIME_LIMIT_MS", kCommandTimeLimit);
         qputenv("KALVEX_REBOOT_TIME_LIMIT_MS", "15000");
+        qputenv("TINTERA_TRANSFER_WINDOW_MS", kTransferWindow);
         TinteraDemoEnvironment::Options options;
         options.rebootMilliseconds = 50;
         VLError error;
@@ -336,6 +356,15 @@ bool FaultMatrix::inject(const FaultRow &row)
             arguments += {"--after", QString::number(row.after)};
         return environment.devsim(arguments, nullptr, &error);
     }
+    case Kind::UnpublishedService:
+        // Neither checksum nor signature, as the protocol allows: only what reads the bytes can
+        // find what they hold.
+        if (!keepCatalog(row.when) || !editRecord(row.when, [](QJsonObject &record, const QString &) {
+                record.remove("SHA256");
+                record.remove("Signature");
+            }))
+            return false;
+        [[fallthrough]];
     case Kind::Service: {
         QString items = QString::fromLatin1(row.fault);
         items.replace(',', '&');
@@ -605,6 +634,14 @@ TEST_P(FaultMatrix, EndsOnceAndTheNextSyncRepairsEverything)
         topLevelBefore.append("disk-copy");
     } else {
         faulty = runFaultySync(row);
+    }
+    if (row.peakMegabytes > 0) {
+        // The faulty run is the largest program this test has waited for so far.
+        rusage usage{};
+        ASSERT_EQ(::getrusage(RUSAGE_CHILDREN, &usage), 0);
+        const long peakMegabytes = usage.ru_maxrss / 1024;
+        std::cout << "[ peak     ] " << row.name << ": " << peakMegabytes << " MB" << std::endl;
+        EXPECT_LE(peakMegabytes, row.peakMegabytes) << "the faulty run's peak resident memory";
     }
 
     // The faulty run: ended by itself within the bound, once, with its cause.

@@ -229,6 +229,29 @@ TEST(HBCxfReader, RejectsWhatIsNotACxF3Document)
               "</Creator></FileInformation></CxF>";
     EXPECT_EQ(readError(laughs).code(), HBErrorNotXML);
 
+    // An entity libxml2 accepts (10 KB), referenced wherever this reader expands references itself:
+    // a few kilobytes that would stand for megabytes of text.
+    const QByteArray manyReferences = QByteArray("&m1;").repeated(256);
+    const QByteArray declarations = "<!DOCTYPE CxF [<!ENTITY m0 \"" + QByteArray("0.5 ").repeated(250) +
+                                    "\"><!ENTITY m1 \"" + QByteArray("&m0;").repeated(10) + "\">]>\n";
+    const QByteArray plain = declarations + defaultNamespace("", kValues31);
+    const QByteArray amplifying[] = {
+        QByteArray(plain).replace(kValues31, manyReferences),                              // inside a colour
+        QByteArray(plain).replace("Name=\"Sea Glass\"", "Name=\"" + manyReferences + "\""), // a colour's attribute
+        QByteArray(plain).replace("<Illuminant>D65", "<Illuminant>" + manyReferences + "D65"), // the tree's text
+        QByteArray(plain).replace("</Resources>", "</Resources><CustomResources><x:Note xmlns:x=\"urn:x\">" +
+                                                      manyReferences + "</x:Note></CustomResources>"),
+    };
+    for (const QByteArray &data : amplifying) {
+        const VLError error = readError(data);
+        EXPECT_EQ(error.code(), HBErrorEntityExpansion) << error.localizedDescription().toStdString();
+        EXPECT_TRUE(error.localizedDescription().contains(QStringLiteral("entity references expand")));
+    }
+    const HBColorDocumentPtr modest =
+        HBColorDocument::initWithData(QByteArray(plain).replace("Name=\"Sea Glass\"", "Name=\"&m1;\""), nullptr, nullptr);
+    ASSERT_TRUE(modest) << "an entity within the bound is read";
+    EXPECT_EQ(modest->colors().first()->attributeForKey(HBColorNameAttributeKey).toString().size(), 10000);
+
     // Bytes its declared encoding cannot carry: our error, and nothing from libxml2 on stderr.
     testing::internal::CaptureStderr();
     const VLError undecodable = readError("<?xml version=\"1.0\" encoding=\"Shift_JIS\"?>\n"

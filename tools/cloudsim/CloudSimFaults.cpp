@@ -42,6 +42,8 @@ QString CloudSimFault::description() const
         parts << QStringLiteral("message=%1").arg(message);
     if (delayMilliseconds)
         parts << QStringLiteral("delay=%1").arg(delayMilliseconds);
+    if (trickleMilliseconds)
+        parts << QStringLiteral("trickle=%1").arg(trickleMilliseconds);
     if (pauseAt)
         parts << QStringLiteral("pauseat=%1").arg(*pauseAt);
     if (cutAfter)
@@ -84,7 +86,7 @@ std::optional<CloudSimFault> cloudSimFaultFromItems(const QMap<QString, QString>
             fault.httpStatus = int(number);
         } else if (key == QLatin1String("body")) {
             if (value != QLatin1String("html") && value != QLatin1String("notxml") && value != QLatin1String("empty")
-                && value != QLatin1String("cdata"))
+                && value != QLatin1String("cdata") && value != QLatin1String("tiny") && value != QLatin1String("entities"))
                 return bad();
             fault.body = value;
         } else if (key == QLatin1String("statuscode")) {
@@ -97,6 +99,10 @@ std::optional<CloudSimFault> cloudSimFaultFromItems(const QMap<QString, QString>
             if (!isNumber || number < 0 || number > 600000)
                 return bad();
             fault.delayMilliseconds = int(number);
+        } else if (key == QLatin1String("trickle")) {
+            if (!isNumber || number < 1 || number > 600000)
+                return bad();
+            fault.trickleMilliseconds = int(number);
         } else if (key == QLatin1String("pauseat")) {
             if (!isNumber || number < 0)
                 return bad();

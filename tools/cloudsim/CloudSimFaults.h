@@ -11,10 +11,14 @@ struct CloudSimFault
 {
     int httpStatus = 0;                 // "http": answer with this HTTP status
     QString body;                       // "body": "html", "notxml" or "empty" instead of the reply, or
-                                        // "cdata": the reply with every text in a CDATA section
+                                        // "cdata": the reply with every text in a CDATA section, or
+                                        // "tiny": a reply of 60 MiB of tiny elements, or for a file
+                                        // "entities": a CxF3 document of the file's size whose
+                                        // nested entities expand to hundreds of megabytes
     std::optional<qint64> statusCode;   // "statuscode": a reply carrying only this "StatusCode"...
     QString message;                    // "message": ...and this "StatusMessage"
     int delayMilliseconds = 0;          // "delay": wait before answering
+    int trickleMilliseconds = 0;        // "trickle": send the body one byte every this many ms
     std::optional<qint64> pauseAt;      // "pauseat": a file's body stops after this many bytes for
                                         // the "delay" instead (a transfer caught in the middle)
     std::optional<qint64> cutAfter;     // "cut": send the headers and this many body bytes, then close

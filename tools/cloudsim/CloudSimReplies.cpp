@@ -2,6 +2,7 @@
 
 #include <QXmlStreamWriter>
 
+#include <algorithm>
 #include <functional>
 
 namespace {
@@ -72,6 +73,38 @@ QByteArray htmlPage()
 QByteArray notXML()
 {
     return "Service temporarily unavailable {\"retry\": true}\n";
+}
+
+QByteArray tinyElements(const QString &endpoint, qint64 bytes)
+{
+    const QByteArray head = "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<" + endpoint.toUtf8() +
+                            "Response><StatusCode>0</StatusCode><StatusMessage></StatusMessage><Files>";
+    const QByteArray tail = "</Files></" + endpoint.toUtf8() + "Response>\n";
+    const qint64 room = std::max<qint64>(bytes - head.size() - tail.size(), 0);
+    return head + QByteArray("<F/>").repeated(room / 4) + QByteArray(room % 4, ' ') + tail;
+}
+
+QByteArray amplifyingFandeck(qint64 bytes)
+{
+    // m1 stands for 10 KB, as much as libxml2 lets one entity stand for.
+    const QByteArray head = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!DOCTYPE cc:CxF [<!ENTITY m0 \"" +
+                            QByteArray("0.5 ").repeated(250) + "\"><!ENTITY m1 \"" + QByteArray("&m0;").repeated(10) +
+                            "\">]>\n<cc:CxF xmlns:cc=\"http://colorexchangeformat.com/CxF3-core\"><cc:Resources>"
+                            "<cc:ObjectCollection>";
+    const QByteArray tail = "</cc:ObjectCollection></cc:Resources></cc:CxF>\n";
+    QByteArray objects;
+    // Some 40,000 references (about 400 MB) at most, whatever the size.
+    for (int i = 0; i < 100 && head.size() + objects.size() + tail.size() + 2000 < bytes; ++i) {
+        objects += "<cc:Object ObjectType=\"Standard\" Name=\"C" + QByteArray::number(i) + "\" Id=\"c" +
+                   QByteArray::number(i) + "\"><cc:ColorValues><cc:ReflectanceSpectrum ColorSpecification=\"s\" "
+                   "StartWL=\"400\" Increment=\"10\">" + QByteArray("&m1;").repeated(400) +
+                   "</cc:ReflectanceSpectrum></cc:ColorValues></cc:Object>";
+    }
+    QByteArray document = head + objects + tail;
+    if (document.size() + 7 <= bytes)
+        document += "<!--" + QByteArray(bytes - document.size() - 7, ' ') + "-->";
+    document.append(QByteArray(std::max<qint64>(bytes - document.size(), 0), '\n'));
+    return document;
 }
 
 } // namespace CloudSimReplies

@@ -21,5 +21,10 @@ QByteArray status(const QString &endpoint, qint64 statusCode, const QString &mes
 
 QByteArray htmlPage();
 QByteArray notXML();
+// A well-formed reply of `bytes` bytes that is almost all empty elements.
+QByteArray tinyElements(const QString &endpoint, qint64 bytes);
+// A CxF3 document of exactly `bytes` bytes (at least a few kilobytes) whose colours reference
+// an entity: each reference stands for 10 KB, the whole for hundreds of megabytes.
+QByteArray amplifyingFandeck(qint64 bytes);
 
 } // namespace CloudSimReplies

@@ -25,6 +25,7 @@ namespace {
 
 constexpr qsizetype kRequestsKept = 1000;
 constexpr size_t kChunkBytes = 256 * 1024;
+constexpr qint64 kTinyElementsBytes = 60 * 1024 * 1024; // under the client's 64 MiB cap
 
 const QString kOpenDeviceSession = QStringLiteral("OpenDeviceSession");
 const QString kCloseDeviceSession = QStringLiteral("CloseDeviceSession");
@@ -81,6 +82,17 @@ void sendBody(httplib::Response &response, const QByteArray &body, const char *c
                                           return false;
                                       const size_t n = std::min<size_t>(length, size_t(limit - qint64(offset)));
                                       return sink.write(bytes->constData() + offset, n);
+                                  });
+}
+
+// Sends `body` one byte every `milliseconds`: a service that never stops and never gets anywhere.
+void trickleBody(httplib::Response &response, const QByteArray &body, const char *contentType, int milliseconds)
+{
+    auto bytes = std::make_shared<QByteArray>(body);
+    response.set_content_provider(size_t(body.size()), contentType,
+                                  [bytes, milliseconds](size_t offset, size_t, httplib::DataSink &sink) {
+                                      std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+                                      return sink.write(bytes->constData() + offset, 1);
                                   });
 }
 
@@ -401,6 +413,8 @@ void CloudSimServer::handleEndpoint(const QString &endpoint, const httplib::Requ
         contentType = "text/plain; charset=utf-8";
     } else if (fault && fault->body == QLatin1String("empty")) {
         body = QByteArray("");
+    } else if (fault && fault->body == QLatin1String("tiny")) {
+        body = CloudSimReplies::tinyElements(endpoint, kTinyElementsBytes);
     } else if (fault && fault->statusCode) {
         body = CloudSimReplies::status(endpoint, *fault->statusCode, fault->message);
     } else {
@@ -418,7 +432,10 @@ void CloudSimServer::handleEndpoint(const QString &endpoint, const httplib::Requ
         }
     }
     response.status = fault && fault->httpStatus ? fault->httpStatus : 200;
-    sendBody(response, body, contentType, fault ? fault->cutAfter : std::nullopt, fault && fault->drop);
+    if (fault && fault->trickleMilliseconds > 0)
+        trickleBody(response, body, contentType, fault->trickleMilliseconds);
+    else
+        sendBody(response, body, contentType, fault ? fault->cutAfter : std::nullopt, fault && fault->drop);
 }
 
 void CloudSimServer::handleFile(const QString &name, const httplib::Request &request, httplib::Response &response)
@@ -448,6 +465,16 @@ void CloudSimServer::handleFile(const QString &name, const httplib::Request &req
     if (fault && (fault->body == QLatin1String("html") || fault->body == QLatin1String("notxml"))) {
         const QByteArray body = fault->body == QLatin1String("html") ? CloudSimReplies::htmlPage() : CloudSimReplies::notXML();
         response.set_content(body.constData(), size_t(body.size()), "text/html");
+        return;
+    }
+
+    if (fault && fault->body == QLatin1String("entities")) {
+        const QByteArray body = CloudSimReplies::amplifyingFandeck(info.size());
+        countServed(name, body.size());
+        if (fault->trickleMilliseconds > 0)
+            trickleBody(response, body, "application/octet-stream", fault->trickleMilliseconds);
+        else
+            response.set_content(body.constData(), size_t(body.size()), "application/octet-stream");
         return;
     }
 
@@ -538,13 +565,18 @@ void CloudSimServer::handleFile(const QString &name, const httplib::Request &req
     const qint64 start = range.first;
     const qint64 pauseAt = fault && fault->pauseAt ? *fault->pauseAt : -1;
     const int pauseMilliseconds = fault ? fault->delayMilliseconds : 0;
-    auto provide = [this, file, name, start, limit, pauseAt, pauseMilliseconds](size_t offset, size_t wanted,
-                                                                                 httplib::DataSink &sink) {
+    const int trickleMilliseconds = fault ? fault->trickleMilliseconds : 0;
+    auto provide = [this, file, name, start, limit, pauseAt, pauseMilliseconds,
+                    trickleMilliseconds](size_t offset, size_t wanted, httplib::DataSink &sink) {
         if (qint64(offset) >= limit)
             return false; // the fault: close the connection here
         if (qint64(offset) == pauseAt && pauseMilliseconds > 0)
             std::this_thread::sleep_for(std::chrono::milliseconds(pauseMilliseconds));
+        if (trickleMilliseconds > 0)
+            std::this_thread::sleep_for(std::chrono::milliseconds(trickleMilliseconds));
         size_t chunk = std::min<size_t>({wanted, kChunkBytes, size_t(limit - qint64(offset))});
+        if (trickleMilliseconds > 0)
+            chunk = 1;
         if (qint64(offset) < pauseAt)
             chunk = std::min<size_t>(chunk, size_t(pauseAt - qint64(offset)));
         std::string buffer(chunk, '\0');

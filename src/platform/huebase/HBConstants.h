@@ -19,6 +19,7 @@ enum HBErrorCode : int {
     HBErrorUnsupportedConversion = 5,
     HBErrorWriteFailed = 6,
     HBErrorInvalidValue = 7,
+    HBErrorEntityExpansion = 8,
 };
 
 // Colour attributes. A CxF3 Object carries the name, identifier, GUID, type and creation date as

@@ -12,16 +12,13 @@ namespace {
 // Entity references in a copy carried into another document would name entities that document
 // does not declare, and the file written from it could not be read again: each becomes the text
 // it stands for in the source document.
-void replaceEntityReferences(xmlNode *node, const xmlDoc *source)
+void replaceEntityReferences(xmlNode *node, xmlDoc *source)
 {
     for (xmlNode *child = node->children; child;) {
         xmlNode *next = child->next;
         if (child->type == XML_ENTITY_REF_NODE) {
-            xmlNode *reference = xmlNewReference(source, child->name);
-            xmlChar *text = reference ? xmlNodeGetContent(reference) : nullptr;
-            xmlNode *replacement = xmlNewDocText(node->doc, text ? text : hbXmlText(""));
-            xmlFree(text);
-            xmlFreeNode(reference);
+            const QByteArray text = hbEntityText(source, child->name);
+            xmlNode *replacement = xmlNewDocTextLen(node->doc, hbXmlText(text.constData()), int(text.size()));
             if (replacement) {
                 xmlReplaceNode(child, replacement);
                 xmlFreeNode(child);

@@ -46,8 +46,9 @@ bool hbCxfParseNumberList(const char *text, QList<double> *values)
     }
 }
 
-HBCxfObjectStream::HBCxfObjectStream(xmlParserCtxt *context)
+HBCxfObjectStream::HBCxfObjectStream(xmlParserCtxt *context, HBEntityBudget *budget)
     : m_context(context)
+    , m_budget(budget)
 {
     // Set after the parser options: those reinstall the default whitespace handler.
     context->_private = this;
@@ -301,9 +302,7 @@ QString HBCxfObjectStream::attribute(int attributeCount, const unsigned char **a
         // The parser leaves entity references in the value for the tree to resolve; resolved the
         // same way here.
         xmlNode *nodes = xmlStringLenGetNodeList(m_context->myDoc, entry[3], length);
-        xmlChar *text = xmlNodeListGetString(m_context->myDoc, nodes, 1);
-        QString result = QString::fromUtf8(text ? hbXmlChars(text) : "");
-        xmlFree(text);
+        QString result = QString::fromUtf8(hbNodeText(nodes, true, m_budget));
         xmlFreeNodeList(nodes);
         return result;
     }
@@ -352,14 +351,8 @@ void HBCxfObjectStream::reference(void *context, const unsigned char *name)
     if (stream->m_collectingDepth < 0)
         return;
     // The entity's text as the tree would give it for a reference to it.
-    xmlNode *node = xmlNewReference(stream->m_context->myDoc, name);
-    if (!node)
-        return;
-    xmlChar *text = xmlNodeGetContent(node);
-    if (text)
-        stream->collect(hbXmlChars(text), int(std::strlen(hbXmlChars(text))));
-    xmlFree(text);
-    xmlFreeNode(node);
+    const QByteArray text = hbEntityText(stream->m_context->myDoc, name, stream->m_budget);
+    stream->collect(text.constData(), int(text.size()));
 }
 
 void HBCxfObjectStream::comment(void *context, const unsigned char *text)

@@ -15,6 +15,7 @@
 #include <optional>
 #include <variant>
 
+class HBEntityBudget;
 struct _xmlNode;
 struct _xmlParserCtxt;
 
@@ -82,11 +83,12 @@ struct HBCxfStreamedObject
 
 // Takes over a fresh parser context's SAX handlers until it is destroyed. The objects caught are
 // the children of the document's first ObjectCollection in its first Resources; any other Object
-// goes into the tree like the rest.
+// goes into the tree like the rest. Entity references inside the objects are expanded against
+// `budget`.
 class HBCxfObjectStream
 {
 public:
-    explicit HBCxfObjectStream(_xmlParserCtxt *context);
+    HBCxfObjectStream(_xmlParserCtxt *context, HBEntityBudget *budget);
     ~HBCxfObjectStream();
     HBCxfObjectStream(const HBCxfObjectStream &) = delete;
     HBCxfObjectStream &operator=(const HBCxfObjectStream &) = delete;
@@ -136,6 +138,7 @@ private:
     void collect(const char *text, int length);
 
     _xmlParserCtxt *m_context;
+    HBEntityBudget *m_budget;
     const _xmlNode *m_collection = nullptr; // the ObjectCollection whose objects are caught
     QList<Frame> m_frames; // inside an object: the open elements, the Object first
     int m_collectingDepth = -1; // the open element whose text is collected, or -1

@@ -462,10 +462,20 @@ bool hbReadCxf3(const QByteArray &data, HBColorDocument *document, HBColorDocume
         return hbFail(error, HBErrorNotXML, tr("Out of memory"));
     const VLQuietXmlErrors quiet;
     xmlCtxtUseOptions(context.get(), XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING | XML_PARSE_NOBLANKS);
-    const HBCxfObjectStream objects(context.get());
+    HBEntityBudget budget(data.size());
+    const HBCxfObjectStream objects(context.get(), &budget);
     xmlParseDocument(context.get());
     const HBXmlDocPtr parsed(context->myDoc);
     context->myDoc = nullptr;
+    const auto expandedTooFar = [&] {
+        return hbFail(error, HBErrorEntityExpansion,
+                      tr("The document's entity references expand to more than %1 bytes (for a file of %2 bytes): "
+                         "refused as a document built to exhaust memory")
+                          .arg(budget.limit())
+                          .arg(data.size()));
+    };
+    if (budget.exceeded())
+        return expandedTooFar();
     if (!context->wellFormed || !parsed) {
         const xmlError *problem = xmlCtxtGetLastError(context.get());
         const QString detail = problem && problem->message
@@ -476,8 +486,12 @@ bool hbReadCxf3(const QByteArray &data, HBColorDocument *document, HBColorDocume
     const xmlNode *root = xmlDocGetRootElement(parsed.get());
     if (!root)
         return hbFail(error, HBErrorNotCxF3, tr("The XML document has no root element"));
+    parsed->_private = &budget; // every text taken from the tree draws on it
     Reader reader(document, delegate, objects, error);
-    if (!reader.read(root))
+    const bool read = reader.read(root);
+    if (budget.exceeded())
+        return expandedTooFar();
+    if (!read)
         return false;
     reader.reportSkippedValues();
     return true;

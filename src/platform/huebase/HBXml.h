@@ -7,6 +7,7 @@
 #include <QByteArray>
 #include <QString>
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 
@@ -45,6 +46,44 @@ inline QString hbNamespaceOf(const xmlNode *node)
     return node->ns && node->ns->href ? QString::fromUtf8(hbXmlChars(node->ns->href)) : QString();
 }
 
+// What the entity references of one document may expand to, in bytes of text plus one per node
+// walked (so that references to empty entities cost too). The parser leaves references in place
+// (the colour stream needs its events), and this code expands them: nested entities can make a
+// few kilobytes stand for gigabytes, so every expansion of a document draws on its budget and
+// stops, marking it exceeded, once it is spent. A document's budget is found through its
+// `_private`; one without gets a budget of kBase per expansion.
+class HBEntityBudget
+{
+public:
+    static constexpr qint64 kBase = 1024 * 1024;
+    static constexpr qint64 kPerDocumentByte = 4;
+    // A few times the document plus a constant: ordinary use of entities (names, symbols) fits.
+    explicit HBEntityBudget(qint64 documentBytes)
+        : m_limit(kBase + kPerDocumentByte * std::max<qint64>(documentBytes, 0))
+    {
+    }
+    bool spend(qint64 cost)
+    {
+        m_spent += cost;
+        m_exceeded = m_exceeded || m_spent > m_limit;
+        return !m_exceeded;
+    }
+    bool exceeded() const { return m_exceeded; }
+    qint64 limit() const { return m_limit; }
+
+private:
+    qint64 m_limit;
+    qint64 m_spent = 0;
+    bool m_exceeded = false;
+};
+
+// The text of the nodes from `first` on (of `first` alone unless `siblings`), as libxml2's
+// xmlNodeGetContent would give it, entity references expanded against `budget` (the document's
+// budget when null).
+QByteArray hbNodeText(const xmlNode *first, bool siblings, HBEntityBudget *budget = nullptr);
+// The text an entity reference by that name stands for in the document.
+QByteArray hbEntityText(xmlDoc *document, const xmlChar *name, HBEntityBudget *budget = nullptr);
+
 // Value of an unqualified attribute; a null QString when absent.
 inline QString hbAttribute(const xmlNode *node, const char *name)
 {
@@ -53,10 +92,7 @@ inline QString hbAttribute(const xmlNode *node, const char *name)
             const xmlNode *text = attribute->children;
             if (text && !text->next && text->type == XML_TEXT_NODE)
                 return QString::fromUtf8(hbXmlChars(text->content));
-            xmlChar *value = xmlNodeListGetString(node->doc, attribute->children, 1);
-            QString result = QString::fromUtf8(value ? hbXmlChars(value) : "");
-            xmlFree(value);
-            return result;
+            return QString::fromUtf8(hbNodeText(attribute->children, true));
         }
     }
     return {};
@@ -68,10 +104,7 @@ inline QByteArray hbTextContent(const xmlNode *node)
     const xmlNode *child = node->children;
     if (child && !child->next && child->type == XML_TEXT_NODE)
         return QByteArray(hbXmlChars(child->content));
-    xmlChar *content = xmlNodeGetContent(node);
-    QByteArray result(content ? hbXmlChars(content) : "");
-    xmlFree(content);
-    return result;
+    return hbNodeText(node->children, true);
 }
 
 inline const xmlNode *hbFirstChildElement(const xmlNode *node)
