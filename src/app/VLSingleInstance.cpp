@@ -2,10 +2,12 @@
 
 #include "TSLogger.h"
 #include "VLDataFolder.h"
+#include "VLPrivateFolder.h"
 
 #include <QCryptographicHash>
 #include <QDir>
 #include <QLocalSocket>
+#include <QTimer>
 
 VLSingleInstance::VLSingleInstance(const QString &serverName, QObject *parent)
     : QObject(parent)
@@ -19,20 +21,28 @@ VLSingleInstance::~VLSingleInstance()
         m_server->close();
 }
 
-QString VLSingleInstance::defaultServerName()
+QString VLSingleInstance::defaultServerName(QString *problem)
 {
+    const QString runtime = vlRuntimeFolder(problem);
+    if (runtime.isEmpty())
+        return {};
     const QByteArray folder = QDir::cleanPath(vlApplicationDataFolder()).toUtf8();
     const QByteArray hash = QCryptographicHash::hash(folder, QCryptographicHash::Sha1).toHex().left(12);
-    return QStringLiteral("VelmoraSync-%1-%2").arg(vlCurrentUserIdentifier(), QString::fromLatin1(hash));
+    return runtime + QStringLiteral("/VelmoraSync-") + QString::fromLatin1(hash);
 }
 
 bool VLSingleInstance::sendMessages(const QString &serverName, const QStringList &messages, int timeoutMs)
 {
     QLocalSocket socket;
-    vlConfigureSingleInstanceSocket(socket);
     socket.connectToServer(serverName);
     if (!socket.waitForConnected(timeoutMs))
         return false;
+    // Whatever another user listens on is not a running instance of this user's, and hears nothing.
+    if (!vlPeerIsSameUser(socket.socketDescriptor())) {
+        VL_LOG("%@ is served by another user: not a running instance", serverName);
+        socket.abort();
+        return false;
+    }
     for (const QString &message : messages) {
         QString line = message;
         line.remove(QLatin1Char('\n'));
@@ -49,25 +59,30 @@ bool VLSingleInstance::sendMessages(const QString &serverName, const QStringList
 
 VLSingleInstance::Role VLSingleInstance::claim(const QStringList &messagesForRunningInstance)
 {
-    // Two attempts: a launch that loses the race to listen finds the winner on the second one.
+    if (m_serverName.isEmpty()) {
+        m_errorString = QStringLiteral("no place for the socket");
+        return Role::Failed;
+    }
+    // Two attempts: a launch that loses the race to listen finds the winner on the second one. Only
+    // then is a socket nobody of this user answers on taken for a leftover (a crashed instance's,
+    // or another user's) and replaced.
     for (int attempt = 0; attempt < 2; ++attempt) {
         if (sendMessages(m_serverName, messagesForRunningInstance, 500))
             return Role::Secondary;
-        if (listen())
+        if (listen(attempt > 0))
             return Role::Primary;
     }
     VL_LOG("Cannot listen for other launches on %@: %@", m_serverName, m_errorString);
     return Role::Failed;
 }
 
-bool VLSingleInstance::listen()
+bool VLSingleInstance::listen(bool replaceLeftover)
 {
+    // No access options: with them Qt makes the socket elsewhere and renames it over the name,
+    // replacing a running instance's socket instead of failing. The folder keeps others out.
     auto *server = new QLocalServer(this);
-    vlConfigureSingleInstanceServer(*server);
     bool listening = server->listen(m_serverName);
-    if (!listening && server->serverError() == QAbstractSocket::AddressInUseError && vlSingleInstanceSocketMayBeStale()) {
-        // Nobody answered on it (sendMessages failed first), so the socket file is a crashed
-        // instance's leftover.
+    if (!listening && replaceLeftover && server->serverError() == QAbstractSocket::AddressInUseError) {
         QLocalServer::removeServer(m_serverName);
         listening = server->listen(m_serverName);
     }
@@ -85,14 +100,43 @@ void VLSingleInstance::acceptConnections()
 {
     while (QLocalSocket *socket = m_server->nextPendingConnection()) {
         connect(socket, &QLocalSocket::disconnected, socket, &QObject::deleteLater);
-        auto readLines = [this, socket] {
-            while (socket->canReadLine()) {
-                const QString line = QString::fromUtf8(socket->readLine()).trimmed();
-                if (!line.isEmpty())
-                    emit messageReceived(line);
-            }
-        };
-        connect(socket, &QLocalSocket::readyRead, this, readLines);
-        readLines();
+        if (vlPeerIsSameUser(socket->socketDescriptor())) {
+            serve(socket);
+        } else {
+            VL_LOG("Refused a connection from another user on %@", m_serverName);
+            socket->abort();
+            socket->deleteLater();
+        }
     }
+}
+
+void VLSingleInstance::serve(QLocalSocket *socket)
+{
+    auto *silence = new QTimer(socket);
+    silence->setSingleShot(true);
+    silence->setInterval(kSilenceLimitMs);
+    const auto drop = [this, socket](const char *why) {
+        VL_LOG("Dropped a connection on %@: %@", m_serverName, QString::fromLatin1(why));
+        socket->abort();
+        socket->deleteLater();
+    };
+    connect(silence, &QTimer::timeout, socket, [drop] { drop("silent too long"); });
+    auto readLines = [this, socket, silence, drop] {
+        silence->start();
+        while (socket->canReadLine()) {
+            const QByteArray bytes = socket->readLine();
+            if (bytes.size() > kMaxMessageBytes) {
+                drop("line too long");
+                return;
+            }
+            const QString line = QString::fromUtf8(bytes).trimmed();
+            if (!line.isEmpty())
+                emit messageReceived(line);
+        }
+        if (socket->bytesAvailable() >= kMaxMessageBytes)
+            drop("line too long");
+    };
+    socket->setReadBufferSize(kMaxMessageBytes);
+    connect(socket, &QLocalSocket::readyRead, this, readLines);
+    readLines();
 }

@@ -1,28 +1,16 @@
 #include "VLSingleInstance.h"
 
-#include <QLocalSocket>
-
+#include <sys/socket.h>
 #include <unistd.h>
 
-// Linux: a socket in the abstract namespace leaves no file behind when the process dies, so there
-// is never a stale socket to clean up. Abstract names are per network namespace, not per user:
-// the name carries the user id.
-void vlConfigureSingleInstanceServer(QLocalServer &server)
+// The kernel records the peer's credentials when the connection is made: a process cannot claim
+// another user's.
+bool vlPeerIsSameUser(qintptr socketDescriptor)
 {
-    server.setSocketOptions(QLocalServer::AbstractNamespaceOption);
-}
-
-void vlConfigureSingleInstanceSocket(QLocalSocket &socket)
-{
-    socket.setSocketOptions(QLocalSocket::AbstractNamespaceOption);
-}
-
-bool vlSingleInstanceSocketMayBeStale()
-{
-    return false;
-}
-
-QString vlCurrentUserIdentifier()
-{
-    return QString::number(::getuid());
+    struct ucred credentials = {};
+    socklen_t length = sizeof credentials;
+    if (::getsockopt(int(socketDescriptor), SOL_SOCKET, SO_PEERCRED, &credentials, &length) != 0
+        || length != sizeof credentials)
+        return false;
+    return credentials.uid == ::geteuid();
 }

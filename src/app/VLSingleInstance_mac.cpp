@@ -1,26 +1,15 @@
 #include "VLSingleInstance.h"
 
-#include <QLocalSocket>
-
+#include <sys/types.h>
 #include <unistd.h>
 
-// macOS has no abstract socket namespace: the socket is a file, readable by its user only, that a
-// crashed instance leaves behind (VLSingleInstance removes it when nobody answers on it).
-void vlConfigureSingleInstanceServer(QLocalServer &server)
+// The kernel records the peer's credentials when the connection is made: a process cannot claim
+// another user's.
+bool vlPeerIsSameUser(qintptr socketDescriptor)
 {
-    server.setSocketOptions(QLocalServer::UserAccessOption);
-}
-
-void vlConfigureSingleInstanceSocket(QLocalSocket &)
-{
-}
-
-bool vlSingleInstanceSocketMayBeStale()
-{
-    return true;
-}
-
-QString vlCurrentUserIdentifier()
-{
-    return QString::number(::getuid());
+    uid_t uid = 0;
+    gid_t gid = 0;
+    if (::getpeereid(int(socketDescriptor), &uid, &gid) != 0)
+        return false;
+    return uid == ::geteuid();
 }

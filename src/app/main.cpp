@@ -1,3 +1,4 @@
+#include "KDDeviceCenter.h"
 #include "TSLogger.h"
 #include "TinteraDemoEnvironment.h"
 #include "VLApplicationInfo.h"
@@ -82,13 +83,15 @@ int main(int argc, char **argv)
         if (!vlURLSchemeAsWritten(argument).isEmpty())
             urls.append(argument);
     }
-    VLSingleInstance instance(VLSingleInstance::defaultServerName());
+    QString runtimeProblem;
+    VLSingleInstance instance(VLSingleInstance::defaultServerName(&runtimeProblem));
     switch (instance.claim(urls)) {
     case VLSingleInstance::Role::Secondary:
         return 0;
     case VLSingleInstance::Role::Failed:
         // Run anyway: a second launch will then start a second instance, which is still usable.
-        std::fprintf(stderr, "VelmoraSync: %s\n", qPrintable(instance.errorString()));
+        std::fprintf(stderr, "VelmoraSync: %s\n",
+                     qPrintable(runtimeProblem.isEmpty() ? instance.errorString() : runtimeProblem));
         break;
     case VLSingleInstance::Role::Primary:
         break;
@@ -104,6 +107,10 @@ int main(int argc, char **argv)
     delegate.setStallTimeoutMilliseconds(
         VelmoraSyncAppDelegate::stallTimeoutFromArguments(app.arguments(), delegate.stallTimeoutMilliseconds()));
     delegate.applicationDidFinishLaunching();
+    // A device folder that is not the user's alone is not looked at: no device will show up, and
+    // a launch from a terminal says why.
+    if (const VLError refused = KDDeviceCenter::defaultCenter()->directoryError())
+        std::fprintf(stderr, "VelmoraSync: %s\n", qPrintable(refused.localizedDescription()));
     QObject::connect(&instance, &VLSingleInstance::messageReceived, &delegate,
                      &VelmoraSyncAppDelegate::handleGetURLEvent);
     QTimer::singleShot(0, &delegate, [&delegate, urls] {

@@ -161,6 +161,10 @@ int tinteraDevicesCommand(TinteraInvocation &invocation)
         return TinteraExitUsage;
     }
     TinteraDevices devices;
+    if (const VLError refused = devices.deviceFolderError()) {
+        invocation.fail(refused.localizedDescription());
+        return TinteraExitFailure;
+    }
     // Devices already present announce themselves within moments; a short wait is enough.
     const QList<KDDevicePtr> found = devices.connectedDevices(std::min(invocation.deviceWaitMilliseconds(), 3000));
     if (invocation.json) {

@@ -18,7 +18,8 @@ const QString kCommandLineDomain = QStringLiteral("TINTERA Sync Domain");
 
 qsizetype socketsInDeviceFolder()
 {
-    return QDir(kdDeviceDirectory()).entryList(QDir::System | QDir::NoDotAndDotDot).size();
+    const QString folder = kdDeviceDirectory();
+    return folder.isEmpty() ? 0 : QDir(folder).entryList(QDir::System | QDir::NoDotAndDotDot).size();
 }
 
 } // namespace
@@ -59,8 +60,19 @@ QList<KDDevicePtr> TinteraDevices::connectedDevices(int timeoutMilliseconds)
     return m_observer->devices();
 }
 
+VLError TinteraDevices::deviceFolderError() const
+{
+    return KDDeviceCenter::defaultCenter()->directoryError();
+}
+
 KDDevicePtr TinteraDevices::waitForDevice(const QString &serialNumber, int timeoutMilliseconds, VLError *error)
 {
+    // No device can come from a folder that is not watched: no point in waiting.
+    if (const VLError refused = deviceFolderError()) {
+        if (error)
+            *error = refused;
+        return {};
+    }
     KDDevicePtr found;
     const auto lookUp = [&] {
         for (const KDDevicePtr &device : m_observer->devices()) {

@@ -26,6 +26,8 @@ public:
     // The device with this serial number (the first to arrive when none is given), waiting for it
     // to arrive. Fails with a clear message when it does not.
     KDDevicePtr waitForDevice(const QString &serialNumber, int timeoutMilliseconds, VLError *error);
+    // Why the device folder is not looked at (not the user's alone), if it is not.
+    VLError deviceFolderError() const;
 
     // The device's sync manager, told that its device is here; told again when the device goes.
     VLSyncManager *syncManagerForDevice(const KDDevicePtr &device);

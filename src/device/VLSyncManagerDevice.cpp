@@ -7,6 +7,7 @@
 #include "KDError.h"
 #include "TSLogger.h"
 #include "VLPathComponent.h"
+#include "VLPrivateFolder.h"
 #include "VLSyncInfo.h"
 
 #include <QDate>
@@ -281,7 +282,8 @@ void VLSyncManager::handleQueuedCommandResponse(const KDCommandResponsePtr &resp
         const QString path = pathForGlobalAutoSyncMatchesAudioFolder() + QLatin1Char('/') + filename;
         QFile::remove(path);
         QSaveFile file(path);
-        if (!file.open(QIODevice::WriteOnly) || file.write(data) != data.size() || !file.commit()) {
+        if (!file.open(QIODevice::WriteOnly) || !file.setPermissions(kVLPrivateFilePermissions)
+            || file.write(data) != data.size() || !file.commit()) {
             syncDidReceiveErrorRunNextStep(
                 VLError(QStringLiteral("SyncManager"), 4, vlFormat(tr("Cannot write %@: %@"), path, file.errorString())),
                 false);

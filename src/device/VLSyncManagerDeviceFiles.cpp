@@ -6,6 +6,7 @@
 #include "VLApplicationInfo.h"
 #include "VLDeviceSettings.h"
 #include "VLPathComponent.h"
+#include "VLPrivateFolder.h"
 #include "VLSyncInfo.h"
 
 #include <QDir>
@@ -230,7 +231,7 @@ bool VLSyncManager::installPackage(const VLSyncFileInfoPtr &file, const QString 
         VL_LOG("Refusing SKU '%@': not a plain folder name", file ? file->SKU() : QString());
         return fail(vlFormat(tr("Refused file name '%@'"), file ? file->SKU() : QString()));
     }
-    QDir().mkpath(folder);
+    vlPreparePrivateFolder(folder, VLWiderPermissions::Tighten);
     const QString payload = folder + QLatin1Char('/') + payloadName;
     const QString info = folder + QStringLiteral("/info.plist");
 

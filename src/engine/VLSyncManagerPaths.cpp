@@ -1,16 +1,17 @@
 #include "VLSyncManager.h"
 
 #include "VLDataFolder.h"
-
-#include <QDir>
+#include "VLPrivateFolder.h"
 
 namespace {
 
-// Folders are created on every call, so a folder removed behind the program's back comes back;
-// a creation failure is not an error here, the caller's file operation will report it.
+// Folders are created on every call, so a folder removed behind the program's back comes back.
+// They are the user's alone: what the program keeps is nobody else's to read, and a folder an
+// earlier version left open is closed here. A failure is not an error here, the caller's file
+// operation will report it.
 QString ensuredFolder(const QString &path)
 {
-    QDir().mkpath(path);
+    vlPreparePrivateFolder(path, VLWiderPermissions::Tighten);
     return path;
 }
 

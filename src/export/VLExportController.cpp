@@ -5,6 +5,7 @@
 #include "KDError.h"
 #include "TSLogger.h"
 #include "VLPathComponent.h"
+#include "VLPrivateFolder.h"
 #include "VLSyncManager.h"
 
 #include <QDir>
@@ -103,7 +104,8 @@ void VLExportController::commandManagerDidReceiveResponse(VLDeviceCommandManager
     const QString target = m_syncManager->pathForGlobalAutoSyncMatchesAudioFolder() + QLatin1Char('/') + filename;
     QFile::remove(target);
     QSaveFile file(target);
-    if (file.open(QIODevice::WriteOnly) && file.write(response->data()) == response->data().size())
+    if (file.open(QIODevice::WriteOnly) && file.setPermissions(kVLPrivateFilePermissions)
+        && file.write(response->data()) == response->data().size())
         file.commit();
 }
 
@@ -153,7 +155,7 @@ VLMatchRecordList VLExportController::loadFandecksThenExport(const WritingJob &j
                         : VLMatchRecordList();
     const QString audioFolder = job.syncManager ? job.syncManager->pathForGlobalAutoSyncMatchesAudioFolder() : QString();
     for (const QString &name : job.audioFileNames)
-        QFile::copy(audioFolder + QLatin1Char('/') + name, exportAudio + QLatin1Char('/') + name);
+        vlCopyOutOfPrivateFolder(audioFolder + QLatin1Char('/') + name, exportAudio + QLatin1Char('/') + name);
     return records;
 }
 

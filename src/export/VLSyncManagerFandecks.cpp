@@ -6,6 +6,7 @@
 #include "TX350CustomResource.h"
 #include "VLMatchRecordWriter.h"
 #include "VLPathComponent.h"
+#include "VLPrivateFolder.h"
 #include "VLSecondsSince1970.h"
 #include "VLSyncInfo.h"
 
@@ -490,6 +491,10 @@ VLMatchRecordList VLSyncManager::exportMatches(const VLExportParameters &paramet
                 syncDidReceiveErrorRunNextStep(error, false);
             return {};
         }
+        // A sync's measurements stay in the data folder and are the user's alone; an export goes
+        // where the user chose, with the permissions new files get there.
+        if (parameters.inSync)
+            QFile::setPermissions(parameters.path, kVLPrivateFilePermissions);
         if (exported == found)
             return records;
     } else if (found == 0) {

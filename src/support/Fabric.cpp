@@ -1,6 +1,7 @@
 #include "Fabric.h"
 
 #include "VLDataFolder.h"
+#include "VLPrivateFolder.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -111,7 +112,7 @@ void Crashlytics::start()
     if (g_handlerInstalled.exchange(true))
         return;
     const QString path = crashReportPath();
-    QDir().mkpath(QFileInfo(path).absolutePath());
+    vlPreparePrivateFolder(QFileInfo(path).absolutePath(), VLWiderPermissions::Tighten);
     const QByteArray encoded = QFile::encodeName(path);
     std::snprintf(g_reportPath, sizeof g_reportPath, "%s", encoded.constData());
 
@@ -200,8 +201,8 @@ void Answers::append(const QString &type, const QString &nameKey, const QString 
 
     QMutexLocker lock(&g_eventsMutex);
     const QString path = eventsFilePath();
-    QDir().mkpath(QFileInfo(path).absolutePath());
+    vlPreparePrivateFolder(QFileInfo(path).absolutePath(), VLWiderPermissions::Tighten);
     QFile file(path);
-    if (file.open(QIODevice::WriteOnly | QIODevice::Append))
+    if (file.open(QIODevice::WriteOnly | QIODevice::Append) && file.setPermissions(kVLPrivateFilePermissions))
         file.write(line);
 }

@@ -1,6 +1,7 @@
 #include "VLPropertyList.h"
 
 #include "VLBinaryPropertyListCheck.h"
+#include "VLPrivateFolder.h"
 
 #include <QDateTime>
 #include <QFile>
@@ -314,7 +315,9 @@ bool writeXml(const QString &path, const QVariant &value, VLError *error, Durabi
         return false;
     }
     QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(xml) != xml.size() || !file.commit()) {
+    // Private like the temporary file above: property lists hold the user's state.
+    if (!file.open(QIODevice::WriteOnly) || !file.setPermissions(kVLPrivateFilePermissions)
+        || file.write(xml) != xml.size() || !file.commit()) {
         setError(error, WriteFailed, QStringLiteral("Cannot write %1: %2").arg(path, file.errorString()));
         return false;
     }

@@ -4,6 +4,7 @@
 #include "VLFileURLPolicy.h"
 #include "VLNetworkError.h"
 #include "VLPathComponent.h"
+#include "VLPrivateFolder.h"
 #include "VLPropertyList.h"
 #include "VLTransferPace.h"
 
@@ -292,9 +293,9 @@ bool VLFileDownload::decideDestination(const QString &suggestedFilename)
     m_downloadPackagePath = QDir(m_destinationFolder)
                                 .filePath(nameWithoutExtension(suggestedFilename) + QLatin1String(kWorkFolderSuffix));
     m_destinationFilename = QDir(m_downloadPackagePath).filePath(suggestedFilename);
-    QDir().mkpath(m_downloadPackagePath);
+    vlPreparePrivateFolder(m_downloadPackagePath, VLWiderPermissions::Tighten);
     m_file = std::make_unique<QFile>(m_destinationFilename);
-    if (!m_file->open(QIODevice::WriteOnly | QIODevice::Truncate)) {
+    if (!m_file->open(QIODevice::WriteOnly | QIODevice::Truncate) || !m_file->setPermissions(kVLPrivateFilePermissions)) {
         const VLError error = vlURLError(VLURLErrorCannotCreateFile,
                                          tr("The file \"%1\" cannot be created: %2")
                                              .arg(m_destinationFilename, m_file->errorString()),
@@ -582,7 +583,7 @@ void VLFileDownload::writeResumeFiles()
         return;
     const QDir package(m_downloadPackagePath);
     QFile token(package.filePath(QLatin1String(kResumeDataName)));
-    if (token.open(QIODevice::WriteOnly | QIODevice::Truncate))
+    if (token.open(QIODevice::WriteOnly | QIODevice::Truncate) && token.setPermissions(kVLPrivateFilePermissions))
         token.write(m_resumeData);
     // Without its resume files a download starts over: no need to wait for the disk.
     VLPropertyList::writeXml(package.filePath(QLatin1String(kResumePlistName)),

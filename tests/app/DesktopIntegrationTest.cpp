@@ -2,9 +2,13 @@
 #include "VLDesktopOpener.h"
 #include "VLLoginItem.h"
 #include "VLReachability.h"
+#include "VLPrivateFolder.h"
 #include "VLSingleInstance.h"
+#include "TestSupport.h"
 
 #include <QFile>
+#include <QFileInfo>
+#include <QLocalSocket>
 #include <QTemporaryDir>
 #include <QSignalSpy>
 #include <QTest>
@@ -12,13 +16,129 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <csignal>
+#include <cstring>
+#include <functional>
+#include <grp.h>
 #include <optional>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace {
 
 QString uniqueServerName()
 {
-    return QStringLiteral("VelmoraSyncTest-") + QUuid::createUuid().toString(QUuid::WithoutBraces);
+    static QTemporaryDir folder;
+    return folder.filePath(QStringLiteral("VelmoraSyncTest-") + QUuid::createUuid().toString(QUuid::WithoutBraces));
+}
+
+// The ways a socket name can be reached: as a file, and as a name in Linux's abstract namespace
+// (as Qt spells it, and padded to the whole address).
+QList<QByteArray> addressesOf(const QString &serverName)
+{
+    const QByteArray path = QFile::encodeName(serverName);
+    const QByteArray name = QFile::encodeName(QFileInfo(serverName).fileName());
+    return {path, QByteArray(1, '\0') + name, (QByteArray(1, '\0') + name).leftJustified(sizeof(sockaddr_un::sun_path), '\0')};
+}
+
+int unixSocketTo(const QByteArray &address, bool listening)
+{
+    sockaddr_un un = {};
+    un.sun_family = AF_UNIX;
+    std::memcpy(un.sun_path, address.constData(), std::min(size_t(address.size()), sizeof un.sun_path));
+    const socklen_t length = socklen_t(offsetof(sockaddr_un, sun_path) + std::min(size_t(address.size()), sizeof un.sun_path));
+    const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    const bool ok = listening ? ::bind(fd, reinterpret_cast<sockaddr *>(&un), length) == 0 && ::listen(fd, 8) == 0
+                              : ::connect(fd, reinterpret_cast<sockaddr *>(&un), length) == 0;
+    if (!ok)
+        ::close(fd);
+    return ok ? fd : -1;
+}
+
+// Another local user ("nobody") in a child process, while this process's event loop keeps running
+// the instance under test. The child makes plain system calls only: it is a fork of a process
+// with threads.
+class OtherUserProcess
+{
+public:
+    explicit OtherUserProcess(const std::function<int(int readyFd)> &attempt)
+    {
+        int fds[2];
+        if (::pipe(fds) != 0)
+            return;
+        m_pid = ::fork();
+        if (m_pid == 0) {
+            ::close(fds[0]);
+            if (::setgroups(0, nullptr) != 0 || ::setgid(kOtherUserId) != 0 || ::setuid(kOtherUserId) != 0)
+                ::_exit(100);
+            ::_exit(attempt(fds[1]));
+        }
+        ::close(fds[1]);
+        m_ready = fds[0];
+    }
+    ~OtherUserProcess()
+    {
+        if (m_pid > 0 && !m_finished) {
+            ::kill(m_pid, SIGKILL);
+            ::waitpid(m_pid, nullptr, 0);
+        }
+        if (m_ready >= 0)
+            ::close(m_ready);
+    }
+    // The child wrote its byte to readyFd.
+    bool waitUntilReady()
+    {
+        pollfd ready = {m_ready, POLLIN, 0};
+        char byte = 0;
+        return ::poll(&ready, 1, 5000) == 1 && ::read(m_ready, &byte, 1) == 1;
+    }
+    // The child's exit status, -1 when it did not end in time.
+    int exitStatus(int timeoutMs = 20000)
+    {
+        int status = 0;
+        const bool ended = QTest::qWaitFor([&] { return ::waitpid(m_pid, &status, WNOHANG) == m_pid; }, timeoutMs);
+        m_finished = ended;
+        return ended && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+
+private:
+    pid_t m_pid = -1;
+    int m_ready = -1;
+    bool m_finished = false;
+};
+
+// Bits of what another user managed: 1 << i for each address of addressesOf() it connected to, and
+// 8 when a connection that sent a URL and a megabyte without a line end was still open after 6 s.
+int tryToReach(const QList<QByteArray> &addresses)
+{
+    static char flood[1 << 20];
+    std::memset(flood, 'x', sizeof flood);
+    int reached = 0;
+    for (int i = 0; i < addresses.size(); ++i) {
+        const int fd = unixSocketTo(addresses.at(i), false);
+        if (fd < 0)
+            continue;
+        reached |= 1 << i;
+        static const char url[] = "x-tintera-sync://sync\n";
+        ::send(fd, url, sizeof url - 1, MSG_NOSIGNAL);
+        for (size_t sent = 0; sent < sizeof flood;) {
+            const ssize_t n = ::send(fd, flood + sent, sizeof flood - sent, MSG_NOSIGNAL);
+            if (n <= 0)
+                break;
+            sent += size_t(n);
+        }
+        pollfd closed = {fd, POLLIN, 0};
+        char byte = 0;
+        if (::poll(&closed, 1, 6000) == 0 || ::read(fd, &byte, 1) > 0)
+            reached |= 8;
+        ::close(fd);
+    }
+    return reached;
 }
 
 } // namespace
@@ -54,7 +174,92 @@ TEST(SingleInstance, TheNameBelongsToTheFirstUntilItQuits)
     // The first one has gone: the next launch runs.
     VLSingleInstance next(name);
     EXPECT_EQ(next.claim({}), VLSingleInstance::Role::Primary);
-    EXPECT_TRUE(VLSingleInstance::defaultServerName().startsWith(QStringLiteral("VelmoraSync-")));
+    const QFileInfo socket(VLSingleInstance::defaultServerName());
+    EXPECT_TRUE(socket.fileName().startsWith(QStringLiteral("VelmoraSync-")));
+    EXPECT_EQ(socket.path(), vlRuntimeFolder(nullptr));
+}
+
+// The running instance holds no more than a short line for anyone, and not for long.
+TEST(SingleInstance, ALineWithoutEndAndASilentClientAreDropped)
+{
+    const QString name = uniqueServerName();
+    VLSingleInstance instance(name);
+    ASSERT_EQ(instance.claim({}), VLSingleInstance::Role::Primary);
+    QSignalSpy received(&instance, &VLSingleInstance::messageReceived);
+    QLocalSocket flood;
+    QLocalSocket silent;
+    flood.connectToServer(name);
+    silent.connectToServer(name);
+    ASSERT_TRUE(flood.waitForConnected(1000) && silent.waitForConnected(1000));
+    flood.write(QByteArray(1 << 20, 'x'));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return flood.state() == QLocalSocket::UnconnectedState; }, 2000));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return silent.state() == QLocalSocket::UnconnectedState; },
+                                VLSingleInstance::kSilenceLimitMs + 2000));
+    EXPECT_TRUE(received.isEmpty());
+}
+
+// Another local user reaches nothing of this user's running instance (the tests run as root in
+// CI, the other user is "nobody").
+class SingleInstanceAgainstAnotherUser : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        if (::geteuid() != 0) {
+            GTEST_SKIP() << NotRootMessage;
+        }
+        runtimeFolder.emplace("XDG_RUNTIME_DIR", runtime.path().toUtf8());
+        name = VLSingleInstance::defaultServerName();
+    }
+    void openRuntimeFolder(mode_t mode) { ASSERT_EQ(::chmod(QFile::encodeName(runtime.path()).constData(), mode), 0); }
+
+    QTemporaryDir runtime;
+    ScopedDataFolder data; // a name of its own: abstract names are shared by every process
+    std::optional<ScopedEnvironment> runtimeFolder;
+    QString name;
+};
+
+TEST_F(SingleInstanceAgainstAnotherUser, CannotStartASyncNorFillTheInstancesMemory)
+{
+    VLSingleInstance instance(name);
+    ASSERT_EQ(instance.claim({}), VLSingleInstance::Role::Primary);
+    QSignalSpy received(&instance, &VLSingleInstance::messageReceived);
+    const QList<QByteArray> addresses = addressesOf(name);
+    EXPECT_EQ(OtherUserProcess([&](int) { return tryToReach(addresses); }).exitStatus(), 0)
+        << "1: reached the socket, 2 or 4: an abstract name, 8: a flood was kept open";
+    EXPECT_TRUE(received.isEmpty());
+
+    // Where the socket can be reached (folder and socket opened by hand), the other user's
+    // connection is closed at once, unheard.
+    openRuntimeFolder(0711);
+    ASSERT_EQ(::chmod(QFile::encodeName(name).constData(), 0777), 0);
+    EXPECT_EQ(OtherUserProcess([&](int) { return tryToReach(addresses); }).exitStatus(), 1);
+    QTest::qWait(100);
+    EXPECT_TRUE(received.isEmpty());
+}
+
+TEST_F(SingleInstanceAgainstAnotherUser, CannotTakeTheNameSoThatALaunchEnds)
+{
+    // Even with the runtime folder opened by hand, where the other user's socket can take the name.
+    openRuntimeFolder(0777);
+    const QList<QByteArray> addresses = addressesOf(name);
+    OtherUserProcess squatter([&](int ready) {
+        for (const QByteArray &address : addresses)
+            unixSocketTo(address, true);
+        (void)!::write(ready, "!", 1);
+        ::sleep(60);
+        return 0;
+    });
+    ASSERT_TRUE(squatter.waitUntilReady());
+    EXPECT_TRUE(QFileInfo::exists(name)) << "the other user's socket took the name";
+    VLSingleInstance instance(name);
+    EXPECT_EQ(instance.claim({QStringLiteral("x-tintera-sync://sync")}), VLSingleInstance::Role::Primary);
+
+    // A runtime folder that another user made first (its fallback name is predictable) is not used.
+    ASSERT_EQ(::chown(QFile::encodeName(runtime.path()).constData(), kOtherUserId, kOtherUserId), 0);
+    QString problem;
+    EXPECT_TRUE(VLSingleInstance::defaultServerName(&problem).isEmpty());
+    EXPECT_TRUE(problem.contains(runtime.path() + " is not used: it belongs to another user")) << qPrintable(problem);
 }
 
 TEST(LoginItem, AutostartEntryIsWrittenAndRemoved)

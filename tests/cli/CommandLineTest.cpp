@@ -15,6 +15,9 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -63,21 +66,72 @@ TEST(TinteraCommandLine, HelpAndUsageErrors)
     EXPECT_EQ(runTintera({"--wait", "1", "sync", "--help"}).exitCode, 0);
 }
 
-TEST(TinteraCommandLine, WithoutADeviceItSaysSo)
+// Whoever can put a socket in the device folder passes for a device: a folder that is not the
+// user's alone is refused with a message naming it, and no command waits for devices from it.
+struct DeviceFolderCase
 {
-    ScopedDataFolder data;
-    QDir().mkpath(data.filePath("devices"));
-    const QByteArray previous = qgetenv("KALVEX_DEVICE_DIR");
-    qputenv("KALVEX_DEVICE_DIR", data.filePath("devices").toUtf8());
-    const TinteraRun devices = runTintera({"devices"});
-    const TinteraRun status = runTintera({"status", "--wait", "1"});
-    qputenv("KALVEX_DEVICE_DIR", previous);
+    const char *name;
+    const char *folder;     // in the test's folder; "tmp/runtime-<user>" is the fallback runtime folder
+    unsigned mode;          // 0: left for the program to create
+    bool ownedByOtherUser;
+    const char *refusal;    // empty when the folder is used
+};
 
-    EXPECT_EQ(devices.exitCode, 0);
-    EXPECT_TRUE(devices.out.contains("No TINTERA device is connected."));
-    EXPECT_EQ(status.exitCode, 1);
-    EXPECT_TRUE(status.err.contains("No TINTERA device is connected (waited 1 s).")) << qPrintable(status.err);
+void PrintTo(const DeviceFolderCase &c, std::ostream *out)
+{
+    *out << c.name;
 }
+
+class TinteraDeviceFolder : public ::testing::TestWithParam<DeviceFolderCase>
+{
+};
+
+TEST_P(TinteraDeviceFolder, IsUsedOnlyWhenItIsTheUsersAlone)
+{
+    const DeviceFolderCase &c = GetParam();
+    if (c.ownedByOtherUser && ::geteuid() != 0) {
+        GTEST_SKIP() << NotRootMessage;
+    }
+    ScopedDataFolder data;
+    const struct passwd *account = ::getpwuid(::geteuid());
+    const QString folder = data.filePath(QString::fromLatin1(c.folder).replace("<user>", account->pw_name));
+    const bool fallback = folder.contains("/runtime-");
+    if (c.mode) {
+        ASSERT_TRUE(QDir().mkpath(folder));
+        ASSERT_EQ(::chmod(QFile::encodeName(folder).constData(), c.mode), 0);
+        ASSERT_EQ(c.ownedByOtherUser ? ::chown(QFile::encodeName(folder).constData(), kOtherUserId, kOtherUserId) : 0, 0);
+    }
+    const ScopedEnvironment deviceFolder("KALVEX_DEVICE_DIR", fallback ? QByteArray() : folder.toUtf8());
+    const ScopedEnvironment runtimeFolder("XDG_RUNTIME_DIR");
+    const ScopedEnvironment temporaryFolder("TMPDIR", data.filePath("tmp").toUtf8());
+    QDir().mkpath(data.filePath("tmp"));
+
+    const TinteraRun devices = runTintera({"devices"});
+    // Refused, the command does not wait for devices: it would be cut off after 10 s.
+    const TinteraRun status = runTintera({"status", "--wait", *c.refusal ? "30" : "1"}, 10000);
+    if (*c.refusal == 0) {
+        EXPECT_EQ(devices.exitCode, 0);
+        EXPECT_TRUE(devices.out.contains("No TINTERA device is connected."));
+        EXPECT_TRUE(status.err.contains("No TINTERA device is connected (waited 1 s).")) << qPrintable(status.err);
+        for (const QString &made : fallback ? QStringList{folder, folder + "/kalvex", folder + "/kalvex/devices"} : QStringList{folder})
+            EXPECT_EQ(fileMode(made), 0700u) << qPrintable(made);
+        return;
+    }
+    for (const TinteraRun &run : {devices, status}) {
+        EXPECT_EQ(run.exitCode, 1);
+        EXPECT_TRUE(run.err.contains(folder + " is not used: " + c.refusal)) << qPrintable(run.err);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, TinteraDeviceFolder,
+    ::testing::Values(DeviceFolderCase{"Created", "devices", 0, false, ""},
+                      DeviceFolderCase{"CreatedInTheFallbackRuntimeFolder", "tmp/runtime-<user>", 0, false, ""},
+                      DeviceFolderCase{"OpenToOthers", "devices", 0755, false, "other users may enter it (mode 0755"},
+                      DeviceFolderCase{"AnotherUsers", "devices", 0700, true, "it belongs to another user (uid 65534)"},
+                      DeviceFolderCase{"InAnotherUsersRuntimeFolder", "tmp/runtime-<user>", 0700, true,
+                                       "it belongs to another user (uid 65534)"}),
+    [](const ::testing::TestParamInfo<DeviceFolderCase> &param) { return std::string(param.param.name); });
 
 TEST_F(TinteraAgainstEmulators, SyncShowsProgressAndASecondSyncMovesNothing)
 {

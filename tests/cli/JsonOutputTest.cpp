@@ -48,26 +48,6 @@ QList<QJsonObject> events(const QList<QJsonObject> &lines, const QString &name)
     return found;
 }
 
-// Unsets a variable for the life of the scope.
-class ScopedUnset
-{
-public:
-    explicit ScopedUnset(const char *name) : m_name(name), m_had(qEnvironmentVariableIsSet(name)), m_value(qgetenv(name))
-    {
-        qunsetenv(name);
-    }
-    ~ScopedUnset()
-    {
-        if (m_had)
-            qputenv(m_name, m_value);
-    }
-
-private:
-    const char *m_name;
-    bool m_had;
-    QByteArray m_value;
-};
-
 } // namespace
 
 TEST(TinteraVersion, BothProgramsPrintTheProductAndVersionWithoutADisplay)
@@ -150,7 +130,6 @@ TEST(TinteraJsonEvents, OneObjectPerEventWithoutStaleStepsOrRepeatedPercents)
 TEST(TinteraJson, WithoutADeviceEveryCommandStillPrintsAnObject)
 {
     ScopedDataFolder data;
-    QDir().mkpath(data.filePath("devices"));
     const QByteArray previous = qgetenv("KALVEX_DEVICE_DIR");
     qputenv("KALVEX_DEVICE_DIR", data.filePath("devices").toUtf8());
     const TinteraRun devices = runTintera({"devices", "--json"});
@@ -175,7 +154,7 @@ TEST(TinteraJson, WithoutADeviceEveryCommandStillPrintsAnObject)
 TEST_F(TinteraAgainstEmulators, StatusAndSyncAsJsonFieldByField)
 {
     // Ordinary commands say nothing on standard error, with or without a runtime folder.
-    const ScopedUnset noRuntimeFolder("XDG_RUNTIME_DIR");
+    const ScopedEnvironment noRuntimeFolder("XDG_RUNTIME_DIR");
 
     const TinteraRun before = runTintera({"status", "--json"});
     EXPECT_EQ(before.exitCode, 0);
@@ -313,7 +292,7 @@ TEST_F(TinteraAgainstEmulators, StalledAndInterruptedSyncsAsJsonEndCancelled)
 
 TEST_F(TinteraAgainstEmulators, SettingsFandecksAndExportAsJson)
 {
-    const ScopedUnset noRuntimeFolder("XDG_RUNTIME_DIR");
+    const ScopedEnvironment noRuntimeFolder("XDG_RUNTIME_DIR");
     ASSERT_EQ(runTintera({"sync"}).exitCode, 0);
     const TinteraRun settings = runTintera({"settings", "selected-only", "on", "--json"});
     EXPECT_EQ(onlyObject(settings),
@@ -391,8 +370,8 @@ TEST_F(TinteraAgainstEmulators, SettingsFandecksAndExportAsJson)
 // itself and says nothing about it.
 TEST(TinteraQuiet, NoWarningWithoutARuntimeFolder)
 {
-    const ScopedUnset noRuntimeFolder("XDG_RUNTIME_DIR");
-    const ScopedUnset noDeviceFolder("KALVEX_DEVICE_DIR");
+    const ScopedEnvironment noRuntimeFolder("XDG_RUNTIME_DIR");
+    const ScopedEnvironment noDeviceFolder("KALVEX_DEVICE_DIR");
     const TinteraRun devices = runTintera({"devices", "--wait", "1"});
     EXPECT_EQ(devices.exitCode, 0);
     EXPECT_TRUE(devices.err.isEmpty()) << qPrintable(devices.err);
@@ -402,7 +381,7 @@ TEST(TinteraQuiet, NoWarningWithoutARuntimeFolder)
 // without a runtime folder and with their progress going nowhere near a terminal.
 TEST_F(TinteraAgainstEmulators, OrdinaryCommandsLeaveStandardErrorEmpty)
 {
-    const ScopedUnset noRuntimeFolder("XDG_RUNTIME_DIR");
+    const ScopedEnvironment noRuntimeFolder("XDG_RUNTIME_DIR");
     QTemporaryDir out;
     const QList<QStringList> commands = {{"--version"}, {"help"},     {"devices"},
                                          {"status"},    {"settings"}, {"settings", "auto-sync", "off"},

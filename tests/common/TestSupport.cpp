@@ -1,7 +1,10 @@
 #include "TestSupport.h"
 
+#include <QFile>
 #include <QFileInfo>
 #include <QStandardPaths>
+
+#include <sys/stat.h>
 
 ScopedDataFolder::ScopedDataFolder()
     : m_previous(qgetenv("TINTERA_DATA_DIR"))
@@ -16,6 +19,14 @@ ScopedDataFolder::~ScopedDataFolder()
         qputenv("TINTERA_DATA_DIR", m_previous);
     else
         qunsetenv("TINTERA_DATA_DIR");
+}
+
+unsigned fileMode(const QString &path)
+{
+    struct stat info = {};
+    if (::stat(QFile::encodeName(path).constData(), &info) != 0)
+        return ~0u;
+    return unsigned(info.st_mode & 07777);
 }
 
 QString tinteraBuiltProgram(const QString &relativePath)

@@ -25,6 +25,44 @@ private:
     bool m_hadPrevious = false;
 };
 
+// Sets an environment variable, or unsets it when given no value, while the object lives.
+class ScopedEnvironment
+{
+public:
+    explicit ScopedEnvironment(const char *name, const QByteArray &value = {})
+        : m_name(name)
+        , m_had(qEnvironmentVariableIsSet(name))
+        , m_value(qgetenv(name))
+    {
+        if (value.isNull())
+            qunsetenv(name);
+        else
+            qputenv(name, value);
+    }
+    ~ScopedEnvironment()
+    {
+        if (m_had)
+            qputenv(m_name, m_value);
+        else
+            qunsetenv(m_name);
+    }
+    ScopedEnvironment(const ScopedEnvironment &) = delete;
+    ScopedEnvironment &operator=(const ScopedEnvironment &) = delete;
+
+private:
+    const char *m_name;
+    bool m_had;
+    QByteArray m_value;
+};
+
+// Another local user for the tests that show what one can reach of this user's program: "nobody".
+// Only root can act as another user, so those tests skip elsewhere.
+inline constexpr unsigned kOtherUserId = 65534;
+inline constexpr const char *NotRootMessage = "acting as another user needs root (as in CI)";
+
+// The permission bits of a file or folder (07777), or ~0u when it does not exist.
+unsigned fileMode(const QString &path);
+
 // Path of a program built by this project (emulators, tools), under the build folder.
 QString tinteraBuiltProgram(const QString &relativePath);
 

@@ -8,11 +8,14 @@
 #include "VLFileTrust.h"
 
 #include <QDir>
+#include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTimer>
+
+#include <sys/stat.h>
 
 namespace {
 
@@ -44,6 +47,8 @@ const QStringList kDeviceFileSKUs{"TX350-BL",          "TX350-FW",          "TX3
 
 TEST_F(E2EFixture, FirstFullSyncInstallsEverythingExportsTheMatchesAndASecondMovesNothing)
 {
+    // As an earlier version left it: open to other users.
+    ASSERT_EQ(::chmod(QFile::encodeName(environment.dataFolder()).constData(), 0755), 0);
     manager->gatherPrelimiaryInfo();
     ASSERT_TRUE(delegate.waitForFinish());
     EXPECT_EQ(delegate.events, QStringList({"beginPrelim", "finishPrelim"}));
@@ -97,6 +102,14 @@ TEST_F(E2EFixture, FirstFullSyncInstallsEverythingExportsTheMatchesAndASecondMov
     EXPECT_EQ(matches->matches().first().value(TX350CustomResourceMatchTextKey).toString(), "Front door");
     EXPECT_EQ(matches->matches().first().value(TX350CustomResourceMatchDeviceSerialNumberKey).toString(), serial);
     EXPECT_EQ(QDir(environment.dataFolder() + "/Measurements/Audio").entryList(QDir::Files).size(), 2);
+
+    // What the sync keeps on the computer is the user's alone.
+    EXPECT_EQ(fileMode(environment.dataFolder()), 0700u);
+    const auto filter = QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot;
+    for (QDirIterator it(environment.dataFolder(), filter, QDirIterator::Subdirectories); it.hasNext();) {
+        const QString path = it.next();
+        EXPECT_EQ(fileMode(path), it.fileInfo().isDir() ? 0700u : 0600u) << qPrintable(path);
+    }
 
     // A second sync finds nothing new: no download, no upload.
     const QJsonObject servedBefore = serviceStats().value("files").toObject();
@@ -326,6 +339,11 @@ TEST_F(E2EFixture, UserStartedExportFetchesOneMissingNoteAndLaysOutTheFolder)
     const QByteArray written = document.readAll();
     for (const QString &note : notes)
         EXPECT_TRUE(written.contains(note.toUtf8())) << qPrintable(note);
+    // The export is the user's to share: its files get the permissions of any new file there.
+    QFile probe(out.filePath("probe"));
+    ASSERT_TRUE(probe.open(QIODevice::WriteOnly));
+    for (const QString &file : QStringList{"cached/cached.cxf", "cached/Audio/" + notes.value(0)})
+        EXPECT_EQ(fileMode(out.filePath(file)), fileMode(probe.fileName())) << qPrintable(file);
 
     // Both notes gone from the computer: one is fetched and travels in "<name>/Audio".
     QDir(environment.dataFolder() + "/Measurements/Audio").removeRecursively();

@@ -2,6 +2,7 @@
 
 #include "HBColorDocument.h"
 #include "TSLogger.h"
+#include "VLPrivateFolder.h"
 #include "VLPropertyList.h"
 
 #include <QCoreApplication>
@@ -183,8 +184,9 @@ bool TinteraDemoEnvironment::start(const Options &options, VLError *error)
     } else {
         m_folder = QDir(options.folder).absolutePath();
     }
+    // The user's alone, as the program wants its data and device folders.
     for (const QString &sub : {catalogFolder(), dataFolder(), deviceFolder(), devsimStateFolder()})
-        QDir().mkpath(sub);
+        vlPreparePrivateFolder(sub, VLWiderPermissions::Tighten);
 
     if (!writeCatalog(options.edition, error))
         return false;

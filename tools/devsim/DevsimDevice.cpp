@@ -78,7 +78,8 @@ bool DevsimDevice::publish(VLError *error)
         *error = devsimError(DevsimErrorBadArgument, QStringLiteral("The socket path %1 is too long.").arg(target));
         return false;
     }
-    QDir().mkpath(m_deviceDirectory);
+    if (!kdPrepareDeviceDirectory(m_deviceDirectory, error))
+        return false;
     if (QFile::exists(target)) {
         QLocalSocket probe;
         probe.connectToServer(target);

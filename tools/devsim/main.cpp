@@ -180,7 +180,10 @@ int serve(const QStringList &arguments)
     if (command.parser.isSet(exitWithParent))
         prctl(PR_SET_PDEATHSIG, SIGTERM);
 #endif
-    const QString directory = command.parser.isSet(deviceDir) ? command.parser.value(deviceDir) : kdDeviceDirectory();
+    VLError folderError;
+    const QString directory = command.parser.isSet(deviceDir) ? command.parser.value(deviceDir) : kdDeviceDirectory(&folderError);
+    if (directory.isEmpty())
+        return fail(folderError.localizedDescription());
     DevsimServer server(stateFolder, directory, defaultLink);
     QObject::connect(&server, &DevsimServer::announcement, [](const QString &line) {
         out() << "tintera-devsim: " << line << Qt::endl;

@@ -1,5 +1,6 @@
 #include "KDDeviceCenter.h"
 
+#include "KDDeviceDirectory.h"
 #include "KDError.h"
 #include "KDSocketDirectory.h"
 #include "KDSocketLink.h"
@@ -24,9 +25,17 @@ KDDeviceCenter::KDDeviceCenter(QObject *parent)
 
 void KDDeviceCenter::watchDirectory(const QString &directory)
 {
-    const QString path = QDir::cleanPath(QDir(directory).absolutePath());
-    if (m_directories.contains(path))
+    VLError error;
+    QString path = directory.isEmpty() ? kdDeviceDirectory(&error) : directory;
+    if (!path.isEmpty())
+        path = QDir::cleanPath(QDir(path).absolutePath());
+    if (!path.isEmpty() && m_directories.contains(path))
         return;
+    if (path.isEmpty() || !kdPrepareDeviceDirectory(path, &error)) {
+        VL_LOG("%@", error.localizedDescription());
+        m_directoryError = error;
+        return;
+    }
     auto *watcher = new KDSocketDirectory(path, this);
     m_directories.insert(path, watcher);
     connect(watcher, &KDSocketDirectory::deviceIntroduced, this, &KDDeviceCenter::deviceIntroduced);

@@ -18,8 +18,10 @@ class KDDeviceCenter : public QObject
 public:
     static KDDeviceCenter *defaultCenter();
 
-    // Starts watching a device folder (once per folder).
+    // Starts watching a device folder (once per folder; empty for kdDeviceDirectory()). A folder
+    // that is not the user's alone is not watched: directoryError() then says why.
     void watchDirectory(const QString &directory);
+    VLError directoryError() const { return m_directoryError; }
     // Devices from arrival until removal, rebooting ones included.
     QList<KDDevicePtr> devices() const { return m_devices; }
     bool containsDevice(const KDDevice *device) const;
@@ -40,4 +42,5 @@ private:
 
     QList<KDDevicePtr> m_devices;
     QHash<QString, KDSocketDirectory *> m_directories;
+    VLError m_directoryError;
 };

@@ -1,42 +1,38 @@
 #include "KDDeviceDirectory.h"
 
+#include "KDError.h"
+#include "VLPrivateFolder.h"
+
 #include <QDir>
 #include <QFile>
 
-#include <pwd.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-namespace {
-
-// $XDG_RUNTIME_DIR, else the folder Qt falls back to ("runtime-<user>" in the temporary folder),
-// so that programs of either kind meet in the same place. Decided here rather than through
-// QStandardPaths, which warns on standard error on every call without XDG_RUNTIME_DIR (a cron job,
-// a service, a login over ssh without a session): ordinary commands must keep standard error quiet.
-QString runtimeDirectory()
-{
-    const QString configured = qEnvironmentVariable("XDG_RUNTIME_DIR");
-    if (!configured.isEmpty())
-        return configured;
-    const uid_t uid = ::geteuid();
-    const struct passwd *account = ::getpwuid(uid);
-    const QString user = account && account->pw_name && *account->pw_name ? QFile::decodeName(account->pw_name)
-                                                                            : QString::number(uid);
-    const QString fallback = QDir::tempPath() + QStringLiteral("/runtime-") + user;
-    // Private, as a runtime folder is: the device sockets are the user's alone. An existing folder
-    // is left as it is.
-    ::mkdir(QFile::encodeName(fallback).constData(), 0700);
-    return fallback;
-}
-
-} // namespace
-
-QString kdDeviceDirectory()
+QString kdDeviceDirectory(VLError *error)
 {
     const QString configured = qEnvironmentVariable("KALVEX_DEVICE_DIR");
     if (!configured.isEmpty())
         return QDir::cleanPath(configured);
-    return QDir::cleanPath(runtimeDirectory() + QStringLiteral("/kalvex/devices"));
+    QString problem;
+    const QString runtime = vlRuntimeFolder(&problem);
+    if (runtime.isEmpty()) {
+        if (error)
+            *error = kdError(KDErrorDeviceFolderRefused, problem);
+        return {};
+    }
+    return QDir::cleanPath(runtime + QStringLiteral("/kalvex/devices"));
+}
+
+bool kdPrepareDeviceDirectory(const QString &path, VLError *error)
+{
+    // Not repaired but refused: someone else may have put sockets in it already. Its parents are
+    // safe when it is in the runtime folder, which kdDeviceDirectory() checked.
+    const QString problem = vlPreparePrivateFolder(path, VLWiderPermissions::Refuse);
+    if (problem.isEmpty())
+        return true;
+    if (error)
+        *error = kdError(KDErrorDeviceFolderRefused, problem);
+    return false;
 }
 
 QString kdDeviceSocketFileName(const QString &serialNumber)

@@ -1,13 +1,19 @@
 #pragma once
 
+#include "VLError.h"
+
 #include <QString>
 #include <QtGlobal>
 
 // Where devices offer their sockets: the folder named by KALVEX_DEVICE_DIR, or "kalvex/devices" in
 // the user's runtime folder ($XDG_RUNTIME_DIR, else "runtime-<user>" in the temporary folder). Each
 // device listens on "<serial number>.sock" there; other names (a leading dot, another extension)
-// are not device sockets.
-QString kdDeviceDirectory();
+// are not device sockets. Empty with *error when the runtime folder cannot be used.
+QString kdDeviceDirectory(VLError *error = nullptr);
+// Whoever can put a socket in the device folder is taken for a device, so the folder is used only
+// when it is the user's alone: created with mode 0700 when absent (with "kalvex" above it), else it
+// must belong to the user and have mode 0700. Otherwise false, and *error names the folder and why.
+bool kdPrepareDeviceDirectory(const QString &path, VLError *error);
 QString kdDeviceSocketFileName(const QString &serialNumber);
 bool kdIsDeviceSocketFileName(const QString &fileName);
 

@@ -1,14 +1,13 @@
 #include "KDDeviceObserver.h"
 
 #include "KDDeviceCenter.h"
-#include "KDDeviceDirectory.h"
 
 KDDeviceObserver::KDDeviceObserver(const QString &deviceName, const QString &deviceDirectory, QObject *parent)
     : QObject(parent)
     , m_deviceName(deviceName)
 {
     KDDeviceCenter *center = KDDeviceCenter::defaultCenter();
-    center->watchDirectory(deviceDirectory.isEmpty() ? kdDeviceDirectory() : deviceDirectory);
+    center->watchDirectory(deviceDirectory);
     connect(center, &KDDeviceCenter::deviceArrived, this,
             [this](const KDDevicePtr &device) { later([this, device] { considerArrival(device); }); });
     connect(center, &KDDeviceCenter::deviceUpdated, this,

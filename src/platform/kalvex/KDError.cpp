@@ -27,6 +27,9 @@ VLError kdError(KDErrorCode code, const QString &detail)
     case KDErrorBadCommand:
         text = QCoreApplication::translate("KDDevice", "The command is not valid.");
         break;
+    case KDErrorDeviceFolderRefused:
+        text = QCoreApplication::translate("KDDevice", "Devices are not looked for.");
+        break;
     }
     if (!detail.isEmpty())
         text += QLatin1Char(' ') + detail;

@@ -15,6 +15,7 @@ enum KDErrorCode : qint64 {
     KDErrorRebootTimedOut = 5,     // the device did not come back from "Reboot" in time
     KDErrorPayloadUnreadable = 6,  // the command's payload file could not be mapped
     KDErrorBadCommand = 7,         // no command, or a command without a name
+    KDErrorDeviceFolderRefused = 8, // the device folder is not the user's alone
 };
 
 VLError kdError(KDErrorCode code, const QString &detail = {});

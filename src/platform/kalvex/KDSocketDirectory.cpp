@@ -17,8 +17,6 @@ KDSocketDirectory::KDSocketDirectory(const QString &path, QObject *parent)
     : QObject(parent)
     , m_path(path)
 {
-    if (QDir().mkpath(path))
-        QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     connect(&m_watcher, &QFileSystemWatcher::directoryChanged, this, &KDSocketDirectory::rescan);
     rescan();
 }

@@ -11,7 +11,8 @@
 
 class KDSocketLink;
 
-// Watches one device folder (through the file system's change notifications, no polling), connects
+// Watches one device folder, prepared by kdPrepareDeviceDirectory() (through the file system's
+// change notifications, no polling), connects
 // to each device socket that appears and waits for the device's "Hello". A socket whose connection
 // fails for good is left alone until a new socket file takes its name.
 class KDSocketDirectory : public QObject
