@@ -68,8 +68,12 @@ void VLSyncManager::endRun()
 {
     ++m_stepToken;
     m_commandStepTokens.clear();
-    if (m_downloadManager)
+    if (m_downloadManager) {
         m_downloadManager->cancel();
+        // A queue paused by a cancel or a stall is not running, so cancel() leaves it as it was;
+        // its files would otherwise come back with the next run, selected or not.
+        m_downloadManager->discardWaitingDownloads();
+    }
     if (m_deviceFileDownload) {
         m_deviceFileDownload->setDelegate(nullptr);
         m_deviceFileDownload->cancel();

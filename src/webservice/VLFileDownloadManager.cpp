@@ -95,6 +95,14 @@ void VLFileDownloadManager::cancel()
         delegate->downloadManagerDidCompleteAllDownloads(this);
 }
 
+void VLFileDownloadManager::discardWaitingDownloads()
+{
+    if (m_isRunning)
+        return;
+    QMutexLocker locker(&m_lock);
+    _filesToDownload.clear();
+}
+
 void VLFileDownloadManager::_pingQueue()
 {
     if (!m_isRunning || m_currentDownload)

@@ -48,6 +48,8 @@ public:
     void pause();
     // Empties the list, stops the running download and reports that all downloads are complete.
     void cancel();
+    // Empties the list of a paused queue, without a report: what a paused run left waiting.
+    void discardWaitingDownloads();
 
 private:
     void fileDownloadDidBegin(VLFileDownload *download) override;

@@ -66,6 +66,19 @@ bool E2EFixture::runPreliminaryAndFullSync()
     return runFullSync();
 }
 
+bool E2EFixture::syncOnlyTheFandeck(const QString &sku)
+{
+    const VLSyncFileInfoPtr onDevice = manager->syncInfo()->deviceFileWithSKU(sku);
+    const VLSyncFileInfoPtr local = onDevice ? manager->syncInfo()->localFandeckWithFandeckID(onDevice->fileID()) : nullptr;
+    if (!local) {
+        ADD_FAILURE() << "no fandeck " << qPrintable(sku) << " on the device and the computer";
+        return false;
+    }
+    manager->setUserWantsSyncForFandeckWithID(true, local->fileID());
+    manager->setSyncSelectedFandecksOnly(true);
+    return runPreliminaryAndFullSync();
+}
+
 QVariantList E2EFixture::deviceInventory() const
 {
     const QString path = environment.folder() + QStringLiteral("/inventory.plist");

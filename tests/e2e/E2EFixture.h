@@ -19,6 +19,8 @@ protected:
     // A full sync as the application runs it: the preliminary run first, then the sync.
     bool runPreliminaryAndFullSync();
     bool runFullSync();
+    // Ticks only the fandeck of `sku` (on the device now), turns "selected only" on and syncs.
+    bool syncOnlyTheFandeck(const QString &sku);
     QVariantList deviceInventory() const;
     QVariantMap deviceState() const;
     QJsonObject serviceStats() const;

@@ -148,12 +148,7 @@ TEST_F(E2EFixture, SyncingASelectionDeletesTheRestAndSyncingEverythingNeverDelet
     ASSERT_TRUE(runPreliminaryAndFullSync());
     ASSERT_EQ(bySKU(deviceInventory()).size(), kFandeckSKUs.size() + kDeviceFileSKUs.size());
 
-    const VLSyncFileInfoPtr interiors = manager->syncInfo()->localFandeckWithFandeckID(
-        manager->syncInfo()->deviceFileWithSKU("VLM-FD-INT")->fileID());
-    ASSERT_TRUE(interiors);
-    manager->setUserWantsSyncForFandeckWithID(true, interiors->fileID());
-    manager->setSyncSelectedFandecksOnly(true);
-    ASSERT_TRUE(runPreliminaryAndFullSync());
+    ASSERT_TRUE(syncOnlyTheFandeck("VLM-FD-INT"));
     QStringList fandecksLeft;
     for (const QVariantMap &file : bySKU(deviceInventory())) {
         if (file.value("FileType") == "Fandeck")
@@ -173,12 +168,7 @@ TEST_F(E2EFixture, AStoredFandeckChangedOnDiskNeverReachesTheDeviceAndIsFetchedA
 {
     ASSERT_TRUE(runPreliminaryAndFullSync());
     // Only Interiors: the others leave the device and stay on the computer.
-    const VLSyncFileInfoPtr interiors = manager->syncInfo()->localFandeckWithFandeckID(
-        manager->syncInfo()->deviceFileWithSKU("VLM-FD-INT")->fileID());
-    ASSERT_TRUE(interiors);
-    manager->setUserWantsSyncForFandeckWithID(true, interiors->fileID());
-    manager->setSyncSelectedFandecksOnly(true);
-    ASSERT_TRUE(runPreliminaryAndFullSync());
+    ASSERT_TRUE(syncOnlyTheFandeck("VLM-FD-INT"));
     ASSERT_FALSE(bySKU(deviceInventory()).contains("VLM-FD-WHITES"));
 
     // The stored copy changes, its length kept.

@@ -1,4 +1,5 @@
 #include "E2EFixture.h"
+#include "VLSyncStallWatchdog.h"
 
 #include <QDir>
 #include <QFile>
@@ -101,11 +102,12 @@ TEST_F(E2EFixture, AFandeckTheServiceRefusesHoldsTheDownloadStepUntilTheUserCanc
         EXPECT_FALSE(installed.contains(sku)) << qPrintable(sku);
     EXPECT_EQ(installed.size() + waiting.size(), 5);
 
-    // The user cancels.
-    manager->setIsCancellingSync(true);
-    manager->cancelSync();
+    // The user cancels, as the tray's Cancel Sync and the command line's Ctrl-C do: the files still
+    // waiting go with the run, so the next sync asks for what it then needs, nothing else.
+    vlCancelSync(manager);
     ASSERT_TRUE(delegate.waitForFinish(5000));
     QTest::qWait(300);
+    EXPECT_TRUE(downloads->downloads().isEmpty()) << "still queued: " << qPrintable(skusOf(downloads->downloads()).join(' '));
     EXPECT_EQ(delegate.events, QStringList({"beginSync", "finishSync"}));
     EXPECT_TRUE(delegate.wasCancelledAtFinish);
     EXPECT_EQ(delegate.statusAtFinish, 0);
