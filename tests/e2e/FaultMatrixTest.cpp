@@ -52,6 +52,7 @@ enum class Kind {
     Tampered,      // the service serves other bytes of the same length for the SKU Target
     ForgedRecord,  // a field of the SKU Target's record changed after it was signed
     ForeignSigner, // the SKU Target's record signed by a key nobody trusts
+    UnsignedWhenRequired, // the SKU Target's record without signature, with "require-signed" on
     ReplacedFile,  // the service gives no validators and cuts file Target at 100,000 bytes; the file
                    // is then replaced at the same URL, and the next sync must install the new one
 };
@@ -206,6 +207,9 @@ QList<FaultRow> serviceRows()
          {"VLM-FD-ACCENT"}},
         {"Bootloader_recordChangedAfterSigning", Kind::ForgedRecord, "TX350-BL", "", "", 0, {1},
          "Error code 2, The signature of .* does not verify against any trusted key", {"TX350-FW"}, {"TX350-BL"}},
+        // The repaired sync keeps signatures required: a signed catalog passes whole.
+        {"Firmware_unsignedWhenSignaturesAreRequired", Kind::UnsignedWhenRequired, "TX350-FW", "", "", 0, {1},
+         "Error code 3, The service did not sign TX350 Firmware 2.4", kFandeckSKUs, {"TX350-FW"}},
         {"Fandeck_signedByAnUntrustedKey", Kind::ForeignSigner, "VLM-FD-WHITES", "", "", 0, {1},
          "Error code 2, The signature of .* does not verify against any trusted key", {"VLM-FD-INT"}, {"VLM-FD-WHITES"}},
         // Nothing outside http(s) is fetched, whatever the file list names.
@@ -406,6 +410,9 @@ bool FaultMatrix::inject(const FaultRow &row)
         return keepCatalog(row.target) && editRecord(row.target, [](QJsonObject &record, const QString &) {
                    record.insert("VersionString", "9.9");
                });
+    case Kind::UnsignedWhenRequired:
+        return runTintera({"settings", "require-signed", "on"}).exitCode == 0 && keepCatalog(row.target)
+            && editRecord(row.target, [](QJsonObject &record, const QString &) { record.remove("Signature"); });
     case Kind::ForeignSigner:
         return keepCatalog(row.target) && editRecord(row.target, [](QJsonObject &record, const QString &) {
                    const QByteArray foreign = VLRecordSigning::privateKeyPemFromSeed(QByteArray(32, 'x'));
