@@ -30,6 +30,12 @@ VLError kdError(KDErrorCode code, const QString &detail)
     case KDErrorDeviceFolderRefused:
         text = QCoreApplication::translate("KDDevice", "Devices are not looked for.");
         break;
+    case KDErrorAnswerTooLarge:
+        text = QCoreApplication::translate("KDDevice", "The device sent an answer that is too large.");
+        break;
+    case KDErrorCommandTooSlow:
+        text = QCoreApplication::translate("KDDevice", "The device answered too slowly.");
+        break;
     }
     if (!detail.isEmpty())
         text += QLatin1Char(' ') + detail;

@@ -33,7 +33,7 @@ public:
     {
         if (m_closed)
             return;
-        emit activity();
+        emit activity(qint64(data.size()) + 1);
         emit frameReceived(KDFrame{header, data.isNull() ? KDPayload() : KDPayload(data)});
     }
 
