@@ -261,10 +261,7 @@ void KDDevice::linkLost(const VLError &reason)
         return;
     const bool rebooting = std::any_of(m_pending.cbegin(), m_pending.cend(),
                                        [](const Pending &pending) { return pending.isReboot; });
-    const bool brokeTheProtocol = reason.domain() == KDErrorDomain
-                               && (reason.code() == KDErrorBadFrame || reason.code() == KDErrorAnswerTooLarge
-                                   || reason.code() == KDErrorCommandTooSlow);
-    if (rebooting && !brokeTheProtocol) {
+    if (rebooting && !kdIsProtocolError(reason)) {
         VL_LOG("%@: rebooting, waiting up to %d ms", m_serialNumber, m_rebootTimeLimit);
         answerAll(kdError(KDErrorDeviceDisconnected), false);
         m_state = State::Rebooting;
@@ -370,7 +367,8 @@ void KDDevice::commandTimerFired()
         if (it->lastProgress + m_commandTimeLimit > now)
             continue;
         // Bytes still coming in the second half of the time without progress: a trickle. The
-        // stream is in the middle of a frame that nothing else gets past, so the link goes.
+        // stream is in the middle of a frame that nothing else gets past, so the link goes too,
+        // once the command has its answer (the removal would otherwise overtake it).
         if (m_lastBytesAt - it->lastProgress > m_commandTimeLimit / 2) {
             const VLError error = kdError(
                 KDErrorCommandTooSlow,
@@ -379,8 +377,9 @@ void KDDevice::commandTimerFired()
                     .arg(m_bytesSinceProgress)
                     .arg(double(now - it->lastProgress) / 1000.0)
                     .arg(kMinimumProgressBytes));
-            dropLink();
-            linkLost(error);
+            answer(it.key(), error);
+            QMetaObject::invokeMethod(
+                this, [link = m_link, error] { if (link) link->close(error); }, Qt::QueuedConnection);
             return;
         }
         expired.append(it.key());

@@ -20,6 +20,8 @@ public:
 
     // Hands one frame to the other side. Delivery is asynchronous; a failure shows as lost().
     virtual void send(const KDFrame &frame) = 0;
+    // Closes the link and reports it lost with the reason (once).
+    virtual void close(const VLError &reason) = 0;
     // Bounds each frame from the device before it is collected (see KDFrameReader); a frame over
     // its bound closes the link. Links that are handed whole frames have nothing to bound.
     using FrameLimit = std::function<KDWire::FrameLimit(const QVariantMap &header)>;

@@ -41,3 +41,9 @@ VLError kdError(KDErrorCode code, const QString &detail)
         text += QLatin1Char(' ') + detail;
     return VLError(KDErrorDomain, code, text);
 }
+
+bool kdIsProtocolError(const VLError &error)
+{
+    return error.domain() == KDErrorDomain
+        && (error.code() == KDErrorBadFrame || error.code() == KDErrorAnswerTooLarge || error.code() == KDErrorCommandTooSlow);
+}

@@ -21,3 +21,6 @@ enum KDErrorCode : qint64 {
 };
 
 VLError kdError(KDErrorCode code, const QString &detail = {});
+// The device broke the protocol (unreadable frames, an answer over its bound, a trickle): its link
+// is dropped and the device is not taken on again over the same socket.
+bool kdIsProtocolError(const VLError &error);

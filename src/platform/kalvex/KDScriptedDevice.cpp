@@ -37,7 +37,7 @@ public:
         emit frameReceived(KDFrame{header, data.isNull() ? KDPayload() : KDPayload(data)});
     }
 
-    void close(const VLError &reason)
+    void close(const VLError &reason) override
     {
         if (m_closed)
             return;

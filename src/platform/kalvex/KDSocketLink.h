@@ -17,8 +17,7 @@ public:
 
     void send(const KDFrame &frame) override;
     void setFrameLimit(FrameLimit limit) override;
-    // Closes the connection and reports the link lost with the reason (once).
-    void close(const VLError &reason);
+    void close(const VLError &reason) override;
 
     const QString &socketPath() const { return m_path; }
     // Why the socket closed (ConnectionRefusedError for a socket file nobody listens on).
