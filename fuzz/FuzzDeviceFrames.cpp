@@ -5,7 +5,6 @@
 #include "KDDevice.h"
 #include "KDFrameReader.h"
 #include "KDMeasurement.h"
-#include "KDSocketLink.h"
 #include "KDWireProtocol.h"
 #include "TinteraFuzzTargets.h"
 
@@ -84,7 +83,13 @@ int tinteraFuzzDeviceFrames(const uint8_t *data, size_t size)
     // The first byte says how large the pieces are in which the rest arrives.
     const qint64 piece = data[0] == 0 ? qint64(size) : qint64(data[0]);
     TrickleDevice stream(tinteraFuzzBytes(data + 1, size - 1));
-    KDFrameReader reader(KDSocketLink::kMaxPayloadInMemory);
+    KDFrameReader reader(KDWire::kLargestAnswerLimit);
+    // As a device's link bounds them: the frame's "Command" stands for the command answered.
+    reader.setFrameLimit([](const QVariantMap &header) {
+        return KDWire::FrameLimit{header.isEmpty() ? KDWire::kLargestAnswerLimit
+                                                   : KDWire::answerLimit(header.value(KDWire::CommandKey).toString()),
+                                  QStringLiteral("The frame")};
+    });
     stream.release(piece);
     for (;;) {
         const KDFrameReader::Result result = reader.readFrom(&stream);

@@ -79,10 +79,8 @@ void TinteraSyncRunner::endRun(bool cancelled)
     m_outcome.finished = true;
     m_outcome.cancelled = cancelled;
     reportNewErrors();
-    if (m_manager) {
-        m_outcome.errors = m_manager->errors();
+    if (m_manager)
         m_outcome.deviceLost = !m_manager->device();
-    }
     m_loop->quit();
 }
 
@@ -98,11 +96,17 @@ void TinteraSyncRunner::reportNewErrors()
     if (!m_manager || !m_loop)
         return;
     const QList<VLError> errors = m_manager->errors();
-    // A run that starts over clears the list.
-    if (errors.size() < m_errorsReported)
+    // A run that starts over clears the list; a device that goes takes the list with it, but what
+    // it had collected until then is still why the run ended as it did.
+    if (errors.size() < m_errorsReported) {
         m_errorsReported = 0;
-    for (qsizetype i = m_errorsReported; i < errors.size(); ++i)
+        if (m_manager->device())
+            m_outcome.errors.clear();
+    }
+    for (qsizetype i = m_errorsReported; i < errors.size(); ++i) {
         m_observer->errorCollected(errors.at(i));
+        m_outcome.errors.append(errors.at(i));
+    }
     m_errorsReported = errors.size();
 }
 

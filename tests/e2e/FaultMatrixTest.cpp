@@ -41,7 +41,7 @@
 namespace {
 
 enum class Kind {
-    Device,        // tintera-devsim fault: Fault is error | disconnect | garbage | no-answer
+    Device,        // tintera-devsim fault: Fault is error | disconnect | garbage | no-answer | trickle=MS
     Service,       // tintera-cloudsim fault: Target and Fault are its target and items
     UnpublishedService, // as Service, and the record of the SKU When has no checksum nor signature
     StaleDownload, // a stale file of the name of Target waits in the downloads folder
@@ -166,6 +166,10 @@ QList<FaultRow> deviceRows()
             rows.append(row);
         }
     }
+    // Bytes that keep coming, too few to be progress: the command ends at its time limit all the
+    // same, with what it is, and nothing of the answer is held beyond its bound.
+    rows.append({"GetMeasurements_trickle", Kind::Device, "GetMeasurements", "trickle=100", "", 0, {1, 3},
+                 "GetMeasurements moved only [0-9]+ bytes in", {}, {}, 64});
     return rows;
 }
 
@@ -359,7 +363,10 @@ bool FaultMatrix::inject(const FaultRow &row)
     VLError error;
     switch (row.kind) {
     case Kind::Device: {
-        QStringList arguments{"fault", "--serial", serial, "--command", row.target, "--" + QString::fromLatin1(row.fault)};
+        // A fault with a value is written KIND=VALUE.
+        const QStringList fault = QString::fromLatin1(row.fault).split('=');
+        QStringList arguments{"fault", "--serial", serial, "--command", row.target, "--" + fault.first()};
+        arguments += fault.mid(1);
         if (QByteArray(row.fault) == "error")
             arguments += {"-77", "--message", QStringLiteral("injected fault in %1").arg(row.target)};
         if (*row.when)

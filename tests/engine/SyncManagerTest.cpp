@@ -330,3 +330,39 @@ TEST_F(ManagerFixture, ALateCompletionAfterACancelDoesNotStartTheStepsAgain)
     EXPECT_FALSE(manager->isInSync());
     EXPECT_EQ(commandNames().count("EndSync"), 1) << qPrintable(commandNames().join(' '));
 }
+
+// wscache.plist is read whole by every offline sync: a list past the bound is not written, and a
+// file past the bound (not one this program wrote) is not read.
+TEST_F(ManagerFixture, TheServiceCacheStaysWithinItsBounds)
+{
+    auto files = [](qsizetype count) {
+        VLSyncFileList list;
+        for (qsizetype i = 0; i < count; ++i)
+            list.append(VLSyncFileInfo::initWithDictionary(
+                {{"FileID", QStringLiteral("F%1").arg(i)}, {"FileType", "Fandeck"}, {"VersionString", "1.0"}}));
+        return list;
+    };
+    const QString cache = manager->pathForDeviceWebServiceCache();
+    manager->syncWebServiceCacheWithFiles(files(2));
+    ASSERT_TRUE(QFile::exists(cache));
+    manager->syncWebServiceCacheWithFiles(files(VLSyncManager::kMaximumCachedServiceFiles + 1));
+    EXPECT_FALSE(QFile::exists(cache)) << "a list past the bound was written (or the old one kept)";
+
+    struct Case
+    {
+        const char *name;
+        qint64 padding; // whitespace after the list
+        qsizetype read; // entries taken from it
+    };
+    for (const Case &c : {Case{"within", 0, 2}, Case{"over", VLSyncManager::kMaximumServiceCacheBytes, 0}}) {
+        manager->syncWebServiceCacheWithFiles(files(2));
+        QFile file(cache);
+        ASSERT_TRUE(file.open(QIODevice::Append));
+        ASSERT_TRUE(file.write(QByteArray(c.padding, ' ')) == c.padding);
+        file.close();
+        manager->gatherPrelimiaryInfo();
+        ASSERT_TRUE(delegate.waitForFinish()) << c.name;
+        EXPECT_EQ(manager->syncInfo()->webServiceFiles().size(), c.read) << c.name;
+        delegate.events.clear();
+    }
+}

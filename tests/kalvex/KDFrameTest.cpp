@@ -179,3 +179,45 @@ TEST(KDFrames, APeerThatGoesAwayMidPayloadFailsTheWriterOnce)
         QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
     EXPECT_EQ(failures, 1);
 }
+
+// Each answer is bounded by what its command can need, and one over its bound is refused once its
+// lengths (or its header) are in: none of its payload is read.
+TEST(KDFrames, AnswersOverTheirCommandsBoundAreRefusedUnread)
+{
+    struct Case
+    {
+        const char *command;
+        quint64 payload;
+        bool refused;
+    };
+    const quint64 ordinary = KDWire::kOrdinaryAnswerLimit;
+    for (const Case &c : {Case{"EndSync", 100, false}, Case{"EndSync", ordinary, true}, Case{"SetClock", quint64(1) << 31, true},
+                          Case{"GetFiles", 2 * ordinary, false}, Case{"GetFiles", KDWire::kLargestAnswerLimit, true},
+                          Case{"Download", 32 * ordinary, false}, Case{"Download", quint64(1) << 62, true}}) {
+        KDFrameReader reader(KDWire::kLargestAnswerLimit);
+        // As a device's link asks: the bound of the command the header answers.
+        reader.setFrameLimit([&](const QVariantMap &header) {
+            const QString command = QString::fromLatin1(c.command);
+            return KDWire::FrameLimit{header.isEmpty() ? KDWire::kLargestAnswerLimit : KDWire::answerLimit(command),
+                                      QStringLiteral("The answer to %1").arg(command)};
+        });
+        QBuffer stream;
+        stream.open(QIODevice::ReadWrite);
+        const QByteArray firstBytes(4096, 'x');
+        stream.write(KDWire::encodeFrameStart({{KDWire::KindKey, KDWire::KindResponse}, {KDWire::IdKey, 1}}, c.payload)
+                     + firstBytes.left(qsizetype(std::min<quint64>(c.payload, firstBytes.size()))));
+        stream.seek(0);
+        const KDFrameReader::Result result = reader.readFrom(&stream);
+        if (!c.refused) {
+            EXPECT_NE(result, KDFrameReader::Result::Failed) << c.command << " " << c.payload;
+            continue;
+        }
+        EXPECT_EQ(result, KDFrameReader::Result::Failed) << c.command << " " << c.payload;
+        EXPECT_EQ(reader.error().code(), KDErrorAnswerTooLarge);
+        EXPECT_TRUE(reader.error().localizedDescription().contains(QStringLiteral("The answer to %1 has").arg(c.command)))
+            << qPrintable(reader.error().localizedDescription());
+        // Refused at its lengths (the header unread too) or at its header.
+        EXPECT_GE(stream.bytesAvailable(), qint64(std::min<quint64>(c.payload, firstBytes.size())))
+            << c.command << ": the payload was read";
+    }
+}

@@ -16,6 +16,8 @@
 #include <QTextStream>
 #include <QTimer>
 
+#include <memory>
+
 namespace {
 
 qint64 s_incomingCounter = 0;
@@ -239,6 +241,7 @@ void DevsimConnection::processNext()
         return;
     case DevsimFault::Kind::NulKey:
     case DevsimFault::Kind::HugeNumbers:
+    case DevsimFault::Kind::Trickle:
         carryOut(incoming);
         return;
     }
@@ -261,6 +264,10 @@ void DevsimConnection::carryOut(const Incoming &incoming)
     const DevsimFault::Kind fault = incoming.fault ? incoming.fault->kind : DevsimFault::Kind::Error;
     if (fault == DevsimFault::Kind::HugeNumbers)
         makeNumbersHuge(&answer);
+    if (fault == DevsimFault::Kind::Trickle) {
+        trickle(incoming, answer);
+        return;
+    }
     const qint64 before = m_stream->totalWritten();
     respond(incoming.id, answer, fault == DevsimFault::Kind::NulKey);
     logTraffic(incoming.request.name, incoming.frameBytes, m_stream->totalWritten() - before, clock.nsecsElapsed() / 1000,
@@ -268,16 +275,46 @@ void DevsimConnection::carryOut(const Incoming &incoming)
     finish(incoming);
 }
 
-void DevsimConnection::respond(qint64 id, const DevsimAnswer &answer, bool withNulKey)
+namespace {
+
+QVariantMap responseHeader(qint64 id, const DevsimAnswer &answer, const QVariantMap &attributes)
 {
     QVariantMap header{{KDWire::KindKey, KDWire::KindResponse},
                        {KDWire::IdKey, id},
                        {KDWire::HasDataKey, answer.hasData},
-                       {KDWire::AttributesKey, m_device->model().attributes()}};
+                       {KDWire::AttributesKey, attributes}};
     if (!answer.error.isNull())
         header.insert(KDWire::ErrorKey, KDWire::dictionaryFromError(answer.error));
     if (!answer.measurements.isEmpty())
         header.insert(KDWire::MeasurementsKey, answer.measurements);
+    return header;
+}
+
+} // namespace
+
+void DevsimConnection::trickle(const Incoming &incoming, const DevsimAnswer &answer)
+{
+    const QByteArray payload = answer.hasData ? answer.payload.toByteArray() : QByteArray();
+    const QByteArray frame =
+        KDWire::encodeFrameStart(responseHeader(incoming.id, answer, m_device->model().attributes()), quint64(payload.size()))
+        + payload;
+    auto *timer = new QTimer(this);
+    auto sent = std::make_shared<qsizetype>(0);
+    connect(timer, &QTimer::timeout, this, [this, timer, sent, frame, incoming] {
+        if (m_closed || *sent >= frame.size()) {
+            timer->deleteLater();
+            if (!m_closed)
+                finish(incoming);
+            return;
+        }
+        m_writer->enqueueRaw(frame.mid((*sent)++, 1));
+    });
+    timer->start(incoming.fault->milliseconds);
+}
+
+void DevsimConnection::respond(qint64 id, const DevsimAnswer &answer, bool withNulKey)
+{
+    const QVariantMap header = responseHeader(id, answer, m_device->model().attributes());
     if (withNulKey)
         m_writer->enqueueRaw(frameWithNulKey(header));
     else

@@ -54,6 +54,8 @@ private:
     void processNext();
     void carryOut(const Incoming &incoming);
     void respond(qint64 id, const DevsimAnswer &answer, bool withNulKey = false);
+    // The answer one byte at a time; the next command waits until its last byte is out.
+    void trickle(const Incoming &incoming, const DevsimAnswer &answer);
     void logTraffic(const QString &command, qint64 bytesIn, qint64 bytesOut, qint64 micros, qint64 at);
     void finish(const Incoming &incoming);
     void protocolError(const QString &detail);

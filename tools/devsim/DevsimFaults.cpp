@@ -34,6 +34,8 @@ QString DevsimFault::kindName(Kind kind)
         return QStringLiteral("nul-key");
     case Kind::HugeNumbers:
         return QStringLiteral("huge-numbers");
+    case Kind::Trickle:
+        return QStringLiteral("trickle");
     }
     return {};
 }
@@ -41,7 +43,7 @@ QString DevsimFault::kindName(Kind kind)
 std::optional<DevsimFault::Kind> DevsimFault::kindFromName(const QString &name)
 {
     for (Kind kind : {Kind::Error, Kind::Delay, Kind::Disconnect, Kind::NoAnswer, Kind::Garbage, Kind::NulKey,
-                      Kind::HugeNumbers}) {
+                      Kind::HugeNumbers, Kind::Trickle}) {
         if (kindName(kind) == name)
             return kind;
     }

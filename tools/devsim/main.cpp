@@ -8,7 +8,7 @@
 //                             [--tag TEXT] [--audio FILE.wav] [--date SECONDS]
 //   tintera-devsim fault      --state DIR --serial SERIAL --command NAME
 //                             (--error CODE [--message TEXT] | --delay MS | --disconnect | --no-answer | --garbage
-//                              | --nul-key | --huge-numbers)
+//                              | --nul-key | --huge-numbers | --trickle MS)
 //                             [--times N] [--when KEY=VALUE] [--after N]
 //   tintera-devsim fault      --state DIR --serial SERIAL --clear
 //   tintera-devsim unplug|plug --state DIR --serial SERIAL
@@ -302,6 +302,8 @@ int fault(const QStringList &arguments)
                               QStringLiteral("Answer (or greet, for the command Hello) with a header whose key holds a NUL."));
     QCommandLineOption hugeNumbers(QStringLiteral("huge-numbers"),
                                    QStringLiteral("Answer with numbers beyond any integer or date (GetFiles, GetMeasurements)."));
+    QCommandLineOption trickle(QStringLiteral("trickle"), QStringLiteral("Answer one byte every MS milliseconds."),
+                               QStringLiteral("MS"));
     QCommandLineOption times(QStringLiteral("times"), QStringLiteral("Commands hit (0: all; default 1)."), QStringLiteral("N"));
     QCommandLineOption clear(QStringLiteral("clear"), QStringLiteral("Remove every fault."));
     QCommandLineOption when(QStringLiteral("when"), QStringLiteral("Only commands with this argument (e.g. FileType=Fandeck)."),
@@ -309,7 +311,7 @@ int fault(const QStringList &arguments)
     QCommandLineOption after(QStringLiteral("after"), QStringLiteral("Let this many matching commands pass first."),
                              QStringLiteral("N"));
     command.parser.addOptions({command.serial, name, error, message, delay, disconnect, noAnswer, garbage, nulKey, hugeNumbers,
-                               times, clear, when, after});
+                               trickle, times, clear, when, after});
     if (!command.parse(arguments, true))
         return kUsage;
     const DevsimStore store = command.store();
@@ -322,7 +324,8 @@ int fault(const QStringList &arguments)
     bool ok = true;
     const int kinds = int(command.parser.isSet(error)) + int(command.parser.isSet(delay)) + int(command.parser.isSet(disconnect))
                     + int(command.parser.isSet(noAnswer)) + int(command.parser.isSet(garbage))
-                    + int(command.parser.isSet(nulKey)) + int(command.parser.isSet(hugeNumbers));
+                    + int(command.parser.isSet(nulKey)) + int(command.parser.isSet(hugeNumbers))
+                    + int(command.parser.isSet(trickle));
     if (injected.command.isEmpty() || kinds != 1)
         return fail(QStringLiteral("--command and exactly one kind of fault are required"), kUsage);
     if (command.parser.isSet(error)) {
@@ -336,6 +339,10 @@ int fault(const QStringList &arguments)
         injected.kind = DevsimFault::Kind::Disconnect;
     } else if (command.parser.isSet(noAnswer)) {
         injected.kind = DevsimFault::Kind::NoAnswer;
+    } else if (command.parser.isSet(trickle)) {
+        injected.kind = DevsimFault::Kind::Trickle;
+        injected.milliseconds = command.parser.value(trickle).toInt(&ok);
+        ok = ok && injected.milliseconds > 0;
     } else if (command.parser.isSet(nulKey)) {
         injected.kind = DevsimFault::Kind::NulKey;
     } else if (command.parser.isSet(hugeNumbers)) {
@@ -348,7 +355,7 @@ int fault(const QStringList &arguments)
     if (ok && command.parser.isSet(after))
         injected.after = command.parser.value(after).toInt(&ok);
     if (!ok || injected.times < 0 || injected.after < 0)
-        return fail(QStringLiteral("--error, --delay, --times and --after take numbers"), kUsage);
+        return fail(QStringLiteral("--error, --delay, --trickle, --times and --after take numbers"), kUsage);
     if (command.parser.isSet(when)) {
         const QString condition = command.parser.value(when);
         const qsizetype equals = condition.indexOf(QLatin1Char('='));

@@ -137,6 +137,26 @@ void KDDevice::takeLink(KDDeviceLink *link)
     connect(link, &KDDeviceLink::frameReceived, this, &KDDevice::frameReceived);
     connect(link, &KDDeviceLink::activity, this, &KDDevice::linkActivity);
     connect(link, &KDDeviceLink::lost, this, &KDDevice::linkLost);
+    link->setFrameLimit([this](const QVariantMap &header) { return answerLimit(header); });
+}
+
+KDWire::FrameLimit KDDevice::answerLimit(const QVariantMap &header) const
+{
+    if (header.isEmpty()) {
+        // The header is still to come: as much as the hungriest waiting command may get.
+        KDWire::FrameLimit largest{KDWire::kOrdinaryAnswerLimit, tr("A frame from the device")};
+        for (const Pending &pending : m_pending)
+            largest.bytes = std::max(largest.bytes, KDWire::answerLimit(pending.command->name()));
+        if (m_pending.size() == 1)
+            largest.what = tr("The answer to %1").arg(m_pending.first().command->name());
+        else if (!m_pending.isEmpty())
+            largest.what = tr("An answer");
+        return largest;
+    }
+    const auto it = m_pending.constFind(header.value(KDWire::IdKey).toLongLong());
+    if (header.value(KDWire::KindKey).toString() != KDWire::KindResponse || it == m_pending.constEnd())
+        return {KDWire::kOrdinaryAnswerLimit, tr("A frame from the device")};
+    return {KDWire::answerLimit(it->command->name()), tr("The answer to %1").arg(it->command->name())};
 }
 
 void KDDevice::dropLink()
@@ -213,14 +233,25 @@ void KDDevice::frameReceived(const KDFrame &frame)
     QByteArray data = hasData ? frame.payload.toByteArray() : QByteArray();
     if (hasData && data.isNull())
         data = QByteArray("");
+    // A device answering one command after the other keeps the others' time going.
+    markProgress();
     answer(id, KDWire::errorFromDictionary(header.value(KDWire::ErrorKey)), data, measurements);
 }
 
-void KDDevice::linkActivity()
+void KDDevice::linkActivity(qint64 bytes)
+{
+    m_lastBytesAt = m_clock.elapsed();
+    m_bytesSinceProgress += bytes;
+    if (m_bytesSinceProgress >= kMinimumProgressBytes)
+        markProgress();
+}
+
+void KDDevice::markProgress()
 {
     const qint64 now = m_clock.elapsed();
+    m_bytesSinceProgress = 0;
     for (Pending &pending : m_pending)
-        pending.lastActivity = now;
+        pending.lastProgress = now;
 }
 
 void KDDevice::linkLost(const VLError &reason)
@@ -230,7 +261,7 @@ void KDDevice::linkLost(const VLError &reason)
         return;
     const bool rebooting = std::any_of(m_pending.cbegin(), m_pending.cend(),
                                        [](const Pending &pending) { return pending.isReboot; });
-    if (rebooting && reason.code() != KDErrorBadFrame) {
+    if (rebooting && !kdIsProtocolError(reason)) {
         VL_LOG("%@: rebooting, waiting up to %d ms", m_serialNumber, m_rebootTimeLimit);
         answerAll(kdError(KDErrorDeviceDisconnected), false);
         m_state = State::Rebooting;
@@ -318,7 +349,7 @@ void KDDevice::armCommandTimer()
     qint64 earliest = std::numeric_limits<qint64>::max();
     if (m_state == State::Available) {
         for (const Pending &pending : std::as_const(m_pending))
-            earliest = std::min(earliest, pending.lastActivity);
+            earliest = std::min(earliest, pending.lastProgress);
     }
     if (earliest == std::numeric_limits<qint64>::max()) {
         m_commandTimer.stop();
@@ -333,8 +364,25 @@ void KDDevice::commandTimerFired()
     const qint64 now = m_clock.elapsed();
     QList<qint64> expired;
     for (auto it = m_pending.cbegin(); it != m_pending.cend(); ++it) {
-        if (it->lastActivity + m_commandTimeLimit <= now)
-            expired.append(it.key());
+        if (it->lastProgress + m_commandTimeLimit > now)
+            continue;
+        // Bytes still coming in the second half of the time without progress: a trickle. The
+        // stream is in the middle of a frame that nothing else gets past, so the link goes too,
+        // once the command has its answer (the removal would otherwise overtake it).
+        if (m_lastBytesAt - it->lastProgress > m_commandTimeLimit / 2) {
+            const VLError error = kdError(
+                KDErrorCommandTooSlow,
+                tr("%1 moved only %2 bytes in %3 s; at least %4 are needed.")
+                    .arg(it->command->name())
+                    .arg(m_bytesSinceProgress)
+                    .arg(double(now - it->lastProgress) / 1000.0)
+                    .arg(kMinimumProgressBytes));
+            answer(it.key(), error);
+            QMetaObject::invokeMethod(
+                this, [link = m_link, error] { if (link) link->close(error); }, Qt::QueuedConnection);
+            return;
+        }
+        expired.append(it.key());
     }
     for (qint64 id : expired) {
         VL_LOG("%@: %@ timed out", m_serialNumber, m_pending.value(id).command->name());

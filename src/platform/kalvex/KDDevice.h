@@ -2,6 +2,7 @@
 
 #include "KDCommand.h"
 #include "KDCommandResponse.h"
+#include "KDWireProtocol.h"
 #include "VLError.h"
 
 #include <QElapsedTimer>
@@ -50,8 +51,10 @@ public:
     void sendCommand(const KDCommandPtr &command, KDCommandResponseHandler handler);
     QString description() const;
 
-    // Time limits in milliseconds. A command's limit counts from the last bytes that moved on the
-    // device's link, so a long upload that keeps moving does not run out.
+    // Time limits in milliseconds. A command's limit counts from its link's last progress: the
+    // command going out, an answer coming in, or kMinimumProgressBytes moved in either direction.
+    // A long upload that keeps moving does not run out; a device that trickles a byte now and
+    // then does, and is let go (KDErrorCommandTooSlow).
     int commandTimeLimit() const { return m_commandTimeLimit; }
     void setCommandTimeLimit(int milliseconds);
     int rebootTimeLimit() const { return m_rebootTimeLimit; }
@@ -62,6 +65,8 @@ public:
     static void setDefaultCommandTimeLimit(int milliseconds);
     static int defaultRebootTimeLimit();
     static void setDefaultRebootTimeLimit(int milliseconds);
+    // Far below the slowest link a device is attached by, far above what a trickle moves.
+    static constexpr qint64 kMinimumProgressBytes = 4096;
 
     // For the framework's backends. A "Hello" header names a device when it has a serial number.
     static bool isValidHello(const QVariantMap &hello);
@@ -85,7 +90,7 @@ private:
     {
         KDCommandPtr command;
         KDCommandResponseHandler handler;
-        qint64 lastActivity = 0;
+        qint64 lastProgress = 0;
         bool isReboot = false;
     };
 
@@ -94,7 +99,10 @@ private:
     void dropLink();
     void frameReceived(const KDFrame &frame);
     void linkLost(const VLError &reason);
-    void linkActivity();
+    void linkActivity(qint64 bytes);
+    void markProgress();
+    // The bound on a frame from the device: what the answered command can need (KDWire::answerLimit).
+    KDWire::FrameLimit answerLimit(const QVariantMap &header) const;
     void answer(qint64 id, const VLError &error, const QByteArray &data = {}, const KDMeasurementList &measurements = {});
     void answerAll(const VLError &error, bool rebootsToo);
     void updateAttributes(const QVariant &attributes);
@@ -112,6 +120,8 @@ private:
     int m_commandTimeLimit;
     int m_rebootTimeLimit;
     QElapsedTimer m_clock;
+    qint64 m_bytesSinceProgress = 0;
+    qint64 m_lastBytesAt = 0;
     QTimer m_commandTimer;
     QTimer m_rebootTimer;
 };

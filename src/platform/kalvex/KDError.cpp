@@ -30,8 +30,20 @@ VLError kdError(KDErrorCode code, const QString &detail)
     case KDErrorDeviceFolderRefused:
         text = QCoreApplication::translate("KDDevice", "Devices are not looked for.");
         break;
+    case KDErrorAnswerTooLarge:
+        text = QCoreApplication::translate("KDDevice", "The device sent an answer that is too large.");
+        break;
+    case KDErrorCommandTooSlow:
+        text = QCoreApplication::translate("KDDevice", "The device answered too slowly.");
+        break;
     }
     if (!detail.isEmpty())
         text += QLatin1Char(' ') + detail;
     return VLError(KDErrorDomain, code, text);
+}
+
+bool kdIsProtocolError(const VLError &error)
+{
+    return error.domain() == KDErrorDomain
+        && (error.code() == KDErrorBadFrame || error.code() == KDErrorAnswerTooLarge || error.code() == KDErrorCommandTooSlow);
 }

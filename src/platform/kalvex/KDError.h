@@ -16,6 +16,11 @@ enum KDErrorCode : qint64 {
     KDErrorPayloadUnreadable = 6,  // the command's payload file could not be mapped
     KDErrorBadCommand = 7,         // no command, or a command without a name
     KDErrorDeviceFolderRefused = 8, // the device folder is not the user's alone
+    KDErrorAnswerTooLarge = 9,     // an answer larger than its command can need (the link is dropped)
+    KDErrorCommandTooSlow = 10,    // bytes kept coming, too few to count as progress (the link is dropped)
 };
 
 VLError kdError(KDErrorCode code, const QString &detail = {});
+// The device broke the protocol (unreadable frames, an answer over its bound, a trickle): its link
+// is dropped and the device is not taken on again over the same socket.
+bool kdIsProtocolError(const VLError &error);

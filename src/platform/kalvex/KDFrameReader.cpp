@@ -4,6 +4,7 @@
 #include "KDWireProtocol.h"
 #include "VLPropertyList.h"
 
+#include <QCoreApplication>
 #include <QtEndian>
 
 #include <algorithm>
@@ -26,6 +27,23 @@ KDFrameReader::Result KDFrameReader::fail(const QString &detail)
     m_state = State::Failed;
     m_error = kdError(KDErrorBadFrame, detail);
     return Result::Failed;
+}
+
+bool KDFrameReader::withinLimit(const QVariantMap &header)
+{
+    if (!m_limit)
+        return true;
+    const KDWire::FrameLimit limit = m_limit(header);
+    // Two checks: the payload length alone may be near 2^64.
+    if (m_payloadLength <= limit.bytes && m_headerLength + m_payloadLength <= limit.bytes)
+        return true;
+    m_state = State::Failed;
+    m_error = kdError(KDErrorAnswerTooLarge,
+                      QCoreApplication::translate("KDFrameReader", "%1 has %2 bytes; at most %3 are taken.")
+                          .arg(limit.what)
+                          .arg(quint64(m_headerLength) + m_payloadLength)
+                          .arg(limit.bytes));
+    return false;
 }
 
 bool KDFrameReader::startPayload()
@@ -63,6 +81,8 @@ KDFrameReader::Result KDFrameReader::readFrom(QIODevice *stream)
             m_buffer.clear();
             if (m_headerLength == 0 || m_headerLength > KDWire::kMaxHeaderLength)
                 return fail(QStringLiteral("(header length %1)").arg(m_headerLength));
+            if (!withinLimit({}))
+                return Result::Failed;
             m_state = State::Header;
             break;
         }
@@ -82,6 +102,8 @@ KDFrameReader::Result KDFrameReader::readFrom(QIODevice *stream)
             if (header.typeId() != QMetaType::QVariantMap)
                 return fail(QStringLiteral("(the header is not a dictionary)"));
             m_frame = KDFrame{header.toMap(), KDPayload()};
+            if (!withinLimit(m_frame.header))
+                return Result::Failed;
             if (!startPayload())
                 return fail(QStringLiteral("(payload of %1 bytes is too large)").arg(m_payloadLength));
             break;

@@ -48,7 +48,7 @@ void KDFrameWriter::pump()
     if (m_pumping || !m_stream)
         return;
     m_pumping = true;
-    bool moved = false;
+    qint64 moved = 0;
     while (!m_queue.isEmpty() && m_stream->bytesToWrite() < kHighWater) {
         Pending &head = m_queue.head();
         if (head.startWritten < head.start.size()) {
@@ -62,7 +62,7 @@ void KDFrameWriter::pump()
             head.startWritten += n;
             if (n == 0)
                 break;
-            moved = true;
+            moved += n;
             continue;
         }
         const qint64 total = head.payload.size();
@@ -95,14 +95,14 @@ void KDFrameWriter::pump()
             }
             if (n == 0)
                 break;
-            moved = true;
+            moved += n;
             continue;
         }
         m_queue.dequeue();
     }
     m_pumping = false;
-    if (moved)
-        emit progressed();
+    if (moved > 0)
+        emit progressed(moved);
 }
 
 int KDFrameWriter::socketDescriptor() const
@@ -118,7 +118,7 @@ void KDFrameWriter::clear()
     m_writable = nullptr;
 }
 
-bool KDFrameWriter::sendFromFile(Pending &head, bool *moved, bool *broken)
+bool KDFrameWriter::sendFromFile(Pending &head, qint64 *moved, bool *broken)
 {
 #ifdef Q_OS_LINUX
     const int file = kxDataFileDescriptor(head.payload.kxData());
@@ -134,7 +134,7 @@ bool KDFrameWriter::sendFromFile(Pending &head, bool *moved, bool *broken)
         const ssize_t n = ::sendfile(socket, file, &offset, size_t(std::min(kDirectPiece, total - head.payloadWritten)));
         if (n > 0) {
             head.payloadWritten += n;
-            *moved = true;
+            *moved += n;
             continue;
         }
         if (n < 0 && errno == EINTR)

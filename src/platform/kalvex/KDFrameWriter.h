@@ -32,7 +32,7 @@ public:
     static constexpr qint64 kReleaseBatch = 8 * kPieceLength;
 
 signals:
-    void progressed();
+    void progressed(qint64 bytes);
     void failed(const VLError &error);
 
 public slots:
@@ -50,7 +50,7 @@ private:
 
     // Sends the head's payload from its file straight to the socket: false when that way is not
     // open to it (then it goes through the stream); true when it moved what it could.
-    bool sendFromFile(Pending &head, bool *moved, bool *broken);
+    bool sendFromFile(Pending &head, qint64 *moved, bool *broken);
     int socketDescriptor() const;
 
     QPointer<QIODevice> m_stream;

@@ -33,11 +33,11 @@ public:
     {
         if (m_closed)
             return;
-        emit activity();
+        emit activity(qint64(data.size()) + 1);
         emit frameReceived(KDFrame{header, data.isNull() ? KDPayload() : KDPayload(data)});
     }
 
-    void close(const VLError &reason)
+    void close(const VLError &reason) override
     {
         if (m_closed)
             return;

@@ -116,12 +116,12 @@ void KDSocketDirectory::handshakeLost(const QString &socketPath, const VLError &
         return;
     const QLocalSocket::LocalSocketError socketError = entry.link->socketError();
     entry.link->deleteLater();
-    if (reason.code() == KDErrorBadFrame)
+    if (kdIsProtocolError(reason))
         VL_LOG("%@: device refused: %@", socketPath, reason);
     // A socket file can exist a moment before anyone listens on it, or outlive its device.
     const bool refused = socketError == QLocalSocket::ConnectionRefusedError
                       || socketError == QLocalSocket::ServerNotFoundError;
-    if (refused && entry.attempt < kConnectAttempts && reason.code() != KDErrorBadFrame)
+    if (refused && entry.attempt < kConnectAttempts && !kdIsProtocolError(reason))
         scheduleRetry(socketPath, entry.identity, entry.attempt + 1);
     else
         giveUp(socketPath, entry.identity);
@@ -135,9 +135,9 @@ void KDSocketDirectory::liveLost(const QString &socketPath, KDSocketLink *link, 
     const KDFileIdentity identity = m_live.take(socketPath).identity;
     // The device closed the connection but its socket is still there: it may take a new one
     // (a device that dropped one client); otherwise the socket is stale and the retries run out.
-    if (reason.code() != KDErrorBadFrame && kdFileIdentity(socketPath) == identity)
+    if (!kdIsProtocolError(reason) && kdFileIdentity(socketPath) == identity)
         scheduleRetry(socketPath, identity, 1);
-    else if (reason.code() == KDErrorBadFrame)
+    else if (kdIsProtocolError(reason))
         giveUp(socketPath, identity);
 }
 

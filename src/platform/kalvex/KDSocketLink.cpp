@@ -17,6 +17,11 @@ KDSocketLink::KDSocketLink(const QString &socketPath, QObject *parent)
     m_socket->connectToServer(socketPath);
 }
 
+void KDSocketLink::setFrameLimit(FrameLimit limit)
+{
+    m_reader.setFrameLimit(std::move(limit));
+}
+
 KDSocketLink::~KDSocketLink()
 {
     m_lost = true; // no signals while being destroyed
@@ -48,8 +53,9 @@ void KDSocketLink::readFrames()
 {
     if (m_lost || !m_socket->isOpen())
         return;
+    // The reader takes everything there is unless it fails, which closes the link anyway.
     if (m_socket->bytesAvailable() > 0)
-        emit activity();
+        emit activity(m_socket->bytesAvailable());
     for (;;) {
         const KDFrameReader::Result result = m_reader.readFrom(m_socket);
         if (result == KDFrameReader::Result::NeedMoreData)

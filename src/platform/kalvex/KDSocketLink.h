@@ -12,15 +12,12 @@ class KDSocketLink final : public KDDeviceLink
 {
     Q_OBJECT
 public:
-    // Largest payload accepted from a device: answers are held in memory.
-    static constexpr quint64 kMaxPayloadInMemory = quint64(2) * 1024 * 1024 * 1024;
-
     explicit KDSocketLink(const QString &socketPath, QObject *parent = nullptr);
     ~KDSocketLink() override;
 
     void send(const KDFrame &frame) override;
-    // Closes the connection and reports the link lost with the reason (once).
-    void close(const VLError &reason);
+    void setFrameLimit(FrameLimit limit) override;
+    void close(const VLError &reason) override;
 
     const QString &socketPath() const { return m_path; }
     // Why the socket closed (ConnectionRefusedError for a socket file nobody listens on).
@@ -33,7 +30,8 @@ private:
     const QString m_path;
     QLocalSocket *m_socket;
     KDFrameWriter *m_writer;
-    KDFrameReader m_reader{kMaxPayloadInMemory};
+    // Answers are held in memory; the frame limit bounds each by its command, this all of them.
+    KDFrameReader m_reader{KDWire::kLargestAnswerLimit};
     QLocalSocket::LocalSocketError m_socketError = QLocalSocket::UnknownSocketError;
     bool m_lost = false;
 };

@@ -7,6 +7,16 @@
 
 namespace KDWire {
 
+quint64 answerLimit(const QString &command)
+{
+    // A device holds a few thousand files and captures; an audio note is minutes of sound at most.
+    if (command == QLatin1String("Download"))
+        return kLargestAnswerLimit;
+    if (command == QLatin1String("GetFiles") || command == QLatin1String("GetMeasurements"))
+        return 16 * 1024 * 1024;
+    return kOrdinaryAnswerLimit;
+}
+
 QVariantMap dictionaryFromError(const VLError &error)
 {
     return {{ErrorDomainKey, error.domain()},

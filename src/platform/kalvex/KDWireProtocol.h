@@ -46,6 +46,20 @@ inline const QString ErrorDomainKey = QStringLiteral("Domain");
 inline const QString ErrorCodeKey = QStringLiteral("Code");
 inline const QString ErrorDescriptionKey = QStringLiteral("Description");
 
+// The most bytes (header and payload together) an answer may have: what its command can need, so
+// that a device cannot make the framework hold more. Ordinary answers carry an error at most; the
+// inventory, the measurements (in the header) and a downloaded audio note are the large ones.
+inline constexpr quint64 kOrdinaryAnswerLimit = 1024 * 1024;
+inline constexpr quint64 kLargestAnswerLimit = 64 * 1024 * 1024;
+quint64 answerLimit(const QString &command);
+
+// A bound on one frame and what the frame is, for the error that refuses it.
+struct FrameLimit
+{
+    quint64 bytes = kOrdinaryAnswerLimit;
+    QString what; // e.g. "the answer to GetFiles"
+};
+
 QVariantMap dictionaryFromError(const VLError &error);
 // A null error for anything that is not an error dictionary with a domain.
 VLError errorFromDictionary(const QVariant &value);
