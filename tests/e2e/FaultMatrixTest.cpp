@@ -211,23 +211,24 @@ QList<FaultRow> serviceRows()
         {"StaleFileInTheDownloadsFolder", Kind::StaleDownload, "VLM-FD-WHITES-1.0.cxf", "", "", 0, {0}, "without errors"},
         {"DataFolderOnAFullDisk", Kind::DiskFull, "", "", "", 0, {1}, "No space left on device|cannot be written"},
         // Files nobody vouched for: a mirror's same-size replacement is found by its checksum after
-        // the download, a record the trusted key did not sign before it.
+        // the download, a record the trusted key did not sign before it. 100 MB bounds an ordinary
+        // sync's peak memory with room to spare.
         {"Firmware_tamperedSameSize", Kind::Tampered, "TX350-FW", "", "", 0, {1},
-         "Error code 1, The file of .* is not the one the service published", kFandeckSKUs, {"TX350-FW"}},
+         "Error code 1, The file of .* is not the one the service published", kFandeckSKUs, {"TX350-FW"}, 100},
         {"Fandeck_tamperedSameSize", Kind::Tampered, "VLM-FD-ACCENT", "", "", 0, {1},
          "Error code 1, The file of .* is not the one the service published", {"TX350-FW", "VLM-FD-INT"},
-         {"VLM-FD-ACCENT"}},
+         {"VLM-FD-ACCENT"}, 100},
         {"Bootloader_recordChangedAfterSigning", Kind::ForgedRecord, "TX350-BL", "", "", 0, {1},
-         "Error code 2, The signature of .* does not verify against any trusted key", {"TX350-FW"}, {"TX350-BL"}},
+         "Error code 2, The signature of .* does not verify against any trusted key", {"TX350-FW"}, {"TX350-BL"}, 100},
         // The repaired sync keeps signatures required: a signed catalog passes whole.
         {"Firmware_unsignedWhenSignaturesAreRequired", Kind::UnsignedWhenRequired, "TX350-FW", "", "", 0, {1},
-         "Error code 3, The service did not sign TX350 Firmware 2.4", kFandeckSKUs, {"TX350-FW"}},
+         "Error code 3, The service did not sign TX350 Firmware 2.4", kFandeckSKUs, {"TX350-FW"}, 100},
         {"Fandeck_signedByAnUntrustedKey", Kind::ForeignSigner, "VLM-FD-WHITES", "", "", 0, {1},
-         "Error code 2, The signature of .* does not verify against any trusted key", {"VLM-FD-INT"}, {"VLM-FD-WHITES"}},
+         "Error code 2, The signature of .* does not verify against any trusted key", {"VLM-FD-INT"}, {"VLM-FD-WHITES"}, 100},
         // Nothing outside http(s) is fetched, whatever the file list names.
         {"FileList_fileURLs", Kind::Service, "GetAvailableFiles", "fileurl=file", "", 0, {1},
-         "VLM-FD-ACCENT-1.0.cxf\" at \"file://.*files are fetched over http or https only"},
-        {"FandeckFile_replacedWithoutValidator", Kind::ReplacedFile, kInteriors, "", "", 0, {1}, "Error code -1005"},
+         "VLM-FD-ACCENT-1.0.cxf\" at \"file://.*files are fetched over http or https only", {}, {}, 100},
+        {"FandeckFile_replacedWithoutValidator", Kind::ReplacedFile, kInteriors, "", "", 0, {1}, "Error code -1005", {}, {}, 100},
     };
     return rows;
 }
