@@ -298,14 +298,15 @@ void VLSyncManager::installDeviceFile(const VLSyncFileInfoPtr &file)
 VLError VLSyncManager::verifyStoredPayloadForUpload(const VLSyncFileInfoPtr &file, const QString &payloadPath)
 {
     VLError refused = m_fileTrust.checkRecord(*file);
-    if (refused.isNull()) {
+    if (refused.isNull())
         refused = m_fileTrust.checkPayload(*file, payloadPath);
-        // Changed on disk since it was installed: what is there now is nobody's file.
-        if (!refused.isNull())
-            QDir(QFileInfo(payloadPath).absolutePath()).removeRecursively();
-    }
-    if (!refused.isNull())
+    if (!refused.isNull()) {
+        // Bytes changed on disk since they were installed are nobody's file, and a package kept
+        // under a record the policy now refuses would count as up to date for ever: without it,
+        // the next sync fetches the file again under the service's current record.
         VL_LOG("Not sending %@ to the device: %@", file->SKU(), refused);
+        QDir(QFileInfo(payloadPath).absolutePath()).removeRecursively();
+    }
     return refused;
 }
 
