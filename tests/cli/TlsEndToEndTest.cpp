@@ -2,6 +2,7 @@
 // openssl command line: a CA of its own, certificates it signed for 127.0.0.1 and localhost, for
 // another host, and one that has expired, and a self-signed one.
 #include "TinteraDemoEnvironment.h"
+#include "TinteraEmulators.h"
 #include "TinteraProcess.h"
 
 #include <QDir>
@@ -81,16 +82,7 @@ protected:
         ASSERT_TRUE(environment.start(options, &error)) << qPrintable(error.description());
         ASSERT_TRUE(environment.serviceURL().startsWith("https://"));
     }
-    qint64 fileRequests()
-    {
-        QByteArray reply;
-        environment.cloudsimControl("stats", &reply, nullptr);
-        qint64 total = 0;
-        const QJsonObject files = QJsonDocument::fromJson(reply).object().value("files").toObject();
-        for (auto it = files.begin(); it != files.end(); ++it)
-            total += it->toObject().value("requests").toInteger();
-        return total;
-    }
+    qint64 fileRequests() { return servedTotal(environment, "requests"); }
 
     QTemporaryDir certificates;
     QString caFile;
