@@ -66,8 +66,10 @@ VLSingleInstance::Role VLSingleInstance::claim(const QStringList &messagesForRun
     // Two attempts: a launch that loses the race to listen finds the winner on the second one. Only
     // then is a socket nobody of this user answers on taken for a leftover (a crashed instance's,
     // or another user's) and replaced.
+    const QStringList messages =
+        messagesForRunningInstance.isEmpty() ? QStringList{kActivationMessage} : messagesForRunningInstance;
     for (int attempt = 0; attempt < 2; ++attempt) {
-        if (sendMessages(m_serverName, messagesForRunningInstance, 500))
+        if (sendMessages(m_serverName, messages, 500))
             return Role::Secondary;
         if (listen(attempt > 0))
             return Role::Primary;
@@ -130,7 +132,9 @@ void VLSingleInstance::serve(QLocalSocket *socket)
                 return;
             }
             const QString line = QString::fromUtf8(bytes).trimmed();
-            if (!line.isEmpty())
+            if (line == kActivationMessage)
+                emit activationRequested();
+            else if (!line.isEmpty())
                 emit messageReceived(line);
         }
         if (socket->bytesAvailable() >= kMaxMessageBytes)

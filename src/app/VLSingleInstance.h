@@ -10,7 +10,9 @@ class QLocalSocket;
 
 // One running application per user and data folder. A later launch hands its messages (the URL it
 // was started with) to the running instance over a local socket and ends; the running instance
-// hears them through messageReceived. Messages are lines of UTF-8 text.
+// hears them through messageReceived. Messages are lines of UTF-8 text. A launch with nothing to
+// hand over asks the running instance to show itself instead (activationRequested): a user who
+// starts the application again is looking for its window.
 //
 // Other users reach none of it: the socket is a file in the user's runtime folder, which only the
 // user may enter, and each end checks that the other runs as the same user. So nobody else can
@@ -40,9 +42,12 @@ public:
     // longer than this: what a running instance holds for a client is bounded.
     static constexpr qint64 kMaxMessageBytes = 4096;
     static constexpr int kSilenceLimitMs = 3000;
+    // The line of a launch without messages; no URL looks like it.
+    static inline const QString kActivationMessage = QStringLiteral("--activate");
 
 signals:
     void messageReceived(const QString &message);
+    void activationRequested();
 
 private:
     bool listen(bool replaceLeftover);

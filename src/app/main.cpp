@@ -113,6 +113,8 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "VelmoraSync: %s\n", qPrintable(refused.localizedDescription()));
     QObject::connect(&instance, &VLSingleInstance::messageReceived, &delegate,
                      &VelmoraSyncAppDelegate::handleGetURLEvent);
+    QObject::connect(&instance, &VLSingleInstance::activationRequested, &delegate,
+                     &VelmoraSyncAppDelegate::runPreferencesPanel);
     QTimer::singleShot(0, &delegate, [&delegate, urls] {
         for (const QString &url : urls)
             delegate.handleGetURLEvent(url);

@@ -149,17 +149,19 @@ TEST(SingleInstance, ALaterLaunchHandsItsURLToTheRunningOne)
     VLSingleInstance first(name);
     ASSERT_EQ(first.claim({}), VLSingleInstance::Role::Primary) << first.errorString().toStdString();
     QSignalSpy received(&first, &VLSingleInstance::messageReceived);
+    QSignalSpy activated(&first, &VLSingleInstance::activationRequested);
 
     VLSingleInstance second(name);
     EXPECT_EQ(second.claim({QStringLiteral("x-tintera-sync://sync"), QStringLiteral("x-tintera-sync://again")}),
               VLSingleInstance::Role::Secondary);
-    // A launch without a URL only finds the running instance.
+    // A launch without a URL asks the running instance to show itself.
     VLSingleInstance third(name);
     EXPECT_EQ(third.claim({}), VLSingleInstance::Role::Secondary);
 
-    ASSERT_TRUE(QTest::qWaitFor([&] { return received.size() >= 2; }, 5000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return received.size() >= 2 && activated.size() >= 1; }, 5000));
     QTest::qWait(50);
     ASSERT_EQ(received.size(), 2);
+    EXPECT_EQ(activated.size(), 1);
     EXPECT_EQ(received.at(0).at(0).toString(), QStringLiteral("x-tintera-sync://sync"));
     EXPECT_EQ(received.at(1).at(0).toString(), QStringLiteral("x-tintera-sync://again"));
 }
