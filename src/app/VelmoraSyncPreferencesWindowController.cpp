@@ -105,6 +105,7 @@ void VelmoraSyncPreferencesWindowController::setUpFandeckTable()
 
 void VelmoraSyncPreferencesWindowController::showWindow()
 {
+    m_window->setWindowState(m_window->windowState() & ~Qt::WindowMinimized);
     m_window->show();
     m_window->raise();
     m_window->activateWindow();
