@@ -173,14 +173,11 @@ void VelmoraSyncPreferencesWindowController::updateInfoSectionWithDevice(const K
         state.statusMessage = m_syncManager->statusMessage();
         state.managerDeviceLive = own && own->isAvailable() && own->isConnected();
         state.lastSyncDateString = m_syncManager->lastSyncDateString();
+        state.hasSynced = m_syncManager->lastSyncDate().isValid();
         state.autoSyncOnDeviceConnection = m_syncManager->autoSyncOnDeviceConnection();
         state.syncSelectedFandecksOnly = m_syncManager->syncSelectedFandecksOnly();
     }
-    VLPreferencesInfoTexts texts = vlPreferencesInfoTexts(shown, state);
-    // With the device away its last sync is still worth knowing.
-    if (m_syncManager && !state.isInSync && !state.managerDeviceLive && m_syncManager->lastSyncDate().isValid())
-        texts.status = tr("Status: No device connected. Last Sync: %1").arg(state.lastSyncDateString);
-    showInfoTexts(texts);
+    showInfoTexts(vlPreferencesInfoTexts(shown, state));
     if (!state.managerDeviceLive)
         resetProgress();
 

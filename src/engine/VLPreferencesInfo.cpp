@@ -35,6 +35,8 @@ QString vlPreferencesStatusText(const VLPreferencesSyncState &state)
     }
     if (state.managerDeviceLive)
         return vlFormat(tr("Last Sync: %@"), state.lastSyncDateString);
+    if (state.hasSynced)
+        return vlFormat(tr("Status: No device connected. Last Sync: %@"), state.lastSyncDateString);
     return tr("Status: No device connected");
 }
 

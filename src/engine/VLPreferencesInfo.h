@@ -21,6 +21,8 @@ struct VLPreferencesSyncState
     // The manager's own device is available and connected.
     bool managerDeviceLive = false;
     QString lastSyncDateString;
+    // A sync has ended well before: with the device away it is still worth knowing when.
+    bool hasSynced = false;
     bool autoSyncOnDeviceConnection = false;
     bool syncSelectedFandecksOnly = false;
 };
