@@ -264,6 +264,10 @@ void VelmoraSyncAppDelegate::runEnded()
         m_watchdog->runEnded();
     m_downloadFraction = -1;
     m_shownPercent = -1;
+    // A cancel or a stall ends the run inside a download, which then never reports its end: the bar
+    // would stay where it was, or busy.
+    if (m_prefsWindowController)
+        m_prefsWindowController->stopProgress();
     m_idleMemory.releaseSoon();
 }
 
@@ -370,7 +374,8 @@ void VelmoraSyncAppDelegate::notifySyncEnded(VLSyncManager *manager, bool stalle
         actions.append({kDetailsAction, tr("Details...")});
     if (matches.isFile())
         actions.append({kShowMeasurementsAction, tr("Show measurements")});
-    const bool warning = summary.errors > 0 || summary.cancelled;
+    // The user's own cancel is news, not an alarm: an ordinary message that goes by itself.
+    const bool warning = summary.errors > 0 || summary.stalled;
     const QPointer<VelmoraSyncAppDelegate> weakSelf(this);
     const auto act = [weakSelf](const QString &key) {
         if (!weakSelf)

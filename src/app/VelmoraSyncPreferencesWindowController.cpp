@@ -10,6 +10,7 @@
 #include "VLNotificationCenter.h"
 #include "VLSyncInfo.h"
 #include "VLSyncManager.h"
+#include "VLSyncStallWatchdog.h"
 #include "VLSyncWindow.h"
 #include "ui_VelmoraSyncPreferencesWindowController.h"
 
@@ -83,6 +84,7 @@ void VelmoraSyncPreferencesWindowController::bindControls()
     connect(m_ui->syncSelectedOnlyCheckboxButton, &QCheckBox::clicked, this,
             &VelmoraSyncPreferencesWindowController::syncSelectedOnlyButtonPressed);
     connect(m_ui->syncNowButton, &QPushButton::clicked, this, &VelmoraSyncPreferencesWindowController::syncNowPressed);
+    connect(m_ui->cancelSyncButton, &QPushButton::clicked, this, &VelmoraSyncPreferencesWindowController::cancelSyncPressed);
     connect(m_ui->exportButton, &QPushButton::clicked, this, &VelmoraSyncPreferencesWindowController::exportMeasurements);
     // The fandeck table follows the inventory's fandeck changes.
     m_fandecksObserver = VLNotificationCenter::defaultCenter()->addObserver(
@@ -225,6 +227,9 @@ void VelmoraSyncPreferencesWindowController::observedValueDidChange(const QStrin
     m_ui->syncSelectedOnlyCheckboxButton->setEnabled(canChange);
     m_ui->syncNowButton->setEnabled(m_syncManager && m_syncManager->canStartSync());
     m_ui->exportButton->setEnabled(m_syncManager && m_syncManager->canStartSync());
+    // As the status menu's Cancel Sync: there while a run goes on, and asked for once.
+    m_ui->cancelSyncButton->setVisible(m_syncManager && m_syncManager->isInSync());
+    m_ui->cancelSyncButton->setEnabled(m_syncManager && m_syncManager->isInSync() && !m_syncManager->isCancellingSync());
     if (m_syncManager && (key.isEmpty() || key == QLatin1String("autoSyncOnDeviceConnection")))
         m_ui->autoSyncCheckBoxButton->setChecked(m_syncManager->autoSyncOnDeviceConnection());
     if (m_syncManager && (key.isEmpty() || key == QLatin1String("syncSelectedFandecksOnly")))
@@ -251,6 +256,14 @@ void VelmoraSyncPreferencesWindowController::syncNowPressed()
     // No test here: the manager refuses a sync that cannot start.
     if (m_syncManager)
         m_syncManager->startSync();
+}
+
+void VelmoraSyncPreferencesWindowController::cancelSyncPressed()
+{
+    if (!m_syncManager || m_syncManager->isCancellingSync())
+        return;
+    VL_LOG("Cancel Sync pressed");
+    vlCancelSync(m_syncManager);
 }
 
 void VelmoraSyncPreferencesWindowController::exportMeasurements()

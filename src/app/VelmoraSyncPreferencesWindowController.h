@@ -64,6 +64,8 @@ public:
     void autoSyncButtonPressed();
     void syncSelectedOnlyButtonPressed();
     void syncNowPressed();
+    // Cancels the running sync, as the status menu's Cancel Sync does.
+    void cancelSyncPressed();
 
     // Export of the device's measurements to a file of the user's choosing, in the format of the
     // file type chosen (CxF3 unless another): a save panel as a sheet, then a modal progress sheet

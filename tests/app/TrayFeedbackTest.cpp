@@ -98,7 +98,14 @@ TEST(TrayCancel, CancelSyncEndsAWaitingRunAndShowsOnlyWhileOneRuns)
     EXPECT_EQ(app.item(VLStatusMenuAction::CancelSync)->text(), QStringLiteral("Cancel Sync"));
     QTest::qWait(200); // the run waits for an answer that never comes
 
-    app.item(VLStatusMenuAction::CancelSync)->trigger();
+    // The preferences window has the same Cancel while the run goes on; the bar does not stay part full.
+    VelmoraSyncPreferencesWindowController *prefs = app.delegate->prefsWindowController();
+    app.delegate->syncManagerDownloadingDidBegin(manager);
+    app.delegate->syncManagerDownloadDidUpdateAmount(manager, 0.66);
+    ASSERT_FALSE(prefs->ui()->cancelSyncButton->isHidden());
+    prefs->ui()->cancelSyncButton->click();
+    EXPECT_TRUE(prefs->ui()->cancelSyncButton->isHidden());
+    EXPECT_EQ(prefs->progressValue(), 0);
     EXPECT_FALSE(manager->isInSync());
     EXPECT_FALSE(manager->isCancellingSync());
     EXPECT_TRUE(manager->canStartSync());
@@ -108,11 +115,11 @@ TEST(TrayCancel, CancelSyncEndsAWaitingRunAndShowsOnlyWhileOneRuns)
     EXPECT_FALSE(app.item(VLStatusMenuAction::CancelSync)->isVisible());
     EXPECT_TRUE(app.item(VLStatusMenuAction::SyncNow)->isEnabled());
 
-    // The end is told once, as a cancel, with nothing to show and no alert.
+    // The end is told once, as a cancel, with nothing to show and no alert: an ordinary message.
     ASSERT_EQ(app.notifier->notes.size(), 1);
     EXPECT_EQ(app.notifier->notes.at(0).title, QStringLiteral("TINTERA Sync"));
     EXPECT_EQ(app.notifier->notes.at(0).text, QStringLiteral("The sync was cancelled."));
-    EXPECT_TRUE(app.notifier->notes.at(0).warning);
+    EXPECT_FALSE(app.notifier->notes.at(0).warning);
     EXPECT_TRUE(app.notifier->actionKeys().isEmpty());
     EXPECT_TRUE(app.alerts->alerts.isEmpty());
     QTest::qWait(100);
@@ -132,7 +139,10 @@ TEST(TrayStall, AWaitWithoutProgressEndsAsAnErrorThatDetailsListsInTheErrorWindo
     EXPECT_EQ(app.delegate->stallWatchdog()->timeoutMilliseconds(), 1000);
 
     manager->startSync();
+    app.delegate->syncManagerDownloadingDidBegin(manager);
     ASSERT_TRUE(QTest::qWaitFor([&] { return !manager->isInSync(); }, 20000)) << "the stalled run never ended";
+    // The download bar no longer reads as busy.
+    EXPECT_EQ(app.delegate->prefsWindowController()->ui()->progressIndicator->maximum(), 100);
     ASSERT_EQ(manager->errors().size(), 1);
     const VLError stall = manager->errors().first();
     EXPECT_EQ(stall.code(), VLSyncStallWatchdog::stallErrorCode);
