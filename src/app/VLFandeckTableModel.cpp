@@ -3,6 +3,8 @@
 #include "VLFandeckListing.h"
 
 #include <QColor>
+#include <QGuiApplication>
+#include <QPalette>
 
 VLFandeckTableModel::VLFandeckTableModel(QObject *parent)
     : QAbstractTableModel(parent)
@@ -76,7 +78,9 @@ QVariant VLFandeckTableModel::data(const QModelIndex &index, int role) const
     case Qt::ToolTipRole:
         return nameForFandeck(fandeck);
     case Qt::ForegroundRole:
-        return choicesAreEditable() ? QColor(Qt::black) : QColor(Qt::lightGray);
+        // The desktop's own text colours: fixed black and grey vanish on a dark theme.
+        return QGuiApplication::palette().color(choicesAreEditable() ? QPalette::Active : QPalette::Disabled,
+                                                QPalette::Text);
     case Qt::TextAlignmentRole:
         return QVariant::fromValue(Qt::Alignment(Qt::AlignLeft | Qt::AlignVCenter));
     default:

@@ -10,7 +10,9 @@
 #include <QDesktopServices>
 #include <QDir>
 #include <QFileDialog>
+#include <QGuiApplication>
 #include <QMessageBox>
+#include <QPalette>
 #include <QTextBrowser>
 #include <QSignalSpy>
 #include <QTest>
@@ -127,29 +129,38 @@ TEST(FandeckTable, BoxesAndNamesAreLiveOnlyForSelectedOnlyOutsideASync)
     model.setFandecks({fandeck("F1", "Alpha"), fandeck("F2", "Beta")});
     const auto check = [&](int row) { return model.index(row, VLFandeckTableModel::CheckColumn); };
     const auto name = [&](int row) { return model.index(row, VLFandeckTableModel::NameColumn); };
+    // Under a dark theme the names take the theme's light text colours.
+    const QPalette light = QGuiApplication::palette();
+    QPalette dark = light;
+    dark.setColor(QPalette::Active, QPalette::Text, QColor(230, 230, 230));
+    dark.setColor(QPalette::Disabled, QPalette::Text, QColor(120, 120, 120));
+    QGuiApplication::setPalette(dark);
+    const QColor grey(120, 120, 120);
+    const QColor text(230, 230, 230);
 
     // Selected-only off: every fandeck is synced, so every box is ticked, and disabled; every name grey.
     for (int row = 0; row < 2; ++row) {
         EXPECT_EQ(model.data(check(row), Qt::CheckStateRole).toInt(), Qt::Checked);
         EXPECT_FALSE(model.flags(check(row)) & Qt::ItemIsEnabled);
-        EXPECT_EQ(model.data(name(row), Qt::ForegroundRole).value<QColor>(), QColor(Qt::lightGray));
+        EXPECT_EQ(model.data(name(row), Qt::ForegroundRole).value<QColor>(), grey);
         EXPECT_TRUE(model.flags(name(row)) & Qt::ItemIsEnabled);
         EXPECT_TRUE(model.data(name(row), Qt::TextAlignmentRole).value<Qt::Alignment>() & Qt::AlignVCenter);
     }
-    // On, no sync: boxes enabled, names black.
+    // On, no sync: boxes enabled, names in the text colour.
     choices.selectedOnly = true;
     QSignalSpy resets(&model, &QAbstractItemModel::modelReset);
     model.reload();
     EXPECT_EQ(resets.size(), 1);
     EXPECT_TRUE(model.flags(check(1)) & Qt::ItemIsEnabled);
-    EXPECT_EQ(model.data(name(1), Qt::ForegroundRole).value<QColor>(), QColor(Qt::black));
+    EXPECT_EQ(model.data(name(1), Qt::ForegroundRole).value<QColor>(), text);
     // The ticks are the user's choices now.
     EXPECT_EQ(model.data(check(0), Qt::CheckStateRole).toInt(), Qt::Checked);
     EXPECT_EQ(model.data(check(1), Qt::CheckStateRole).toInt(), Qt::Unchecked);
     // During a sync: disabled and grey again.
     choices.inSync = true;
     EXPECT_FALSE(model.flags(check(1)) & Qt::ItemIsEnabled);
-    EXPECT_EQ(model.data(name(1), Qt::ForegroundRole).value<QColor>(), QColor(Qt::lightGray));
+    EXPECT_EQ(model.data(name(1), Qt::ForegroundRole).value<QColor>(), grey);
+    QGuiApplication::setPalette(light);
 
     // Ticking goes to the choices with the row's identifier.
     choices.inSync = false;
@@ -332,7 +343,8 @@ TEST(PreferencesWindowWithManager, SettingsAndFandeckChoicesGoToTheManager)
     controller.ui()->syncSelectedOnlyCheckboxButton->click();
     EXPECT_TRUE(attached.manager->syncSelectedFandecksOnly());
     EXPECT_TRUE(boxEnabled(0));
-    EXPECT_EQ(model->data(model->index(0, 1), Qt::ForegroundRole).value<QColor>(), QColor(Qt::black));
+    EXPECT_EQ(model->data(model->index(0, 1), Qt::ForegroundRole).value<QColor>(),
+              QGuiApplication::palette().color(QPalette::Active, QPalette::Text));
 
     // Ticking a box is the manager's "user wants sync" for that fandeck.
     EXPECT_TRUE(model->setData(model->index(1, 0), Qt::Checked, Qt::CheckStateRole));
