@@ -54,7 +54,7 @@ const QStringList kJsonCommands = {QStringLiteral("devices"),  QStringLiteral("s
 
 // Options that take a value as the next argument, so that a value is not taken for the command.
 const QStringList kValueOptions = {QStringLiteral("--service-url"), QStringLiteral("--ca-file"), QStringLiteral("--device"), QStringLiteral("--wait"),
-                                   QStringLiteral("--stall-timeout"), QStringLiteral("--format")};
+                                   QStringLiteral("--stall-timeout"), QStringLiteral("--format"), QStringLiteral("--link")};
 
 const QList<TinteraCommandInfo> &commands()
 {
@@ -301,10 +301,18 @@ void TinteraInvocation::fail(const QString &line) const
 int tinteraMain(const QStringList &arguments)
 {
     TinteraInvocation invocation;
+    const bool jsonAsked = arguments.contains(QLatin1String("--json"));
     if (arguments.contains(QLatin1String("--version"))) {
-        printVersion(invocation, arguments.contains(QLatin1String("--json")));
+        printVersion(invocation, jsonAsked);
         return TinteraExitSuccess;
     }
+    // A script that asked for JSON gets it for a wrong command line too, whichever part is wrong.
+    const auto usageError = [&invocation, jsonAsked](const QString &text) {
+        invocation.fail(text);
+        if (jsonAsked)
+            invocation.printJsonFailure(TinteraExitUsage);
+        return int(TinteraExitUsage);
+    };
     const qsizetype index = commandIndex(arguments);
     QString name = index > 0 ? arguments.at(index) : QString();
     QStringList rest = arguments;
@@ -325,33 +333,33 @@ int tinteraMain(const QStringList &arguments)
     }
     if (name.isEmpty()) {
         const bool askedForHelp = rest.contains(QLatin1String("--help")) || rest.contains(QLatin1String("-h"));
+        if (!askedForHelp && jsonAsked)
+            return usageError(tr("no command given; \"tintera --help\" lists the commands."));
         invocation.print(overview());
         return askedForHelp ? TinteraExitSuccess : TinteraExitUsage;
     }
     const TinteraCommandInfo *command = findCommand(name);
-    if (!command) {
-        invocation.fail(vlFormat(tr("unknown command \"%@\"; \"tintera --help\" lists the commands."), name));
-        return TinteraExitUsage;
-    }
+    if (!command)
+        return usageError(vlFormat(tr("unknown command \"%@\"; \"tintera --help\" lists the commands."), name));
 
     invocation.command = name;
     setUpParser(invocation.parser, *command);
     rest[0] = QStringLiteral("tintera ") + name;
-    if (!invocation.parser.parse(rest)) {
-        invocation.fail(invocation.parser.errorText());
-        return TinteraExitUsage;
-    }
+    if (!invocation.parser.parse(rest))
+        return usageError(invocation.parser.errorText());
     invocation.runsSyncs = command->runsSyncs;
     if (invocation.parser.isSet(QStringLiteral("help"))) {
-        invocation.print(invocation.parser.helpText());
+        // The parser names the program by the path it was started as; the usage names the command.
+        QString help = invocation.parser.helpText();
+        if (const qsizetype program = help.indexOf(QLatin1String(" [options]")); program > 0)
+            help.replace(0, program, QStringLiteral("Usage: tintera ") + name);
+        invocation.print(help);
         return TinteraExitSuccess;
     }
     int milliseconds = 0;
     if (!positiveSeconds(invocation.parser.value(kWaitOption), &milliseconds)
-        || (command->runsSyncs && !positiveSeconds(invocation.parser.value(kStallOption), &milliseconds))) {
-        invocation.fail(tr("--wait and --stall-timeout take a whole number of seconds."));
-        return TinteraExitUsage;
-    }
+        || (command->runsSyncs && !positiveSeconds(invocation.parser.value(kStallOption), &milliseconds)))
+        return usageError(tr("--wait and --stall-timeout take a whole number of seconds."));
     if (invocation.parser.isSet(kVerboseOption))
         qputenv("TINTERA_LOG", "1");
     if (invocation.parser.isSet(kServiceURLOption))

@@ -43,6 +43,7 @@ TEST(TinteraCommandLine, HelpAndUsageErrors)
         EXPECT_TRUE(overview.out.contains(QStringLiteral("  %1 ").arg(command))) << command;
         const TinteraRun help = runTintera({command, "--help"});
         EXPECT_EQ(help.exitCode, 0) << command;
+        EXPECT_TRUE(help.out.startsWith(QStringLiteral("Usage: tintera %1 [options]").arg(command))) << qPrintable(help.out);
         EXPECT_TRUE(help.out.contains("--service-url")) << command;
         EXPECT_EQ(runTintera({"help", command}).out, help.out) << command;
     }

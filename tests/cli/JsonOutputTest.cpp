@@ -151,6 +151,23 @@ TEST(TinteraJson, WithoutADeviceEveryCommandStillPrintsAnObject)
     EXPECT_EQ(summary.value("exitCode").toInt(), 1);
 }
 
+// Whatever is wrong with the command line, a script that asked for JSON gets an object saying so.
+TEST(TinteraJson, EveryUsageErrorIsAnObject)
+{
+    const QList<QStringList> commandLines = {{"--json"},
+                                             {"frobnicate", "--json"},
+                                             {"status", "--no-such-option", "--json"},
+                                             {"sync", "--json", "--wait", "soon"},
+                                             {"fandecks", "pick", "x", "--json"}};
+    for (const QStringList &arguments : commandLines) {
+        const TinteraRun run = runTintera(arguments);
+        EXPECT_EQ(run.exitCode, 2) << qPrintable(arguments.join(' '));
+        const QJsonObject failure = onlyObject(run);
+        EXPECT_EQ(failure.value("exitCode").toInt(), 2) << qPrintable(arguments.join(' '));
+        EXPECT_FALSE(failure.value("error").toString().isEmpty()) << qPrintable(arguments.join(' '));
+    }
+}
+
 TEST_F(TinteraAgainstEmulators, StatusAndSyncAsJsonFieldByField)
 {
     // Ordinary commands say nothing on standard error, with or without a runtime folder.
