@@ -38,7 +38,8 @@ const QCommandLineOption kDeviceOption(QStringLiteral("device"),
                                        QStringLiteral("Serial number of the device to use (default: the first connected)."),
                                        QStringLiteral("serial"));
 const QCommandLineOption kWaitOption(QStringLiteral("wait"),
-                                     QStringLiteral("Seconds to wait for the device to appear (default 10)."),
+                                     QStringLiteral("Seconds to wait for the device to appear (default 10; status, fandecks "
+                                                    "and settings show what is stored of it at once unless given)."),
                                      QStringLiteral("seconds"), QStringLiteral("10"));
 const QCommandLineOption kStallOption(QStringLiteral("stall-timeout"),
                                       QStringLiteral("Cancel a run that shows no progress for this many seconds; 0 waits forever (default 120)."),
@@ -249,6 +250,11 @@ int TinteraInvocation::deviceWaitMilliseconds() const
     int milliseconds = 10000;
     positiveSeconds(parser.value(kWaitOption), &milliseconds);
     return milliseconds;
+}
+
+bool TinteraInvocation::deviceWaitGiven() const
+{
+    return parser.isSet(kWaitOption);
 }
 
 int TinteraInvocation::stallTimeoutMilliseconds() const

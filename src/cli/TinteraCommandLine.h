@@ -28,6 +28,7 @@ struct TinteraInvocation
 
     QString deviceSerialNumber() const;
     int deviceWaitMilliseconds() const;
+    bool deviceWaitGiven() const; // --wait on the command line
     int stallTimeoutMilliseconds() const;
     QStringList positional() const { return parser.positionalArguments(); }
 

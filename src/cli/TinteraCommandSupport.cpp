@@ -120,6 +120,34 @@ bool TinteraDeviceSession::open(std::function<void()> beforeForcedExit)
     return true;
 }
 
+bool TinteraDeviceSession::openForReading()
+{
+    const QString wanted = m_invocation.deviceSerialNumber();
+    if (m_invocation.deviceWaitGiven() || m_devices->deviceFolderError())
+        return open();
+    // Devices already present announce themselves within moments.
+    for (const KDDevicePtr &device : m_devices->connectedDevices(3000)) {
+        if (wanted.isEmpty() || device->serialNumber() == wanted)
+            return open();
+    }
+    const QString serial = wanted.isEmpty() ? VLSyncManager::storedSerialNumbers().value(0) : wanted;
+    m_manager = serial.isEmpty() ? nullptr : VLSyncManager::syncManagerWithStoredSerialNumber(serial);
+    if (!m_manager) {
+        m_invocation.fail(wanted.isEmpty()
+                              ? tr("No TINTERA device is connected, and none was synced on this computer before "
+                                   "(--wait SECONDS waits for one).")
+                              : vlFormat(tr("The TINTERA device %@ is not connected, and nothing is stored of it "
+                                            "(--wait SECONDS waits for it)."),
+                                         wanted));
+        return false;
+    }
+    m_stored = true;
+    std::fprintf(m_invocation.err, "%s\n",
+                 qPrintable(vlFormat(tr("tintera: %@ is not connected: showing what is stored of it on this computer."),
+                                     serial)));
+    return true;
+}
+
 bool TinteraDeviceSession::gatherPreliminaryInfo()
 {
     const TinteraSyncRunner::Outcome outcome = m_runner->gatherPreliminaryInfo();

@@ -26,6 +26,12 @@ public:
 
     // False, after saying why, when there is no such device.
     bool open(std::function<void()> beforeForcedExit = {});
+    // For a command that only reads: the device when it is connected now; otherwise, at once and
+    // saying so, what the computer stored of it (the device named, else the one used last), unless
+    // --wait asks to wait for it. False, after saying why, when neither is there.
+    bool openForReading();
+    // The manager holds what was stored, not a connected device.
+    bool isStored() const { return m_stored; }
     VLSyncManager *manager() const { return m_manager; }
     TinteraSyncRunner &runner() { return *m_runner; }
 
@@ -38,6 +44,7 @@ private:
     std::unique_ptr<TinteraDevices> m_devices;
     std::unique_ptr<TinteraRunObserver> m_observer;
     VLSyncManager *m_manager = nullptr;
+    bool m_stored = false;
     std::unique_ptr<TinteraSyncRunner> m_runner;
 };
 

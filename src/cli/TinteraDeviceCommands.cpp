@@ -17,6 +17,7 @@
 #include <QRegularExpression>
 
 #include <algorithm>
+#include <optional>
 
 namespace {
 
@@ -69,6 +70,7 @@ VLPreferencesSyncState preferencesState(VLSyncManager *manager)
     const KDDevicePtr device = manager->device();
     state.managerDeviceLive = device && device->isAvailable() && device->isConnected();
     state.lastSyncDateString = manager->lastSyncDateString();
+    state.hasSynced = manager->lastSyncDate().isValid();
     state.autoSyncOnDeviceConnection = manager->autoSyncOnDeviceConnection();
     state.syncSelectedFandecksOnly = manager->syncSelectedFandecksOnly();
     return state;
@@ -200,15 +202,19 @@ int tinteraStatusCommand(TinteraInvocation &invocation)
         return TinteraExitUsage;
     }
     TinteraDeviceSession session(invocation, stderr);
-    if (!session.open())
+    if (!session.openForReading())
         return TinteraExitFailure;
     VLSyncManager *manager = session.manager();
-    const VLPreferencesDevice device = preferencesDevice(manager->device());
-    const VLPreferencesInfoTexts texts = vlPreferencesInfoTexts(device, preferencesState(manager));
+    VLPreferencesDevice device = preferencesDevice(manager->device());
+    VLPreferencesInfoTexts texts = vlPreferencesInfoTexts(device, preferencesState(manager));
+    // Away, the device is still known by its serial number; what it holds now is not known.
+    const QString name = manager->device() ? manager->device()->name() : QString();
+    device.serialNumber = manager->serialNumber();
+    texts.serialNumber = device.serialNumber;
     if (invocation.json) {
-        const QJsonObject shown{{QStringLiteral("name"), manager->device()->name()},
+        const QJsonObject shown{{QStringLiteral("name"), tinteraTextJson(name)},
                                 {QStringLiteral("serialNumber"), device.serialNumber},
-                                {QStringLiteral("chipId"), tinteraTextJson(texts.chipId)},
+                                {QStringLiteral("chipId"), tinteraTextJson(device.chipId)},
                                 {QStringLiteral("firmware"), tinteraTextJson(device.firmware)},
                                 {QStringLiteral("freeBytes"), tinteraBytesJson(device.freeDiskSpace)},
                                 {QStringLiteral("storage"), texts.storage},
@@ -220,7 +226,7 @@ int tinteraStatusCommand(TinteraInvocation &invocation)
                               {QStringLiteral("settings"), settingsJson(manager)}});
         return TinteraExitSuccess;
     }
-    invocation.println(vlFormat(tr("Device:        %@"), manager->device()->name()));
+    invocation.println(vlFormat(tr("Device:        %@"), session.isStored() ? tr("not connected") : name));
     invocation.println(vlFormat(tr("Serial Number: %@"), texts.serialNumber));
     invocation.println(vlFormat(tr("Chip ID:       %@"), texts.chipId));
     invocation.println(vlFormat(tr("Firmware:      %@"), texts.firmware));
@@ -248,7 +254,7 @@ int tinteraSettingsCommand(TinteraInvocation &invocation)
         return TinteraExitUsage;
     }
     TinteraDeviceSession session(invocation, stderr);
-    if (!session.open())
+    if (!(change ? session.open() : session.openForReading()))
         return TinteraExitFailure;
     VLSyncManager *manager = session.manager();
     if (change) {
@@ -272,27 +278,46 @@ int tinteraFandecksCommand(TinteraInvocation &invocation)
     if (change
         && (arguments.size() != 2
             || (arguments.at(0) != QLatin1String("select") && arguments.at(0) != QLatin1String("unselect")))) {
-        invocation.fail(tr("usage: tintera fandecks [select ID | unselect ID]"));
+        invocation.fail(tr("usage: tintera fandecks [select ID|NAME | unselect ID|NAME]"));
         return TinteraExitUsage;
     }
-    // The list comes from the inventory of the computer, the device and the service.
+    // The list comes from the inventory of the computer, the device and the service; with the
+    // device away, from what the computer stored of the last one.
     TinteraDeviceSession session(invocation, stderr);
-    if (!session.open() || !session.gatherPreliminaryInfo())
+    if (!(change ? session.open() : session.openForReading()))
+        return TinteraExitFailure;
+    if (!session.isStored() && !session.gatherPreliminaryInfo())
         return TinteraExitFailure;
     VLSyncManager *manager = session.manager();
     const VLSyncFileList fandecks =
         manager->syncInfo() ? vlFandecksSortedByDescription(manager->syncInfo()->allUniqueFandecks()) : VLSyncFileList();
 
     if (change) {
-        const QString id = arguments.at(1);
-        const bool known = std::any_of(fandecks.cbegin(), fandecks.cend(),
-                                       [&](const VLSyncFileInfoPtr &fandeck) { return fandeck->fileID() == id; });
-        if (!known) {
-            invocation.fail(vlFormat(tr("no fandeck has the id \"%@\"; \"tintera fandecks\" lists them."), id));
+        // By id, or by the name the list shows when no other fandeck has it.
+        const QString wanted = arguments.at(1);
+        QStringList ids;
+        for (const VLSyncFileInfoPtr &fandeck : fandecks) {
+            if (fandeck->fileID() == wanted) {
+                ids = {wanted};
+                break;
+            }
+            if (vlFandeckDisplayName(fandeck).compare(wanted, Qt::CaseInsensitive) == 0)
+                ids << fandeck->fileID();
+        }
+        if (ids.size() != 1) {
+            invocation.fail(vlFormat(ids.isEmpty() ? tr("no fandeck has the id or name \"%@\"; \"tintera fandecks\" lists them.")
+                                                   : tr("several fandecks are named \"%@\"; choose one by its id."),
+                                     wanted));
             return TinteraExitFailure;
         }
-        manager->setUserWantsSyncForFandeckWithID(arguments.at(0) == QLatin1String("select"), id);
+        manager->setUserWantsSyncForFandeckWithID(arguments.at(0) == QLatin1String("select"), ids.first());
     }
+    // What is on the device now is known only while it is connected.
+    const auto onDevice = [&](const VLSyncFileInfoPtr &fandeck) -> std::optional<bool> {
+        if (session.isStored())
+            return std::nullopt;
+        return manager->syncInfo()->fandeckExistsOnDeviceWithFandeckID(fandeck->fileID());
+    };
 
     if (invocation.json) {
         QJsonArray list;
@@ -300,7 +325,7 @@ int tinteraFandecksCommand(TinteraInvocation &invocation)
             list.append(QJsonObject{{QStringLiteral("id"), fandeck->fileID()},
                                     {QStringLiteral("name"), vlFandeckDisplayName(fandeck)},
                                     {QStringLiteral("selected"), manager->userWantsSyncForFandeckWithID(fandeck->fileID())},
-                                    {QStringLiteral("onDevice"), manager->syncInfo()->fandeckExistsOnDeviceWithFandeckID(fandeck->fileID())}});
+                                    {QStringLiteral("onDevice"), onDevice(fandeck) ? QJsonValue(*onDevice(fandeck)) : QJsonValue()}});
         }
         invocation.printJson({{QStringLiteral("fandecks"), list},
                               {QStringLiteral("selectedFandecksOnly"), manager->syncSelectedFandecksOnly()}});
@@ -312,9 +337,9 @@ int tinteraFandecksCommand(TinteraInvocation &invocation)
     }
     QList<QStringList> rows = {{tr("Sync"), tr("ID"), tr("Fandeck"), tr("On device")}};
     for (const VLSyncFileInfoPtr &fandeck : fandecks) {
-        const bool onDevice = manager->syncInfo()->fandeckExistsOnDeviceWithFandeckID(fandeck->fileID());
+        const std::optional<bool> there = onDevice(fandeck);
         rows.append({manager->userWantsSyncForFandeckWithID(fandeck->fileID()) ? QStringLiteral("[x]") : QStringLiteral("[ ]"),
-                     fandeck->fileID(), vlFandeckDisplayName(fandeck), onDevice ? tr("yes") : tr("no")});
+                     fandeck->fileID(), vlFandeckDisplayName(fandeck), !there ? tr("unknown") : *there ? tr("yes") : tr("no")});
     }
     invocation.print(columns(rows));
     invocation.println(manager->syncSelectedFandecksOnly()

@@ -6,9 +6,15 @@
 #include "VLPropertyList.h"
 #include "VLSyncInfo.h"
 
+#include "VLDataFolder.h"
+
 #include <QCoreApplication>
+#include <QDateTime>
+#include <QDir>
 #include <QFile>
 #include <QHash>
+
+#include <algorithm>
 
 namespace {
 
@@ -36,12 +42,51 @@ VLSyncManager *VLSyncManager::syncManagerWithDevice(const KDDevicePtr &device)
     }
     VLSyncManager *&manager = deviceSerialManagerMap()[serial];
     if (!manager)
-        manager = new VLSyncManager(device);
+        manager = new VLSyncManager(serial, device);
     return manager;
 }
 
-VLSyncManager::VLSyncManager(const KDDevicePtr &device)
-    : m_serialNumber(device->serialNumber())
+QStringList VLSyncManager::storedSerialNumbers()
+{
+    // Read without creating anything: a look at what is stored leaves no folder behind.
+    const QFileInfoList folders = QDir(vlApplicationDataFolder() + QStringLiteral("/Devices"))
+                                      .entryInfoList(QDir::Dirs | QDir::NoDotAndDotDot);
+    QList<std::pair<QDateTime, QString>> stored;
+    for (const QFileInfo &folder : folders) {
+        const QFileInfo defaults(folder.filePath() + QStringLiteral("/defaults.plist"));
+        if (defaults.isFile() && vlIsPlainPathComponent(folder.fileName()))
+            stored.append({defaults.lastModified(), folder.fileName()});
+    }
+    std::sort(stored.begin(), stored.end(), [](const auto &a, const auto &b) { return a.first > b.first; });
+    QStringList serials;
+    for (const auto &[modified, serial] : stored)
+        serials << serial;
+    return serials;
+}
+
+VLSyncManager *VLSyncManager::syncManagerWithStoredSerialNumber(const QString &serialNumber)
+{
+    if (!storedSerialNumbers().contains(serialNumber))
+        return nullptr;
+    VLSyncManager *&manager = deviceSerialManagerMap()[serialNumber];
+    if (!manager)
+        manager = new VLSyncManager(serialNumber, KDDevicePtr());
+    if (!manager->m_device)
+        manager->loadStoredState();
+    return manager;
+}
+
+void VLSyncManager::loadStoredState()
+{
+    registerDefaults();
+    if (!m_syncInfo)
+        m_syncInfo = new VLSyncInfo(this);
+    m_syncInfo->setLocalFiles(localFilesInFolder(pathForGlobalFandecksFolder(), QStringLiteral("payload.cxf")));
+    m_syncInfo->setWebServiceFiles(webServiceCacheFiles());
+}
+
+VLSyncManager::VLSyncManager(const QString &serialNumber, const KDDevicePtr &device)
+    : m_serialNumber(serialNumber)
     , m_device(device)
 {
     // Managers live as long as the process, and a program that quits in the middle of a run does

@@ -57,6 +57,13 @@ class VLSyncManager : public VLObservable,
 public:
     // ---- core ----
     static VLSyncManager *syncManagerWithDevice(const KDDevicePtr &device);
+    // What this computer keeps of devices synced before, with none of them connected: the serial
+    // numbers that have stored settings, the one whose settings changed last first; and the
+    // manager of one of them with those settings and the inventory stored on the computer (its
+    // fandecks and the service's last list) loaded, or none when nothing is stored for it.
+    static QStringList storedSerialNumbers();
+    static VLSyncManager *syncManagerWithStoredSerialNumber(const QString &serialNumber);
+    QString serialNumber() const { return m_serialNumber; }
     ~VLSyncManager() override;
 
     void updateDevice(const KDDevicePtr &device);
@@ -281,10 +288,12 @@ private:
     void loadFandecksThenExportThenRun(const QList<KDMeasurementPtr> &matches, StepToken step);
     static VLSyncFileInfoPtr fileInfoOfDownload(const VLFileDownload *download);
 
-    explicit VLSyncManager(const KDDevicePtr &device);
+    VLSyncManager(const QString &serialNumber, const KDDevicePtr &device);
+    void loadStoredState();
     void dispatchKVC();
     QString localizedStatus(const char *englishText) const;
     VLSyncFileList localFilesInFolder(const QString &folder, const QString &payloadName) const;
+    VLSyncFileList webServiceCacheFiles() const;
 
     // The serial number the manager was created for; it names the device's folder even while the
     // device is away.

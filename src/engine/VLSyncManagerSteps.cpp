@@ -192,6 +192,22 @@ QString VLSyncManager::localizedStatus(const char *englishText) const
     return tr(englishText);
 }
 
+VLSyncFileList VLSyncManager::webServiceCacheFiles() const
+{
+    VLSyncFileList cached;
+    // A copy larger than any list this program writes was not written by it: left unread.
+    const QString cache = pathForDeviceWebServiceCache();
+    const bool oversized = QFileInfo(cache).size() > kMaximumServiceCacheBytes;
+    if (oversized)
+        VL_LOG("The cached service list %@ is larger than %lld bytes: not read", cache, kMaximumServiceCacheBytes);
+    const QVariantList infos = oversized ? QVariantList() : VLPropertyList::readFile(cache).toList();
+    for (const QVariant &info : infos) {
+        if (info.typeId() == QMetaType::QVariantMap)
+            cached.append(VLSyncFileInfo::initWithDictionary(info.toMap()));
+    }
+    return cached;
+}
+
 // Installed items are folders holding "info.plist" beside their payload; anything else is skipped,
 // and so is a payload whose size is not the one its record gives: one cut short (by a power cut
 // before the disk had all of it, or by hand) then counts as missing and the sync fetches it again.
@@ -262,18 +278,7 @@ void VLSyncManager::runCurrentStep(QObject *)
         break;
     case VLSyncManagerStatusQueryLocalWebServiceCache: {
         setStatusMessage(tr("Gathering local webservice cache..."));
-        VLSyncFileList cached;
-        // A copy larger than any list this program writes was not written by it: left unread.
-        const QString cache = pathForDeviceWebServiceCache();
-        const bool oversized = QFileInfo(cache).size() > kMaximumServiceCacheBytes;
-        if (oversized)
-            VL_LOG("The cached service list %@ is larger than %lld bytes: not read", cache, kMaximumServiceCacheBytes);
-        const QVariantList infos = oversized ? QVariantList() : VLPropertyList::readFile(cache).toList();
-        for (const QVariant &info : infos) {
-            if (info.typeId() == QMetaType::QVariantMap)
-                cached.append(VLSyncFileInfo::initWithDictionary(info.toMap()));
-        }
-        updateSyncInfoWithWebserviceCache(cached);
+        updateSyncInfoWithWebserviceCache(webServiceCacheFiles());
         runNextSyncStep();
         break;
     }

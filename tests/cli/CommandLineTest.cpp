@@ -162,6 +162,19 @@ TEST_F(TinteraAgainstEmulators, SyncShowsProgressAndASecondSyncMovesNothing)
     EXPECT_TRUE(status.out.contains("Serial Number: " + serial));
     EXPECT_TRUE(status.out.contains("Last Sync: ")) << qPrintable(status.out);
     EXPECT_FALSE(status.out.contains("Last Sync: Never"));
+
+    // With the device away, the commands that only read answer from what is stored, and say so.
+    ASSERT_TRUE(environment.devsim({"unplug", "--serial", serial}, nullptr, nullptr));
+    const TinteraRun away = runTintera({"status"});
+    EXPECT_EQ(away.exitCode, 0) << qPrintable(away.err);
+    EXPECT_TRUE(away.out.contains("Serial Number: " + serial)) << qPrintable(away.out);
+    EXPECT_TRUE(away.out.contains("Status: No device connected. Last Sync: ")) << qPrintable(away.out);
+    EXPECT_FALSE(away.out.contains("Last Sync: Never"));
+    EXPECT_TRUE(away.err.contains(serial + " is not connected")) << qPrintable(away.err);
+    const TinteraRun fandecks = runTintera({"fandecks"});
+    EXPECT_EQ(fandecks.exitCode, 0) << qPrintable(fandecks.err);
+    EXPECT_GE(listedFandecks(fandecks.out).size(), 2) << qPrintable(fandecks.out);
+    EXPECT_EQ(runTintera({"settings"}).exitCode, 0);
 }
 
 TEST_F(TinteraAgainstEmulators, ADeviceGreetingWithANulKeyIsRefusedAndTheOthersAreListed)
@@ -318,7 +331,11 @@ TEST_F(TinteraAgainstEmulators, SettingsAndFandeckChoicesLastAcrossRuns)
 
     const TinteraRun unknown = runTintera({"fandecks", "select", "no-such-fandeck"});
     EXPECT_EQ(unknown.exitCode, 1);
-    EXPECT_TRUE(unknown.err.contains("no fandeck has the id \"no-such-fandeck\""));
+    EXPECT_TRUE(unknown.err.contains("no fandeck has the id or name \"no-such-fandeck\""));
+    // The name the list shows chooses too.
+    EXPECT_EQ(runTintera({"fandecks", "select", "velmora exteriors"}).exitCode, 0);
+    EXPECT_TRUE(runTintera({"fandecks"}).out.contains(
+        QRegularExpression("^\\[x\\].*Velmora Exteriors", QRegularExpression::MultilineOption)));
 }
 
 TEST_F(TinteraAgainstEmulators, ExportNeedsTheFandecksThenShipsTheMissingNoteAndZips)
