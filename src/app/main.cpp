@@ -21,13 +21,15 @@ namespace {
 constexpr int kTrayGraceMs = 3000;
 
 const char *const kUsage =
-    "Usage: VelmoraSync [--demo] [x-tintera-sync:URL ...]\n"
+    "Usage: VelmoraSync [--demo] [--stall-timeout SECONDS] [x-tintera-sync:URL ...]\n"
     "\n"
     "TINTERA Sync keeps a TINTERA colour-capture device in step with the sync service, from the\n"
     "system tray. A running instance takes the URLs of a second launch: an \"x-tintera-sync:\" URL\n"
-    "starts a sync.\n"
+    "starts a sync; a second launch without one brings the preferences window forward.\n"
     "\n"
     "  --demo     run against an emulated device and sync service in a temporary folder\n"
+    "  --stall-timeout SECONDS\n"
+    "             stop a sync that shows no progress for this long (default 120; 0: never)\n"
     "  --version  print the version and exit\n"
     "  --help     print this help and exit\n";
 
