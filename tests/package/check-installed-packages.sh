@@ -12,6 +12,11 @@ skip=77
 # What the package declares needs no root: https needs the system's CA certificates, and an
 # export's --zip needs zip.
 declared_app_deb=$(ls "$packages_dir"/tintera-sync_"$version"_*.deb 2>/dev/null | head -n 1)
+declared_emulators_deb=$(ls "$packages_dir"/tintera-sync-emulators_"$version"_*.deb 2>/dev/null | head -n 1)
+if [ -n "$declared_emulators_deb" ]; then
+  dpkg-deb -f "$declared_emulators_deb" Description | grep -q "With them 'tintera demo' and 'VelmoraSync --demo'$" \
+    || { echo "FAIL: the description of tintera-sync-emulators is garbled"; exit 1; }
+fi
 if [ -n "$declared_app_deb" ]; then
   dpkg-deb -f "$declared_app_deb" Depends | grep -qw ca-certificates \
     || { echo "FAIL: tintera-sync does not depend on ca-certificates"; exit 1; }
