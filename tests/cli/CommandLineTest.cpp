@@ -67,6 +67,32 @@ TEST(TinteraCommandLine, HelpAndUsageErrors)
     EXPECT_EQ(runTintera({"--wait", "1", "sync", "--help"}).exitCode, 0);
 }
 
+// Every program's --help prints its help, succeeds and touches nothing, wherever it stands.
+TEST(TinteraTools, HelpPrintsAndTouchesNothing)
+{
+    // Each command line with a word its help must hold.
+    const QList<std::pair<QStringList, QString>> rows = {
+        {{"tools/catalog/tintera-catalog", "--help"}, "usage"},
+        {{"tools/catalog/tintera-catalog", "write", "--help"}, "usage"},
+        {{"tools/catalog/tintera-catalog", "fandeck", "--help"}, "usage"},
+        {{"tools/devsim/tintera-devsim", "--help"}, "usage"},
+        {{"tools/devsim/tintera-devsim", "serve", "--help"}, "--state"},
+        {{"tools/devsim/tintera-devctl", "--help"}, "--device-dir"},
+        {{"tools/cloudsim/tintera-cloudsim", "--help"}, "--fault"},
+        {{"src/app/VelmoraSync", "--help"}, "--stall-timeout"}};
+    for (const auto &[commandLine, word] : rows) {
+        QTemporaryDir folder;
+        QProcess program;
+        program.setWorkingDirectory(folder.path());
+        program.start(tinteraBuiltProgram(commandLine.first()), commandLine.mid(1));
+        ASSERT_TRUE(program.waitForFinished(30000)) << qPrintable(commandLine.join(' '));
+        EXPECT_EQ(program.exitCode(), 0) << qPrintable(commandLine.join(' '));
+        EXPECT_TRUE(QString::fromUtf8(program.readAllStandardOutput()).contains(word, Qt::CaseInsensitive))
+            << qPrintable(commandLine.join(' '));
+        EXPECT_TRUE(QDir(folder.path()).isEmpty()) << qPrintable(commandLine.join(' '));
+    }
+}
+
 // Whoever can put a socket in the device folder passes for a device: a folder that is not the
 // user's alone is refused with a message naming it, and no command waits for devices from it.
 struct DeviceFolderCase

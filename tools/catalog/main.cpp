@@ -14,11 +14,13 @@
 
 namespace {
 
+const char *const kUsage = "usage: tintera-catalog write DIR [--edition N]\n"
+                           "       tintera-catalog fandeck FILE [--colours N]\n"
+                           "       tintera-catalog inspect FILE.cxf|FILE.cie\n";
+
 int usage(QTextStream &err)
 {
-    err << "usage: tintera-catalog write DIR [--edition N]\n"
-           "       tintera-catalog fandeck FILE [--colours N]\n"
-           "       tintera-catalog inspect FILE.cxf|FILE.cie\n";
+    err << kUsage;
     return 2;
 }
 
@@ -53,7 +55,12 @@ int main(int argc, char **argv)
     QTextStream out(stdout);
     QTextStream err(stderr);
     const QStringList arguments = application.arguments().mid(1);
-    if (arguments.size() < 2)
+    // Asked for help anywhere, the program prints it and touches nothing: "write --help" is no folder.
+    if (arguments.contains(QLatin1String("--help")) || arguments.contains(QLatin1String("-h"))) {
+        out << kUsage;
+        return 0;
+    }
+    if (arguments.size() < 2 || arguments[1].startsWith(QLatin1Char('-')))
         return usage(err);
     const QString command = arguments[0];
     const QString operand = arguments[1];

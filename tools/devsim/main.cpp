@@ -40,6 +40,8 @@
 namespace {
 
 constexpr int kUsage = 2;
+// A command asked for its help printed it and did nothing else: that is a success.
+bool helpShown = false;
 constexpr qint64 kDefaultCapacity = qint64(1) << 30;
 
 QTextStream &out()
@@ -100,6 +102,7 @@ struct Command
         }
         if (parser.isSet(QStringLiteral("help"))) {
             out() << parser.helpText();
+            helpShown = true;
             return false;
         }
         if (!parser.isSet(state) || (needsSerial && !parser.isSet(serial))) {
@@ -441,19 +444,29 @@ int main(int argc, char **argv)
     QStringList arguments = QCoreApplication::arguments();
     const QString verb = arguments.value(1);
     arguments.removeAt(1 < arguments.size() ? 1 : 0);
+    const QString usage =
+        QStringLiteral("usage: tintera-devsim serve|add-device|capture|fault|plug|unplug|link|show --state DIR ...\n"
+                       "\"tintera-devsim COMMAND --help\" lists the options of a command.");
+    if (verb == QStringLiteral("--help") || verb == QStringLiteral("-h")) {
+        out() << usage << '\n';
+        return 0;
+    }
+    int status = kUsage;
     if (verb == QStringLiteral("serve"))
-        return serve(arguments);
-    if (verb == QStringLiteral("add-device"))
-        return addDevice(arguments);
-    if (verb == QStringLiteral("capture"))
-        return capture(arguments);
-    if (verb == QStringLiteral("fault"))
-        return fault(arguments);
-    if (verb == QStringLiteral("plug") || verb == QStringLiteral("unplug"))
-        return plug(arguments, verb == QStringLiteral("plug"));
-    if (verb == QStringLiteral("show"))
-        return show(arguments);
-    if (verb == QStringLiteral("link"))
-        return setLink(arguments);
-    return fail(QStringLiteral("usage: tintera-devsim serve|add-device|capture|fault|plug|unplug|link|show --state DIR ..."), kUsage);
+        status = serve(arguments);
+    else if (verb == QStringLiteral("add-device"))
+        status = addDevice(arguments);
+    else if (verb == QStringLiteral("capture"))
+        status = capture(arguments);
+    else if (verb == QStringLiteral("fault"))
+        status = fault(arguments);
+    else if (verb == QStringLiteral("plug") || verb == QStringLiteral("unplug"))
+        status = plug(arguments, verb == QStringLiteral("plug"));
+    else if (verb == QStringLiteral("show"))
+        status = show(arguments);
+    else if (verb == QStringLiteral("link"))
+        status = setLink(arguments);
+    else
+        return fail(usage, kUsage);
+    return helpShown ? 0 : status;
 }
