@@ -12,6 +12,32 @@ _tintera_fandeck_ids()
     done
 }
 
+# The serial numbers of the devices offered now (their sockets) and of those synced before (their
+# settings folders).
+_tintera_serials()
+{
+    local devices=${KALVEX_DEVICE_DIR:-${XDG_RUNTIME_DIR:-/nonexistent}/kalvex/devices}
+    local data=${TINTERA_DATA_DIR:-${XDG_DATA_HOME:-$HOME/.local/share}/Kalvex/TINTERA}
+    local path
+    for path in "$devices"/*.sock "$data"/Devices/*/; do
+        [[ -e $path ]] || continue
+        path=${path%/}
+        path=${path##*/}
+        echo "${path%.sock}"
+    done | sort -u
+}
+
+# The links of "demo --link": one profile, or a device and a service profile joined by "+".
+_tintera_links()
+{
+    local device service
+    for device in loopback usb-full-speed usb-high-speed; do
+        echo "$device"
+        for service in dsl mobile; do echo "$device+$service"; done
+    done
+    echo dsl mobile
+}
+
 _tintera()
 {
     local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD-1]}
@@ -23,7 +49,7 @@ _tintera()
     local i command="" position=0
     for ((i = 1; i < COMP_CWORD; i++)); do
         case ${COMP_WORDS[i]} in
-        --service-url | --ca-file | --device | --wait | --stall-timeout | --format) ((i++)) ;;
+        --service-url | --ca-file | --device | --wait | --stall-timeout | --format | --link) ((i++)) ;;
         -*) ;;
         *)
             if [[ -z $command ]]; then
@@ -36,7 +62,15 @@ _tintera()
     done
 
     case $prev in
-    --service-url | --wait | --stall-timeout | --device) return ;;
+    --service-url | --wait | --stall-timeout) return ;;
+    --device)
+        COMPREPLY=($(compgen -W "$(_tintera_serials)" -- "$cur"))
+        return
+        ;;
+    --link)
+        COMPREPLY=($(compgen -W "$(_tintera_links)" -- "$cur"))
+        return
+        ;;
     --ca-file)
         COMPREPLY=($(compgen -f -- "$cur"))
         return

@@ -15,6 +15,21 @@ function __tintera_fandeck_ids
     end
 end
 
+# The serial numbers of the devices offered now (their sockets) and of those synced before.
+function __tintera_serials
+    set -l devices $KALVEX_DEVICE_DIR
+    test -z "$devices"; and set devices $XDG_RUNTIME_DIR/kalvex/devices
+    set -l data $TINTERA_DATA_DIR
+    if test -z "$data"
+        set -l share $XDG_DATA_HOME
+        test -z "$share"; and set share $HOME/.local/share
+        set data $share/Kalvex/TINTERA
+    end
+    for path in $devices/*.sock $data/Devices/*/
+        basename $path .sock
+    end
+end
+
 complete -c tintera -f
 complete -c tintera -n "not __fish_seen_subcommand_from $commands" -a devices -d 'List the connected devices'
 complete -c tintera -n "not __fish_seen_subcommand_from $commands" -a status -d 'Show the device, its last sync and its settings'
@@ -28,7 +43,7 @@ complete -c tintera -n "not __fish_seen_subcommand_from $commands" -l version -d
 
 complete -c tintera -l service-url -x -d 'Base URL of the sync service'
 complete -c tintera -l ca-file -r -F -d 'PEM file of CA certificates to trust'
-complete -c tintera -l device -x -d 'Serial number of the device to use'
+complete -c tintera -l device -x -a '(__tintera_serials)' -d 'Serial number of the device to use'
 complete -c tintera -l wait -x -d 'Seconds to wait for the device'
 complete -c tintera -s v -l verbose -d 'Copy every log line to standard error'
 complete -c tintera -s h -l help -d 'Show the help'
@@ -38,7 +53,7 @@ complete -c tintera -n "__fish_seen_subcommand_from export" -l zip -d 'Also pack
 complete -c tintera -n "__fish_seen_subcommand_from export" -l format -x -a 'cxf cgats csv gpl ase' -d 'File format'
 complete -c tintera -n "__fish_seen_subcommand_from export" -F
 complete -c tintera -n "__fish_seen_subcommand_from demo" -l keep -d 'Keep the demo folder'
-complete -c tintera -n "__fish_seen_subcommand_from demo" -l link -r -d 'Device and service links (usb-full-speed+dsl, ...)'
+complete -c tintera -n "__fish_seen_subcommand_from demo" -l link -x -a 'loopback usb-full-speed usb-high-speed dsl mobile usb-full-speed+dsl usb-full-speed+mobile usb-high-speed+dsl usb-high-speed+mobile' -d 'Device and service links'
 complete -c tintera -n "__fish_seen_subcommand_from fandecks; and not __fish_seen_subcommand_from select unselect" -a 'select unselect'
 complete -c tintera -n "__fish_seen_subcommand_from select unselect" -a '(__tintera_fandeck_ids)'
 complete -c tintera -n "__fish_seen_subcommand_from settings; and not __fish_seen_subcommand_from auto-sync selected-only require-signed service-url ca-file" -a 'auto-sync selected-only require-signed service-url ca-file'

@@ -93,6 +93,30 @@ TEST(TinteraTools, HelpPrintsAndTouchesNothing)
     }
 }
 
+// The shell completes the values of the options that take one: the devices offered and synced
+// before for --device, the profiles for --link (whose value is not taken for the command).
+TEST(TinteraCompletion, BashCompletesOptionValues)
+{
+    ScopedDataFolder data;
+    ASSERT_TRUE(QDir().mkpath(data.filePath("devices")) && QDir().mkpath(data.filePath("Devices/VL000002")));
+    QFile socket(data.filePath("devices/VL000001.sock"));
+    ASSERT_TRUE(socket.open(QIODevice::WriteOnly));
+    const ScopedEnvironment devices("KALVEX_DEVICE_DIR", data.filePath("devices").toUtf8());
+    const std::pair<const char *, const char *> rows[] = {
+        {"tintera status --device ''", "VL000001 VL000002"},
+        {"tintera demo --link usb-full-speed+", "usb-full-speed+dsl usb-full-speed+mobile"},
+        {"tintera --link dsl demo --k", "--keep"},
+    };
+    for (const auto &[words, expected] : rows) {
+        QProcess bash;
+        bash.start("bash", {"-c", QStringLiteral("source '%1/packaging/completion/tintera.bash'; COMP_WORDS=(%2); "
+                                                 "COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _tintera; echo \"${COMPREPLY[*]}\"")
+                                      .arg(TINTERA_SOURCE_DIR, words)});
+        ASSERT_TRUE(bash.waitForFinished(10000));
+        EXPECT_EQ(QString::fromUtf8(bash.readAllStandardOutput()).trimmed(), expected) << words;
+    }
+}
+
 // Whoever can put a socket in the device folder passes for a device: a folder that is not the
 // user's alone is refused with a message naming it, and no command waits for devices from it.
 struct DeviceFolderCase
