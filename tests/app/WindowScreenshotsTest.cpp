@@ -5,6 +5,7 @@
 #include "VLSyncWindow.h"
 #include "VelmoraSyncPreferencesWindowController.h"
 
+#include <QApplication>
 #include <QDate>
 #include <QDir>
 #include <QFile>
@@ -80,6 +81,38 @@ TEST_F(WindowScreenshots, PreferencesWithEveryFandeckSynced)
     controller.stopProgress();
     saveScreenshot(controller.window(), QStringLiteral("preferences-all-fandecks-synced.png"));
     EXPECT_EQ(controller.progressValue(), 0);
+    controller.window()->close();
+    controller.setSyncManager(nullptr);
+}
+
+// While a sync runs the window offers Cancel beside the download bar; fandeck names stay readable
+// in a dark palette too.
+TEST_F(WindowScreenshots, PreferencesDuringASyncOfferCancelInLightAndDarkPalettes)
+{
+    AttachedManager attached;
+    attached.device.setReply(QStringLiteral("EndSync"), KDScriptedDevice::Reply{.noAnswer = true});
+    attached.manager->syncInfo()->setLocalFiles({fandeck("F1", "Heritage Classics"), fandeck("F2", "Accent Colours")});
+    VelmoraSyncPreferencesWindowController controller;
+    controller.setSyncManager(attached.manager);
+    attached.manager->startSync();
+    attached.manager->setStatusMessage(QStringLiteral("Downloading Accent Colours..."));
+    controller.syncStatusChanged();
+    controller.setProgressValue(45);
+    const QPalette light = QApplication::palette();
+    QPalette dark;
+    for (auto [role, colour] : {std::pair{QPalette::Window, QColor(45, 45, 45)}, {QPalette::Base, QColor(30, 30, 30)},
+                                {QPalette::AlternateBase, QColor(38, 38, 38)},
+                                {QPalette::Button, QColor(55, 55, 55)}, {QPalette::WindowText, QColor(235, 235, 235)},
+                                {QPalette::Text, QColor(235, 235, 235)}, {QPalette::ButtonText, QColor(235, 235, 235)}})
+        dark.setColor(role, colour);
+    for (auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText})
+        dark.setColor(QPalette::Disabled, role, QColor(130, 130, 130));
+    saveScreenshot(controller.window(), QStringLiteral("preferences-syncing-light.png"));
+    QApplication::setPalette(dark);
+    saveScreenshot(controller.window(), QStringLiteral("preferences-syncing-dark.png"));
+    QApplication::setPalette(light);
+    controller.cancelSyncPressed();
+    EXPECT_FALSE(attached.manager->isInSync());
     controller.window()->close();
     controller.setSyncManager(nullptr);
 }
