@@ -129,14 +129,11 @@ TEST(FandeckTable, BoxesAndNamesAreLiveOnlyForSelectedOnlyOutsideASync)
     model.setFandecks({fandeck("F1", "Alpha"), fandeck("F2", "Beta")});
     const auto check = [&](int row) { return model.index(row, VLFandeckTableModel::CheckColumn); };
     const auto name = [&](int row) { return model.index(row, VLFandeckTableModel::NameColumn); };
-    // Under a dark theme the names take the theme's light text colours.
+    // Under a dark theme the names take the theme's own text colours.
     const QPalette light = QGuiApplication::palette();
-    QPalette dark = light;
-    dark.setColor(QPalette::Active, QPalette::Text, QColor(230, 230, 230));
-    dark.setColor(QPalette::Disabled, QPalette::Text, QColor(120, 120, 120));
-    QGuiApplication::setPalette(dark);
-    const QColor grey(120, 120, 120);
-    const QColor text(230, 230, 230);
+    QGuiApplication::setPalette(darkPalette());
+    const QColor grey(130, 130, 130);
+    const QColor text(235, 235, 235);
 
     // Selected-only off: every fandeck is synced, so every box is ticked, and disabled; every name grey.
     for (int row = 0; row < 2; ++row) {

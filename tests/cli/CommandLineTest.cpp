@@ -67,47 +67,40 @@ TEST(TinteraCommandLine, HelpAndUsageErrors)
     EXPECT_EQ(runTintera({"--wait", "1", "sync", "--help"}).exitCode, 0);
 }
 
-// Every program's --help prints its help, succeeds and touches nothing, wherever it stands.
+// Every program's --help prints its help (with the word given), succeeds and touches nothing.
 TEST(TinteraTools, HelpPrintsAndTouchesNothing)
 {
-    // Each command line with a word its help must hold.
-    const QList<std::pair<QStringList, QString>> rows = {
-        {{"tools/catalog/tintera-catalog", "--help"}, "usage"},
-        {{"tools/catalog/tintera-catalog", "write", "--help"}, "usage"},
-        {{"tools/catalog/tintera-catalog", "fandeck", "--help"}, "usage"},
-        {{"tools/devsim/tintera-devsim", "--help"}, "usage"},
-        {{"tools/devsim/tintera-devsim", "serve", "--help"}, "--state"},
-        {{"tools/devsim/tintera-devctl", "--help"}, "--device-dir"},
-        {{"tools/cloudsim/tintera-cloudsim", "--help"}, "--fault"},
-        {{"src/app/VelmoraSync", "--help"}, "--stall-timeout"}};
-    for (const auto &[commandLine, word] : rows) {
+    for (const auto &[line, word] : {std::pair{"tools/catalog/tintera-catalog write --help", "usage"},
+                                     {"tools/catalog/tintera-catalog --help", "usage"},
+                                     {"tools/devsim/tintera-devsim --help", "usage"},
+                                     {"tools/devsim/tintera-devsim serve --help", "--state"},
+                                     {"tools/devsim/tintera-devctl --help", "--device-dir"},
+                                     {"tools/cloudsim/tintera-cloudsim --help", "--fault"},
+                                     {"src/app/VelmoraSync --help", "--stall-timeout"}}) {
+        SCOPED_TRACE(line);
         QTemporaryDir folder;
         QProcess program;
         program.setWorkingDirectory(folder.path());
-        program.start(tinteraBuiltProgram(commandLine.first()), commandLine.mid(1));
-        ASSERT_TRUE(program.waitForFinished(30000)) << qPrintable(commandLine.join(' '));
-        EXPECT_EQ(program.exitCode(), 0) << qPrintable(commandLine.join(' '));
-        EXPECT_TRUE(QString::fromUtf8(program.readAllStandardOutput()).contains(word, Qt::CaseInsensitive))
-            << qPrintable(commandLine.join(' '));
-        EXPECT_TRUE(QDir(folder.path()).isEmpty()) << qPrintable(commandLine.join(' '));
+        const QStringList words = QString::fromLatin1(line).split(' ');
+        program.start(tinteraBuiltProgram(words.first()), words.mid(1));
+        ASSERT_TRUE(program.waitForFinished(30000));
+        EXPECT_EQ(program.exitCode(), 0);
+        EXPECT_TRUE(QString::fromUtf8(program.readAllStandardOutput()).contains(word, Qt::CaseInsensitive));
+        EXPECT_TRUE(QDir(folder.path()).isEmpty());
     }
 }
 
-// The shell completes the values of the options that take one: the devices offered and synced
-// before for --device, the profiles for --link (whose value is not taken for the command).
+// Bash completes option values: --device the devices offered and synced before, --link the
+// profiles (and its value is not taken for the command).
 TEST(TinteraCompletion, BashCompletesOptionValues)
 {
     ScopedDataFolder data;
     ASSERT_TRUE(QDir().mkpath(data.filePath("devices")) && QDir().mkpath(data.filePath("Devices/VL000002")));
-    QFile socket(data.filePath("devices/VL000001.sock"));
-    ASSERT_TRUE(socket.open(QIODevice::WriteOnly));
+    ASSERT_TRUE(QFile(data.filePath("devices/VL000001.sock")).open(QIODevice::WriteOnly));
     const ScopedEnvironment devices("KALVEX_DEVICE_DIR", data.filePath("devices").toUtf8());
-    const std::pair<const char *, const char *> rows[] = {
-        {"tintera status --device ''", "VL000001 VL000002"},
-        {"tintera demo --link usb-full-speed+", "usb-full-speed+dsl usb-full-speed+mobile"},
-        {"tintera --link dsl demo --k", "--keep"},
-    };
-    for (const auto &[words, expected] : rows) {
+    for (const auto &[words, expected] : {std::pair{"tintera status --device ''", "VL000001 VL000002"},
+                                          {"tintera demo --link usb-full-speed+", "usb-full-speed+dsl usb-full-speed+mobile"},
+                                          {"tintera --link dsl demo --k", "--keep"}}) {
         QProcess bash;
         bash.start("bash", {"-c", QStringLiteral("source '%1/packaging/completion/tintera.bash'; COMP_WORDS=(%2); "
                                                  "COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _tintera; echo \"${COMPREPLY[*]}\"")
