@@ -4,26 +4,12 @@
 #include "TestSupport.h"
 #include "VLSyncManager.h"
 
-#include <QPalette>
 #include <QUuid>
 
 // Serial numbers are unique per test: sync managers live for the whole process, one per serial.
 inline QString freshSerial()
 {
     return QStringLiteral("TS") + QUuid::createUuid().toString(QUuid::Id128).left(10).toUpper();
-}
-
-// A dark theme as desktops give it: light text, a mid grey when disabled, on dark grey.
-inline QPalette darkPalette()
-{
-    QPalette dark(QColor(45, 45, 45), QColor(45, 45, 45));
-    for (QPalette::ColorRole role : {QPalette::Base, QPalette::AlternateBase})
-        dark.setColor(role, QColor(30, 30, 30));
-    for (QPalette::ColorRole role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText}) {
-        dark.setColor(role, QColor(235, 235, 235));
-        dark.setColor(QPalette::Disabled, role, QColor(130, 130, 130));
-    }
-    return dark;
 }
 
 inline QVariantMap deviceAttributes(const QString &freeDiskSpace = QStringLiteral("5242880"))

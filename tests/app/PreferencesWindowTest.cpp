@@ -131,7 +131,10 @@ TEST(FandeckTable, BoxesAndNamesAreLiveOnlyForSelectedOnlyOutsideASync)
     const auto name = [&](int row) { return model.index(row, VLFandeckTableModel::NameColumn); };
     // Under a dark theme the names take the theme's own text colours.
     const QPalette light = QGuiApplication::palette();
-    QGuiApplication::setPalette(darkPalette());
+    QPalette dark = light;
+    dark.setColor(QPalette::Active, QPalette::Text, QColor(235, 235, 235));
+    dark.setColor(QPalette::Disabled, QPalette::Text, QColor(130, 130, 130));
+    QGuiApplication::setPalette(dark);
     const QColor grey(130, 130, 130);
     const QColor text(235, 235, 235);
 

@@ -5,7 +5,6 @@
 #include "VLSyncWindow.h"
 #include "VelmoraSyncPreferencesWindowController.h"
 
-#include <QApplication>
 #include <QDate>
 #include <QDir>
 #include <QFile>
@@ -82,27 +81,6 @@ TEST_F(WindowScreenshots, PreferencesWithEveryFandeckSynced)
     saveScreenshot(controller.window(), QStringLiteral("preferences-all-fandecks-synced.png"));
     EXPECT_EQ(controller.progressValue(), 0);
     controller.window()->close();
-    controller.setSyncManager(nullptr);
-}
-
-// While a sync runs Cancel Sync sits beside the download bar; the names stay readable in a dark palette.
-TEST_F(WindowScreenshots, PreferencesDuringASyncOfferCancelInLightAndDarkPalettes)
-{
-    AttachedManager attached;
-    attached.device.setReply(QStringLiteral("EndSync"), KDScriptedDevice::Reply{.noAnswer = true});
-    attached.manager->syncInfo()->setLocalFiles({fandeck("F1", "Heritage Classics"), fandeck("F2", "Accent Colours")});
-    VelmoraSyncPreferencesWindowController controller;
-    controller.setSyncManager(attached.manager);
-    attached.manager->startSync();
-    attached.manager->setStatusMessage(QStringLiteral("Downloading Accent Colours..."));
-    controller.syncStatusChanged();
-    controller.setProgressValue(45);
-    const QPalette light = QApplication::palette();
-    saveScreenshot(controller.window(), QStringLiteral("preferences-syncing-light.png"));
-    QApplication::setPalette(darkPalette());
-    saveScreenshot(controller.window(), QStringLiteral("preferences-syncing-dark.png"));
-    QApplication::setPalette(light);
-    controller.cancelSyncPressed();
     controller.setSyncManager(nullptr);
 }
 
