@@ -88,10 +88,10 @@ const QList<TinteraCommandInfo> &commands()
                                                  QStringLiteral("File format: cxf, cgats, csv, gpl or ase (default: from the extension)."),
                                                  QStringLiteral("format")));
          }},
-        {"fandecks", "[select|unselect ID]", "List the fandecks; choose which ones sync.",
+        {"fandecks", "[select|unselect ID|NAME]", "List the fandecks; choose which ones sync.",
          "Without arguments lists every fandeck known on the computer, the device and the service, sorted\n"
          "by name, with a tick for the ones chosen for sync. \"select ID\" and \"unselect ID\" change the\n"
-         "choice; it counts when \"settings selected-only on\" is set.",
+         "choice (a fandeck's name does as well as its id); it counts when \"settings selected-only on\" is set.",
          tinteraFandecksCommand, true, {}},
         {"settings", "[auto-sync|selected-only|require-signed on|off | service-url URL | ca-file FILE]",
          "Show or change the sync settings and the service settings.",
