@@ -50,7 +50,8 @@ const QCommandLineOption kJsonOption(QStringLiteral("json"),
                                      QStringLiteral("Print JSON objects, one a line, instead of text (see \"tintera help json\")."));
 // The commands that have a --json form.
 const QStringList kJsonCommands = {QStringLiteral("devices"),  QStringLiteral("status"), QStringLiteral("fandecks"),
-                                   QStringLiteral("settings"), QStringLiteral("sync"),   QStringLiteral("export")};
+                                   QStringLiteral("settings"), QStringLiteral("sync"),   QStringLiteral("export"),
+                                   QStringLiteral("updates")};
 
 // Options that take a value as the next argument, so that a value is not taken for the command.
 const QStringList kValueOptions = {QStringLiteral("--service-url"), QStringLiteral("--ca-file"), QStringLiteral("--device"), QStringLiteral("--wait"),
@@ -72,6 +73,12 @@ const QList<TinteraCommandInfo> &commands()
          "errors the sync collected and a summary. Exits with 1 when the sync collected errors, 3 when it\n"
          "was cancelled (device gone, interrupted, no progress).",
          tinteraSyncCommand, true, {}},
+        {"updates", "", "Show what the next sync will download and install.",
+         "Gathers the fandeck information as a sync begins, installs nothing, and lists what a sync started\n"
+         "now would do: the files it downloads, the device files it installs (firmware and bootloader with\n"
+         "the versions from and to), the fandecks it adds, enables and removes, and the device settings it\n"
+         "applies. Exits with 1 when the device or the service did not answer everything.",
+         tinteraUpdatesCommand, true, {}},
         {"export", "FILE", "Export the device's matches to a CxF3, CGATS, CSV or palette file.",
          "Reads the matches from the device and writes them to FILE. The format follows the file's\n"
          "extension unless --format names it: .cxf CxF3 document; .cie, .cgats, .it8 or .txt CGATS\n"
@@ -145,6 +152,10 @@ const char *const kJsonHelp =
     "          {\"serviceURL\", \"caFile\", \"requireSigned\"}}. \"serviceURL\" is the service used,\n"
     "          \"caFile\" the stored CA file (null when none)\n"
     "fandecks  {\"fandecks\": [{\"id\", \"name\", \"selected\", \"onDevice\"}], \"selectedFandecksOnly\"}\n"
+    "updates   {\"summary\", \"downloads\": [F], \"install\": [F + \"from\", \"downloaded\"], \"fandecks\":\n"
+    "          {\"add\": [F], \"enable\": [F], \"remove\": [F]}, \"deviceSettings\": F + \"again\" or null,\n"
+    "          \"firmware\": {\"from\", \"to\"} or null, \"bootloader\": the same}; F is a file:\n"
+    "          {\"type\", \"id\", \"name\", \"version\", \"bytes\"}\n"
     "export    {\"file\", \"format\", \"exported\", \"total\", \"matches\": [{\"colorId\", \"fandeck\",\n"
     "          \"lab\": {\"L\", \"a\", \"b\"}, \"tag\", \"audioNote\"}], \"audioNotes\": [{\"name\", \"path\",\n"
     "          \"present\"}], \"archive\"}\n"

@@ -7,6 +7,7 @@
 #include "VLSyncManagerDelegate.h"
 #include "VLSyncInfo.h"
 #include "VLSyncManagerStatus.h"
+#include "VLSyncPlan.h"
 
 #include "KDDevice.h"
 #include "VLDeviceCommandManager.h"
@@ -97,6 +98,9 @@ public:
     bool hasOpenSession() const;
 
     void syncWebServiceCacheWithFiles(const VLSyncFileList &files);
+    // What a full sync started now would do, from the inventory of the last run; with
+    // `selectedOnly`, as it would with that setting.
+    VLSyncPlan syncPlan(std::optional<bool> selectedOnly = std::nullopt);
     void updateSyncInfoWithWebserviceCache(const VLSyncFileList &files);
 
     // ---- Steps ----

@@ -9,7 +9,9 @@ target_sources(tintera_sync PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/VLSyncManager.h
   ${CMAKE_CURRENT_LIST_DIR}/VLSyncManagerDefaults.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLSyncManagerPaths.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/VLSyncManagerPlan.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLSyncManagerSteps.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/VLSyncPlan.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLSyncStallWatchdog.cpp
 )
 
