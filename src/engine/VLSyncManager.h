@@ -279,7 +279,13 @@ private:
     {
         VLSyncFileList localFandecks;
         QHash<QString, QString> deviceFileIDByFileID;
+        // Ids the device gave fandecks before they were removed or uploaded again: captures made
+        // then still name them.
+        QMultiHash<QString, QString> formerDeviceFileIDsByFileID;
     };
+    // Keeps, in the stored defaults, which fandeck each device id of the inventory stands for.
+    void rememberDeviceFandeckIdentities();
+    QMultiHash<QString, QString> rememberedDeviceFileIDsByFileID() const;
     FandeckSnapshot fandeckSnapshot() const;
     void loadFandecksIntoMemoryWithDecks(const VLSyncFileList &decks, const FandeckSnapshot &snapshot);
     void loadFandecksThenExportThenRun(const QList<KDMeasurementPtr> &matches, StepToken step);
