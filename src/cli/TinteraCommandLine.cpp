@@ -103,13 +103,18 @@ const QList<TinteraCommandInfo> &commands()
          "Show or change the sync settings and the service settings.",
          "Without arguments shows every setting. \"auto-sync on|off\": sync whenever the device is connected\n"
          "(in the tray application). \"selected-only on|off\": sync only the chosen fandecks and delete the\n"
-         "others from the device. \"service-url URL\": the sync service to use (the tray application too;\n"
+         "others from the device; turning it on names the fandecks the next sync removes, and with none\n"
+         "chosen needs --yes. \"service-url URL\": the sync service to use (the tray application too;\n"
          "--service-url and TINTERA_SERVICE_URL come first). \"ca-file FILE\": a PEM file of CA certificates\n"
          "trusted beside the system's, for a service whose certificate comes from a CA of its own. \"default\"\n"
          "as the URL or FILE removes the setting. \"require-signed on|off\": accept only files the service\n"
          "signed with a trusted key (signed files are always checked; unsigned ones pass when off). These\n"
          "three are the user's, for every device, and need no device.",
-         tinteraSettingsCommand, false, {}},
+         tinteraSettingsCommand, false,
+         [](QCommandLineParser &parser) {
+             parser.addOption(QCommandLineOption(QStringLiteral("yes"),
+                                                 QStringLiteral("Turn \"selected-only\" on even though no fandeck is selected.")));
+         }},
         {"demo", "", "Run the whole product against an emulated device and service.",
          "Writes the demo catalog into a fresh temporary folder, starts the emulated sync service and an\n"
          "emulated device with a few captured colours, runs a first full sync, prints the exported\n"
@@ -150,7 +155,8 @@ const char *const kJsonHelp =
     "settings  {\"settings\": {\"autoSync\", \"selectedFandecksOnly\", \"serviceURL\", \"caFile\",\n"
     "          \"requireSigned\"}}; changing service-url, ca-file or require-signed prints {\"settings\":\n"
     "          {\"serviceURL\", \"caFile\", \"requireSigned\"}}. \"serviceURL\" is the service used,\n"
-    "          \"caFile\" the stored CA file (null when none)\n"
+    "          \"caFile\" the stored CA file (null when none); after \"selected-only on\" also\n"
+    "          \"removedByNextSync\": [{\"id\", \"name\"}]\n"
     "fandecks  {\"fandecks\": [{\"id\", \"name\", \"selected\", \"onDevice\"}], \"selectedFandecksOnly\"}\n"
     "updates   {\"summary\", \"downloads\": [F], \"install\": [F + \"from\", \"downloaded\"], \"fandecks\":\n"
     "          {\"add\": [F], \"enable\": [F], \"remove\": [F]}, \"deviceSettings\": F + \"again\" or null,\n"
