@@ -41,7 +41,7 @@ _tintera_links()
 _tintera()
 {
     local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD-1]}
-    local commands="devices status sync export fandecks settings demo help"
+    local commands="devices status sync updates export fandecks settings demo help"
     local options="--service-url --ca-file --device --wait --verbose --help"
     COMPREPLY=()
 
@@ -82,11 +82,12 @@ _tintera()
     esac
 
     case $command in
-    sync) options+=" --stall-timeout --json" ;;
+    sync | updates) options+=" --stall-timeout --json" ;;
     export) options+=" --stall-timeout --zip --format --json" ;;
     fandecks) options+=" --stall-timeout --json" ;;
     demo) options+=" --stall-timeout --keep --link" ;;
-    devices | status | settings) options+=" --json" ;;
+    settings) options+=" --json --yes" ;;
+    devices | status) options+=" --json" ;;
     esac
 
     if [[ $cur == -* ]]; then

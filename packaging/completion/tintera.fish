@@ -1,6 +1,6 @@
 # fish completion for tintera, the TINTERA Sync command line.
 
-set -l commands devices status sync export fandecks settings demo help
+set -l commands devices status sync updates export fandecks settings demo help
 
 # The ids of the fandecks stored on this computer ("FileID" of each fandeck's info.plist).
 function __tintera_fandeck_ids
@@ -34,6 +34,7 @@ complete -c tintera -f
 complete -c tintera -n "not __fish_seen_subcommand_from $commands" -a devices -d 'List the connected devices'
 complete -c tintera -n "not __fish_seen_subcommand_from $commands" -a status -d 'Show the device, its last sync and its settings'
 complete -c tintera -n "not __fish_seen_subcommand_from $commands" -a sync -d 'Run a full sync'
+complete -c tintera -n "not __fish_seen_subcommand_from $commands" -a updates -d 'Show what the next sync will do'
 complete -c tintera -n "not __fish_seen_subcommand_from $commands" -a export -d 'Export the matches to a CxF3, CGATS, CSV or palette file'
 complete -c tintera -n "not __fish_seen_subcommand_from $commands" -a fandecks -d 'List the fandecks; choose which ones sync'
 complete -c tintera -n "not __fish_seen_subcommand_from $commands" -a settings -d 'Show or change the sync settings'
@@ -47,8 +48,8 @@ complete -c tintera -l device -x -a '(__tintera_serials)' -d 'Serial number of t
 complete -c tintera -l wait -x -d 'Seconds to wait for the device'
 complete -c tintera -s v -l verbose -d 'Copy every log line to standard error'
 complete -c tintera -s h -l help -d 'Show the help'
-complete -c tintera -n "__fish_seen_subcommand_from sync export fandecks demo" -l stall-timeout -x -d 'Cancel a run without progress after this many seconds'
-complete -c tintera -n "__fish_seen_subcommand_from devices status fandecks settings sync export" -l json -d 'Print JSON objects, one a line'
+complete -c tintera -n "__fish_seen_subcommand_from sync updates export fandecks demo" -l stall-timeout -x -d 'Cancel a run without progress after this many seconds'
+complete -c tintera -n "__fish_seen_subcommand_from devices status fandecks settings sync updates export" -l json -d 'Print JSON objects, one a line'
 complete -c tintera -n "__fish_seen_subcommand_from export" -l zip -d 'Also pack the export into FILE.zip'
 complete -c tintera -n "__fish_seen_subcommand_from export" -l format -x -a 'cxf cgats csv gpl ase' -d 'File format'
 complete -c tintera -n "__fish_seen_subcommand_from export" -F
@@ -58,6 +59,7 @@ complete -c tintera -n "__fish_seen_subcommand_from fandecks; and not __fish_see
 complete -c tintera -n "__fish_seen_subcommand_from select unselect" -a '(__tintera_fandeck_ids)'
 complete -c tintera -n "__fish_seen_subcommand_from settings; and not __fish_seen_subcommand_from auto-sync selected-only require-signed service-url ca-file" -a 'auto-sync selected-only require-signed service-url ca-file'
 complete -c tintera -n "__fish_seen_subcommand_from auto-sync selected-only require-signed" -a 'on off'
+complete -c tintera -n "__fish_seen_subcommand_from settings" -l yes -d 'Turn selected-only on with no fandeck chosen'
 complete -c tintera -n "__fish_seen_subcommand_from service-url" -x -a 'default'
 complete -c tintera -n "__fish_seen_subcommand_from ca-file" -r -F -a 'default'
 complete -c tintera -n "__fish_seen_subcommand_from help" -a "$commands json"

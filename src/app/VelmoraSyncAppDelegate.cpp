@@ -268,6 +268,7 @@ void VelmoraSyncAppDelegate::runEnded()
     // would stay where it was, or busy.
     if (m_prefsWindowController)
         m_prefsWindowController->stopProgress();
+    m_firmwareNoticeShown.clear();
     m_idleMemory.releaseSoon();
 }
 
@@ -475,6 +476,19 @@ void VelmoraSyncAppDelegate::syncManagerStatusDidChange(VLSyncManager *manager)
         m_matchesToExport = int(manager->latestMatches().size());
     // The step count and the download's share along with the message.
     setStatusTitle(syncProgressTitle(manager->status(), manager->statusMessage(), m_downloadFraction));
+    noticeFirmwareWrite(manager);
+}
+
+void VelmoraSyncAppDelegate::noticeFirmwareWrite(VLSyncManager *manager)
+{
+    const QString message = manager->statusMessage();
+    if (!message.contains(vlKeepDeviceConnectedNotice()) || message == m_firmwareNoticeShown)
+        return;
+    m_firmwareNoticeShown = message;
+    if (m_platform.notifier && m_platform.notifier->notify(vlApplicationTitle(), message, true, {}, {}))
+        return;
+    if (m_progressStatusItem && m_progressStatusItem->statusItem())
+        m_progressStatusItem->statusItem()->showMessage(vlApplicationTitle(), message, true, {});
 }
 
 void VelmoraSyncAppDelegate::syncManagerSyncDidFailWithError(VLSyncManager *, const VLError &error)
@@ -500,7 +514,9 @@ void VelmoraSyncAppDelegate::syncManagerDidFinishPreliminaryInfoGathering(VLSync
     VL_LOG("[VelmoraSyncAppDelegate syncManagerDidFinishPreliminaryInfoGathering:]");
     runEnded();
     updateMenu();
-    setStatusTitle(QString(QLatin1String("")));
+    // What a sync would bring, where the tray shows the device's state, until a sync begins.
+    const VLSyncPlan plan = m_syncManager && !m_syncManager->wasCancelled() ? m_syncManager->syncPlan() : VLSyncPlan();
+    setStatusTitle(plan.isEmpty() ? QString(QLatin1String("")) : QLatin1Char(' ') + plan.summary());
     if (m_syncManager && m_syncManager->autoSyncOnDeviceConnection() && m_velmoraDevice
         && m_velmoraDevice->isAvailable() && m_velmoraDevice->isConnected() && m_syncManager->canStartSync())
         m_syncManager->startSync();

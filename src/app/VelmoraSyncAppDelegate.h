@@ -147,6 +147,8 @@ private:
     void setStatusTitle(const QString &title);
     void showSyncProgress();
     void notifySyncEnded(VLSyncManager *manager, bool stalled);
+    // A notification, not only the menu's title line, while firmware or a bootloader is written.
+    void noticeFirmwareWrite(VLSyncManager *manager);
     void runEnded();
     void connectMenuActions();
     void showAndActivate(QWidget *window);
@@ -172,6 +174,7 @@ private:
     QDateTime m_syncBeganAt;
     int m_matchesToExport = 0;
     bool m_filesCountedAtBegin = false;
+    QString m_firmwareNoticeShown; // the message of the write last announced in this run
     QList<VLError> m_lastSyncErrors;
     VLSyncSummary m_lastSummary;
     VLIdleMemory m_idleMemory;

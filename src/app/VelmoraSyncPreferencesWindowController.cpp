@@ -7,6 +7,8 @@
 #include "VLFilteringSelectionModel.h"
 #include "VLHelpWindowController.h"
 #include "VLAlertPresenter.h"
+#include "VLSelectedOnlyConfirmation.h"
+#include "VLSelectedOnlyWarning.h"
 #include "VLNotificationCenter.h"
 #include "VLSyncInfo.h"
 #include "VLSyncManager.h"
@@ -246,8 +248,27 @@ void VelmoraSyncPreferencesWindowController::autoSyncButtonPressed()
 
 void VelmoraSyncPreferencesWindowController::syncSelectedOnlyButtonPressed()
 {
+    const bool on = m_ui->syncSelectedOnlyCheckboxButton->checkState() == Qt::Checked;
+    // Turned on, the option removes from the device every fandeck not ticked, and the ticks can
+    // only be set once it is on: the user hears which fandecks go before it takes effect.
+    if (on && m_syncManager && !m_syncManager->syncSelectedFandecksOnly()) {
+        const VLSelectedOnlyWarning warning = vlSelectedOnlyWarning(m_syncManager);
+        if (!warning.text().isEmpty()) {
+            m_ui->syncSelectedOnlyCheckboxButton->setChecked(false);
+            const QPointer<VLSyncManager> manager = m_syncManager;
+            if (m_selectedOnlyConfirmation)
+                m_selectedOnlyConfirmation->close();
+            m_selectedOnlyConfirmation = vlAskToTurnOnSelectedOnly(m_window.get(), warning, [this, manager] {
+                if (!manager || manager != m_syncManager || !manager->canChangeDefaults())
+                    return;
+                manager->setSyncSelectedFandecksOnly(true);
+                m_fandeckModel->reload();
+            });
+            return;
+        }
+    }
     if (m_syncManager)
-        m_syncManager->setSyncSelectedFandecksOnly(m_ui->syncSelectedOnlyCheckboxButton->checkState() == Qt::Checked);
+        m_syncManager->setSyncSelectedFandecksOnly(on);
     m_fandeckModel->reload();
 }
 

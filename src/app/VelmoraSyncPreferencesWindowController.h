@@ -89,6 +89,8 @@ public:
     QDialog *exportWindow() const { return m_exportWindow; }
     // What the export ended with: where the document went and "Show in Folder", or the error.
     QMessageBox *exportConfirmation() const { return m_exportConfirmation; }
+    // The question before "sync selected fandecks only" goes on, while it is open.
+    QMessageBox *selectedOnlyConfirmation() const { return m_selectedOnlyConfirmation; }
     void showExportedFileInFolder(const QString &document);
     void showExportConfirmation(const QString &document, const VLError &error);
 
@@ -153,6 +155,7 @@ private:
     QPointer<QDialog> m_exportWindow;
     QPointer<QProgressBar> m_exportProgressBar;
     QPointer<QMessageBox> m_exportConfirmation;
+    QPointer<QMessageBox> m_selectedOnlyConfirmation;
     std::unique_ptr<VLHelpWindowController> m_helpWindow;
     VLDesktopOpener m_opener;
     VLMatchExportFormat m_exportFormat = VLMatchExportFormat::CxF3;

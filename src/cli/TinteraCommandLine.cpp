@@ -51,7 +51,8 @@ const QCommandLineOption kJsonOption(QStringLiteral("json"),
                                      QStringLiteral("Print JSON objects, one a line, instead of text (see \"tintera help json\")."));
 // The commands that have a --json form.
 const QStringList kJsonCommands = {QStringLiteral("devices"),  QStringLiteral("status"), QStringLiteral("fandecks"),
-                                   QStringLiteral("settings"), QStringLiteral("sync"),   QStringLiteral("export")};
+                                   QStringLiteral("settings"), QStringLiteral("sync"),   QStringLiteral("export"),
+                                   QStringLiteral("updates")};
 
 // Options that take a value as the next argument, so that a value is not taken for the command.
 const QStringList kValueOptions = {QStringLiteral("--service-url"), QStringLiteral("--ca-file"), QStringLiteral("--device"), QStringLiteral("--wait"),
@@ -73,6 +74,12 @@ const QList<TinteraCommandInfo> &commands()
          "errors the sync collected and a summary. Exits with 1 when the sync collected errors, 3 when it\n"
          "was cancelled (device gone, interrupted, no progress).",
          tinteraSyncCommand, true, {}},
+        {"updates", "", "Show what the next sync will download and install.",
+         "Gathers the fandeck information as a sync begins, installs nothing, and lists what a sync started\n"
+         "now would do: the files it downloads, the device files it installs (firmware and bootloader with\n"
+         "the versions from and to), the fandecks it adds, enables and removes, and the device settings it\n"
+         "applies. Exits with 1 when the device or the service did not answer everything.",
+         tinteraUpdatesCommand, true, {}},
         {"export", "FILE", "Export the device's matches to a CxF3, CGATS, CSV or palette file.",
          "Reads the matches from the device and writes them to FILE. The format follows the file's\n"
          "extension unless --format names it: .cxf CxF3 document; .cie, .cgats, .it8 or .txt CGATS\n"
@@ -97,13 +104,18 @@ const QList<TinteraCommandInfo> &commands()
          "Show or change the sync settings and the service settings.",
          "Without arguments shows every setting. \"auto-sync on|off\": sync whenever the device is connected\n"
          "(in the tray application). \"selected-only on|off\": sync only the chosen fandecks and delete the\n"
-         "others from the device. \"service-url URL\": the sync service to use (the tray application too;\n"
+         "others from the device; turning it on names the fandecks the next sync removes, and with none\n"
+         "chosen needs --yes. \"service-url URL\": the sync service to use (the tray application too;\n"
          "--service-url and TINTERA_SERVICE_URL come first). \"ca-file FILE\": a PEM file of CA certificates\n"
          "trusted beside the system's, for a service whose certificate comes from a CA of its own. \"default\"\n"
          "as the URL or FILE removes the setting. \"require-signed on|off\": accept only files the service\n"
          "signed with a trusted key (signed files are always checked; unsigned ones pass when off). These\n"
          "three are the user's, for every device, and need no device.",
-         tinteraSettingsCommand, false, {}},
+         tinteraSettingsCommand, false,
+         [](QCommandLineParser &parser) {
+             parser.addOption(QCommandLineOption(QStringLiteral("yes"),
+                                                 QStringLiteral("Turn \"selected-only\" on even though no fandeck is selected.")));
+         }},
         {"demo", "", "Run the whole product against an emulated device and service.",
          "Writes the demo catalog into a fresh temporary folder, starts the emulated sync service and an\n"
          "emulated device with a few captured colours, runs a first full sync, prints the exported\n"
@@ -144,8 +156,13 @@ const char *const kJsonHelp =
     "settings  {\"settings\": {\"autoSync\", \"selectedFandecksOnly\", \"serviceURL\", \"caFile\",\n"
     "          \"requireSigned\"}}; changing service-url, ca-file or require-signed prints {\"settings\":\n"
     "          {\"serviceURL\", \"caFile\", \"requireSigned\"}}. \"serviceURL\" is the service used,\n"
-    "          \"caFile\" the stored CA file (null when none)\n"
+    "          \"caFile\" the stored CA file (null when none); after \"selected-only on\" also\n"
+    "          \"removedByNextSync\": [{\"id\", \"name\"}]\n"
     "fandecks  {\"fandecks\": [{\"id\", \"name\", \"selected\", \"onDevice\"}], \"selectedFandecksOnly\"}\n"
+    "updates   {\"summary\", \"downloads\": [F], \"install\": [F + \"from\", \"downloaded\"], \"fandecks\":\n"
+    "          {\"add\": [F], \"enable\": [F], \"remove\": [F]}, \"deviceSettings\": F + \"again\" or null,\n"
+    "          \"firmware\": {\"from\", \"to\"} or null, \"bootloader\": the same}; F is a file:\n"
+    "          {\"type\", \"id\", \"name\", \"version\", \"bytes\"}\n"
     "export    {\"file\", \"format\", \"exported\", \"total\", \"matches\": [{\"colorId\", \"fandeck\",\n"
     "          \"lab\": {\"L\", \"a\", \"b\"}, \"tag\", \"audioNote\"}], \"audioNotes\": [{\"name\", \"path\",\n"
     "          \"present\"}], \"archive\"}\n"

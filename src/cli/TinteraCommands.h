@@ -7,5 +7,6 @@ int tinteraStatusCommand(TinteraInvocation &invocation);
 int tinteraFandecksCommand(TinteraInvocation &invocation);
 int tinteraSettingsCommand(TinteraInvocation &invocation);
 int tinteraSyncCommand(TinteraInvocation &invocation);
+int tinteraUpdatesCommand(TinteraInvocation &invocation);
 int tinteraExportCommand(TinteraInvocation &invocation);
 int tinteraDemoCommand(TinteraInvocation &invocation);

@@ -8,6 +8,7 @@
 #include "VLFandeckListing.h"
 #include "VLFormat.h"
 #include "VLPreferencesInfo.h"
+#include "VLSelectedOnlyWarning.h"
 #include "VLServiceSettings.h"
 #include "VLSyncInfo.h"
 #include "VLSyncManager.h"
@@ -89,17 +90,27 @@ QJsonObject serviceSettingsJson()
             {QStringLiteral("requireSigned"), VLSyncManager::requireSignedFiles()}};
 }
 
-// The device's settings (when a manager is given) and the service settings.
-void printSettings(TinteraInvocation &invocation, VLSyncManager *manager)
+// The device's settings (when a manager is given) and the service settings; after turning
+// "selected-only" on, the fandecks the next sync removes.
+void printSettings(TinteraInvocation &invocation, VLSyncManager *manager, const VLSelectedOnlyWarning &warning = {})
 {
     if (invocation.json) {
         QJsonObject settings = manager ? settingsJson(manager) : QJsonObject();
         const QJsonObject service = serviceSettingsJson();
         for (auto it = service.begin(); it != service.end(); ++it)
             settings.insert(it.key(), it.value());
-        invocation.printJson({{QStringLiteral("settings"), settings}});
+        QJsonObject printed{{QStringLiteral("settings"), settings}};
+        if (!warning.text().isEmpty()) {
+            QJsonArray removed;
+            for (const VLSyncFileInfoPtr &fandeck : warning.removed)
+                removed.append(QJsonObject{{QStringLiteral("id"), fandeck->fileID()}, {QStringLiteral("name"), vlFandeckDisplayName(fandeck)}});
+            printed.insert(QStringLiteral("removedByNextSync"), removed);
+        }
+        invocation.printJson(printed);
         return;
     }
+    if (!warning.text().isEmpty())
+        invocation.println(warning.text());
     if (manager) {
         invocation.println(vlFormat(tr("Auto sync on device connection: %@"), onOff(manager->autoSyncOnDeviceConnection())));
         invocation.println(vlFormat(tr("Sync selected fandecks only:    %@"), onOff(manager->syncSelectedFandecksOnly())));
@@ -253,21 +264,33 @@ int tinteraSettingsCommand(TinteraInvocation &invocation)
                            "ca-file FILE|default | require-signed on|off]"));
         return TinteraExitUsage;
     }
+    // Turning "selected-only" on removes fandecks from the device at the next sync: which ones
+    // depends on the device's inventory, which a preliminary run reads.
+    const bool selectingOnly = change && on && arguments.at(0) == QLatin1String("selected-only");
     TinteraDeviceSession session(invocation, stderr);
-    if (!(change ? session.open() : session.openForReading()))
+    if (!(change ? session.open() : session.openForReading()) || (selectingOnly && !session.gatherPreliminaryInfo()))
         return TinteraExitFailure;
     VLSyncManager *manager = session.manager();
+    VLSelectedOnlyWarning warning;
     if (change) {
         if (!manager->canChangeDefaults()) {
             invocation.fail(tr("the settings cannot change while the device syncs."));
             return TinteraExitFailure;
+        }
+        if (selectingOnly && !manager->syncSelectedFandecksOnly()) {
+            warning = vlSelectedOnlyWarning(manager);
+            if (warning.needsConfirmation() && !invocation.parser.isSet(QStringLiteral("yes"))) {
+                invocation.fail(warning.text() + QLatin1Char(' ')
+                                + tr("Select fandecks with \"tintera fandecks select ID\" first, or repeat with --yes."));
+                return TinteraExitFailure;
+            }
         }
         if (arguments.at(0) == QLatin1String("auto-sync"))
             manager->setAutoSyncOnDeviceConnection(on);
         else
             manager->setSyncSelectedFandecksOnly(on);
     }
-    printSettings(invocation, manager);
+    printSettings(invocation, manager, warning);
     return TinteraExitSuccess;
 }
 

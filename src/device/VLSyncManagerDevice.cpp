@@ -178,6 +178,7 @@ void VLSyncManager::receivedFilesForDeviceDidReceiveResponse(const KDDevicePtr &
     const VLSyncFileList files = deviceFilesFromInventoryData(response->data());
     if (m_syncInfo)
         m_syncInfo->setDeviceFiles(files);
+    rememberDeviceFandeckIdentities();
     runNextSyncStep();
 }
 

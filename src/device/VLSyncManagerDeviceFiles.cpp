@@ -278,7 +278,11 @@ bool VLSyncManager::installPackage(const VLSyncFileInfoPtr &file, const QString 
 void VLSyncManager::installDeviceFile(const VLSyncFileInfoPtr &file)
 {
     VL_LOG("installDeviceFile: %@", file);
-    setStatusMessage(vlFormat(tr("Installing %@ (%@) on device..."), file->fileDescription(), file->versionString()));
+    // A device cut off while its firmware or bootloader is written may not start again: say so.
+    const bool firmware = file->fileType() == VLSyncSessionFileTypeFirmware || file->fileType() == VLSyncSessionFileTypeBootloader;
+    setStatusMessage(firmware ? vlFormat(tr("Installing %@ (%@) on device: %@..."), file->fileDescription(),
+                                         file->versionString(), vlKeepDeviceConnectedNotice())
+                              : vlFormat(tr("Installing %@ (%@) on device..."), file->fileDescription(), file->versionString()));
     const QString folder = packageFolderForFile(file, pathForGlobalFilesFolder());
     if (folder.isEmpty()) {
         syncDidReceiveErrorRunNextStep(syncManagerError(vlFormat(tr("Refused file name '%@'"), file->SKU())), true);

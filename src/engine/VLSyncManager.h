@@ -7,6 +7,7 @@
 #include "VLSyncManagerDelegate.h"
 #include "VLSyncInfo.h"
 #include "VLSyncManagerStatus.h"
+#include "VLSyncPlan.h"
 
 #include "KDDevice.h"
 #include "VLDeviceCommandManager.h"
@@ -104,6 +105,9 @@ public:
     bool hasOpenSession() const;
 
     void syncWebServiceCacheWithFiles(const VLSyncFileList &files);
+    // What a full sync started now would do, from the inventory of the last run; with
+    // `selectedOnly`, as it would with that setting.
+    VLSyncPlan syncPlan(std::optional<bool> selectedOnly = std::nullopt);
     void updateSyncInfoWithWebserviceCache(const VLSyncFileList &files);
 
     // ---- Steps ----
@@ -282,7 +286,13 @@ private:
     {
         VLSyncFileList localFandecks;
         QHash<QString, QString> deviceFileIDByFileID;
+        // Ids the device gave fandecks before they were removed or uploaded again: captures made
+        // then still name them.
+        QMultiHash<QString, QString> formerDeviceFileIDsByFileID;
     };
+    // Keeps, in the stored defaults, which fandeck each device id of the inventory stands for.
+    void rememberDeviceFandeckIdentities();
+    QMultiHash<QString, QString> rememberedDeviceFileIDsByFileID() const;
     FandeckSnapshot fandeckSnapshot() const;
     void loadFandecksIntoMemoryWithDecks(const VLSyncFileList &decks, const FandeckSnapshot &snapshot);
     void loadFandecksThenExportThenRun(const QList<KDMeasurementPtr> &matches, StepToken step);

@@ -13,6 +13,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
+#include <QSet>
 #include <QFileInfo>
 #include <QMutexLocker>
 #include <QScopeGuard>
@@ -183,6 +184,7 @@ VLSyncManager::FandeckSnapshot VLSyncManager::fandeckSnapshot() const
             if (!deviceFandeck->fileID().isNull() && !snapshot.deviceFileIDByFileID.contains(deviceFandeck->fileID()))
                 snapshot.deviceFileIDByFileID.insert(deviceFandeck->fileID(), deviceFandeck->deviceFileID());
         }
+        snapshot.formerDeviceFileIDsByFileID = rememberedDeviceFileIDsByFileID();
     };
     if (QThread::currentThread() == thread())
         take();
@@ -261,6 +263,8 @@ void VLSyncManager::loadFandecksIntoMemoryWithDecks(const VLSyncFileList &decks,
     for (std::thread &helper : helpers)
         helper.join();
 
+    const QList<QString> currentIDs = snapshot.deviceFileIDByFileID.values();
+    const QSet<QString> currentDeviceFileIDs(currentIDs.cbegin(), currentIDs.cend());
     for (qsizetype i = 0; i < decks.size(); ++i) {
         const VLSyncFileInfoPtr &record = decks.at(i);
         if (!vlIsPlainPathComponent(record->SKU())) {
@@ -279,6 +283,11 @@ void VLSyncManager::loadFandecksIntoMemoryWithDecks(const VLSyncFileList &decks,
             const QString value = document->attributeForKey(key).toString();
             if (!value.isEmpty())
                 m_deviceFileIDToMemoryFandeckMap.insert(value, document);
+        }
+        // An id the device now gives another fandeck is that one's.
+        for (const QString &former : snapshot.formerDeviceFileIDsByFileID.values(record->fileID())) {
+            if (!currentDeviceFileIDs.contains(former))
+                m_deviceFileIDToMemoryFandeckMap.insert(former, document);
         }
         const QString deviceFileID = snapshot.deviceFileIDByFileID.value(record->fileID());
         if (!deviceFileID.isEmpty())

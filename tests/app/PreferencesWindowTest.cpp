@@ -340,8 +340,19 @@ TEST(PreferencesWindowWithManager, SettingsAndFandeckChoicesGoToTheManager)
     // Selected-only is off: the boxes are disabled. Turning it on enables them.
     EXPECT_FALSE(controller.ui()->syncSelectedOnlyCheckboxButton->isChecked());
     EXPECT_FALSE(boxEnabled(0));
+    // With nothing ticked the window asks first; only the confirmation turns it on.
     controller.ui()->syncSelectedOnlyCheckboxButton->click();
+    QMessageBox *asked = controller.selectedOnlyConfirmation();
+    ASSERT_NE(asked, nullptr);
+    EXPECT_TRUE(asked->informativeText().contains(QStringLiteral("No fandeck is selected"))) << qPrintable(asked->informativeText());
+    EXPECT_FALSE(attached.manager->syncSelectedFandecksOnly());
+    EXPECT_FALSE(controller.ui()->syncSelectedOnlyCheckboxButton->isChecked());
+    for (QAbstractButton *button : asked->buttons()) {
+        if (asked->buttonRole(button) == QMessageBox::DestructiveRole)
+            button->click();
+    }
     EXPECT_TRUE(attached.manager->syncSelectedFandecksOnly());
+    EXPECT_TRUE(controller.ui()->syncSelectedOnlyCheckboxButton->isChecked());
     EXPECT_TRUE(boxEnabled(0));
     EXPECT_EQ(model->data(model->index(0, 1), Qt::ForegroundRole).value<QColor>(),
               QGuiApplication::palette().color(QPalette::Active, QPalette::Text));

@@ -62,8 +62,15 @@ TEST(TrayAgainstEmulators, ARefusedFandeckStallsIntoAnErrorAndTheNextSyncSaysWha
         app.online = true;
         ASSERT_TRUE(QTest::qWaitFor([&] { return app.delegate->syncManager() != nullptr; }, 20000));
         VLSyncManager *manager = app.delegate->syncManager();
+        // After the first look, the tray says what a sync would bring.
+        ASSERT_TRUE(QTest::qWaitFor([&] { return manager->canStartSync(); }, 60000));
+        EXPECT_TRUE(app.statusItem->title().startsWith(" 13 updates: bootloader 1.3, firmware 2.4,")) << qPrintable(app.statusItem->title());
 
         ASSERT_TRUE(syncNowToTheEnd(app, manager));
+        // Writing the firmware is announced as a warning, not only in the menu's title line.
+        EXPECT_TRUE(std::any_of(app.notifier->notes.cbegin(), app.notifier->notes.cend(), [](const RecordingNotifier::Note &note) {
+            return note.warning && note.text.startsWith("Installing TX350 Firmware (2.4) on device: keep the device connected");
+        }));
         const QList<VLError> errors = manager->errors();
         ASSERT_FALSE(errors.isEmpty());
         EXPECT_EQ(errors.last().code(), VLSyncStallWatchdog::stallErrorCode);

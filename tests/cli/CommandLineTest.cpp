@@ -39,7 +39,7 @@ TEST(TinteraCommandLine, HelpAndUsageErrors)
 {
     const TinteraRun overview = runTintera({"--help"});
     EXPECT_EQ(overview.exitCode, 0);
-    for (const char *command : {"devices", "status", "sync", "export", "fandecks", "settings", "demo"}) {
+    for (const char *command : {"devices", "status", "sync", "updates", "export", "fandecks", "settings", "demo"}) {
         EXPECT_TRUE(overview.out.contains(QStringLiteral("  %1 ").arg(command))) << command;
         const TinteraRun help = runTintera({command, "--help"});
         EXPECT_EQ(help.exitCode, 0) << command;
@@ -347,7 +347,12 @@ TEST_F(TinteraAgainstEmulators, PullingTheDeviceMidSyncEndsItWithTheReason)
 
 TEST_F(TinteraAgainstEmulators, SettingsAndFandeckChoicesLastAcrossRuns)
 {
-    EXPECT_TRUE(runTintera({"settings", "selected-only", "on"}).out.contains("Sync selected fandecks only:    on"));
+    // With nothing chosen, turning "selected-only" on would empty the device: refused unless confirmed.
+    const TinteraRun refused = runTintera({"settings", "selected-only", "on"});
+    EXPECT_EQ(refused.exitCode, 1);
+    EXPECT_TRUE(refused.err.contains("the next sync removes every fandeck from the device (Velmora")) << qPrintable(refused.err);
+    EXPECT_TRUE(runTintera({"settings"}).out.contains("Sync selected fandecks only:    off"));
+    EXPECT_TRUE(runTintera({"settings", "selected-only", "on", "--yes"}).out.contains("Sync selected fandecks only:    on"));
     EXPECT_TRUE(runTintera({"settings", "auto-sync", "on"}).out.contains("Auto sync on device connection: on"));
     const TinteraRun settings = runTintera({"settings"});
     EXPECT_TRUE(settings.out.contains("Sync selected fandecks only:    on"));
@@ -379,6 +384,20 @@ TEST_F(TinteraAgainstEmulators, SettingsAndFandeckChoicesLastAcrossRuns)
     EXPECT_EQ(runTintera({"fandecks", "select", "velmora exteriors"}).exitCode, 0);
     EXPECT_TRUE(runTintera({"fandecks"}).out.contains(
         QRegularExpression("^\\[x\\].*Velmora Exteriors", QRegularExpression::MultilineOption)));
+    EXPECT_EQ(runTintera({"fandecks", "unselect", "Velmora Exteriors"}).exitCode, 0);
+
+    // The sync removes every fandeck from the device; back, they have other device ids, and the
+    // captures made against the old ones still export.
+    EXPECT_TRUE(runTintera({"updates"}).out.contains("Fandecks to remove: Velmora Exteriors"));
+    runTintera({"sync"});
+    EXPECT_FALSE(runTintera({"fandecks"}).out.contains(QRegularExpression(" yes$", QRegularExpression::MultilineOption)));
+    EXPECT_EQ(runTintera({"settings", "selected-only", "off"}).exitCode, 0);
+    const TinteraRun back = runTintera({"sync"});
+    EXPECT_EQ(back.exitCode, 0) << qPrintable(back.out + back.err);
+    QTemporaryDir out;
+    const TinteraRun exported = runTintera({"export", out.filePath("again.csv")});
+    EXPECT_EQ(exported.exitCode, 0) << qPrintable(exported.out + exported.err);
+    EXPECT_TRUE(exported.out.contains("Exported 3 of 3 match(es)")) << qPrintable(exported.out);
 }
 
 TEST_F(TinteraAgainstEmulators, ExportNeedsTheFandecksThenShipsTheMissingNoteAndZips)

@@ -303,17 +303,54 @@ TEST_F(TinteraAgainstEmulators, StalledAndInterruptedSyncsAsJsonEndCancelled)
     EXPECT_TRUE(waiting.err.contains("cancelling the sync"));
 }
 
+TEST_F(TinteraAgainstEmulators, UpdatesListsWhatTheFollowingSyncDoes)
+{
+    const TinteraRun listed = runTintera({"updates", "--json"});
+    ASSERT_EQ(listed.exitCode, 0) << qPrintable(listed.out + listed.err);
+    const QJsonObject plan = onlyObject(listed);
+    const QJsonArray downloads = plan.value("downloads").toArray();
+    ASSERT_FALSE(downloads.isEmpty());
+    qint64 bytes = 0;
+    for (const QJsonValue &file : downloads)
+        bytes += file.toObject().value("bytes").toInteger();
+    EXPECT_FALSE(plan.value("firmware").toObject().value("to").toString().isEmpty()) << qPrintable(listed.out);
+    const auto served = [this](const char *command) {
+        QFile log(environment.deviceTrafficLog(serial));
+        return log.open(QIODevice::ReadOnly)
+                   ? int(QString::fromUtf8(log.readAll()).count(QRegularExpression(QStringLiteral("^%1\t").arg(command),
+                                                                                   QRegularExpression::MultilineOption)))
+                   : 0;
+    };
+    const int uploads = served("Upload"), deletes = served("DeleteFile"), enables = served("EnableFandeck");
+
+    const TinteraRun synced = runTintera({"sync"});
+    ASSERT_EQ(synced.exitCode, 0) << qPrintable(synced.out + synced.err);
+    EXPECT_TRUE(synced.out.contains("on device: keep the device connected...")) << qPrintable(synced.out);
+    // The service served the files listed, each once and whole; the device got what was listed.
+    EXPECT_EQ(bytesServed(), bytes);
+    EXPECT_EQ(servedTotal(environment, "requests"), downloads.size());
+    const QJsonObject fandecks = plan.value("fandecks").toObject();
+    EXPECT_EQ(served("Upload") - uploads, plan.value("install").toArray().size() + fandecks.value("add").toArray().size());
+    EXPECT_EQ(served("DeleteFile") - deletes, fandecks.value("remove").toArray().size());
+    EXPECT_EQ(served("EnableFandeck") - enables, fandecks.value("enable").toArray().size());
+
+    const TinteraRun after = runTintera({"updates"});
+    EXPECT_EQ(after.exitCode, 0);
+    EXPECT_EQ(after.out.trimmed(), "Up to date");
+}
+
 TEST_F(TinteraAgainstEmulators, SettingsFandecksAndExportAsJson)
 {
     const ScopedEnvironment noRuntimeFolder("XDG_RUNTIME_DIR");
     ASSERT_EQ(runTintera({"sync"}).exitCode, 0);
-    const TinteraRun settings = runTintera({"settings", "selected-only", "on", "--json"});
-    EXPECT_EQ(onlyObject(settings),
-              QJsonObject({{"settings", QJsonObject({{"autoSync", false},
-                                                     {"selectedFandecksOnly", true},
-                                                     {"serviceURL", environment.serviceURL()},
-                                                     {"caFile", QJsonValue::Null},
-                                                     {"requireSigned", false}})}}));
+    const TinteraRun settings = runTintera({"settings", "selected-only", "on", "--yes", "--json"});
+    const QJsonObject changed = onlyObject(settings);
+    EXPECT_EQ(changed.value("settings"), QJsonObject({{"autoSync", false},
+                                                      {"selectedFandecksOnly", true},
+                                                      {"serviceURL", environment.serviceURL()},
+                                                      {"caFile", QJsonValue::Null},
+                                                      {"requireSigned", false}}));
+    EXPECT_FALSE(changed.value("removedByNextSync").toArray().isEmpty()) << "nothing chosen: every fandeck goes";
     EXPECT_TRUE(settings.err.isEmpty()) << qPrintable(settings.err);
 
     const TinteraRun listed = runTintera({"fandecks", "--json"});
