@@ -32,6 +32,8 @@ public:
     // The preliminary-info run, as the application runs it when the device arrives; says what
     // went wrong when it did not finish. Its errors only matter to the full sync that follows.
     bool gatherPreliminaryInfo();
+    // What the last preliminary-info run collected (a service that was not reached, say).
+    const QList<VLError> &preliminaryErrors() const { return m_preliminaryErrors; }
 
 private:
     TinteraInvocation &m_invocation;
@@ -39,6 +41,7 @@ private:
     std::unique_ptr<TinteraRunObserver> m_observer;
     VLSyncManager *m_manager = nullptr;
     std::unique_ptr<TinteraSyncRunner> m_runner;
+    QList<VLError> m_preliminaryErrors;
 };
 
 // Prints a finished full sync's errors ("Error code %d, %@") and a one-line summary (with --json:
