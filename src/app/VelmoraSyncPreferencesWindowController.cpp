@@ -4,6 +4,7 @@
 #include "TSLogger.h"
 #include "VLApplicationInfo.h"
 #include "VLBundleResources.h"
+#include "VLExportTarget.h"
 #include "VLFilteringSelectionModel.h"
 #include "VLHelpWindowController.h"
 #include "VLAlertPresenter.h"
@@ -301,6 +302,9 @@ void VelmoraSyncPreferencesWindowController::exportMeasurements()
         filters << vlMatchExportNameFilter(format);
     panel->setNameFilters(filters);
     panel->setDefaultSuffix(QStringLiteral("cxf"));
+    // The panel would ask about the name chosen, but a CxF3 document with notes goes into a folder
+    // of that name: the export asks about the file it is about to replace instead.
+    panel->setOption(QFileDialog::DontConfirmOverwrite);
     // The user's documents, with a name that says what and when, not the process's working folder.
     panel->setDirectory(exportStartFolder());
     panel->selectFile(exportSuggestedFileName(QDate::currentDate()));
@@ -341,10 +345,21 @@ QString VelmoraSyncPreferencesWindowController::exportPathWithAllowedType(const 
 
 void VelmoraSyncPreferencesWindowController::exportPanelDidEnd(const QString &path, int returnCode)
 {
+    // A name typed with the extension of another format than the chosen type is written as it is
+    // named, in that format: not as "sheet.csv.cxf", nor with notes as "sheet.csv/sheet.csv.cxf".
+    if (const std::optional<VLMatchExportFormat> typed = vlMatchExportFormatForPath(path))
+        m_exportFormat = *typed;
     const QString filename = exportPathWithAllowedType(path, m_exportFormat);
     if (m_exportPanel)
         m_exportPanel->close();
     if (returnCode != QDialog::Accepted || filename.isEmpty() || !m_syncManager)
+        return;
+    startExport(filename, false);
+}
+
+void VelmoraSyncPreferencesWindowController::startExport(const QString &filename, bool replaceExisting)
+{
+    if (!m_syncManager || m_exportController)
         return;
 
     auto *sheet = new QDialog(m_window.get(), Qt::Sheet);
@@ -368,6 +383,7 @@ void VelmoraSyncPreferencesWindowController::exportPanelDidEnd(const QString &pa
     m_exportController = std::make_unique<VLExportController>(m_syncManager);
     m_exportController->setDelegate(this);
     m_exportController->setExportFormat(m_exportFormat);
+    m_exportController->setReplacesExistingFile(replaceExisting);
     m_exportController->exportToFilename(filename);
 }
 
@@ -377,11 +393,39 @@ void VelmoraSyncPreferencesWindowController::exportControllerFinishedWithError(V
     if (!error.isNull())
         VL_LOG("Export ended with %@", error);
     const QString document = controller ? controller->documentPath() : QString();
+    const QString filename = controller ? controller->filename() : QString();
     if (m_exportWindow)
         m_exportWindow->done(QDialog::Accepted);
     else if (m_exportController)
         m_exportController.release()->deleteLater();
-    showExportConfirmation(document, error);
+    if (error.domain() == VLExportTargetErrorDomain && error.code() == VLExportTargetExists)
+        askToReplaceExport(filename, error.userInfo().value(QStringLiteral("path")).toString());
+    else
+        showExportConfirmation(document, error);
+}
+
+void VelmoraSyncPreferencesWindowController::askToReplaceExport(const QString &filename, const QString &existing)
+{
+    auto *box = new QMessageBox(QMessageBox::Warning, vlApplicationTitle(),
+                                tr("\"%1\" already exists. Do you want to replace it?").arg(QFileInfo(existing).fileName()),
+                                QMessageBox::NoButton, m_window.get());
+    box->setObjectName(QStringLiteral("exportReplaceQuestion"));
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->setWindowModality(Qt::WindowModal);
+    box->setStyleSheet(vlAlertTextStyle());
+    box->setInformativeText(QDir::toNativeSeparators(existing));
+    QPushButton *replace = box->addButton(tr("Replace"), QMessageBox::DestructiveRole);
+    QPushButton *cancel = box->addButton(tr("Cancel"), QMessageBox::RejectRole);
+    box->setDefaultButton(cancel);
+    box->setEscapeButton(cancel);
+    connect(box, &QMessageBox::buttonClicked, this, [this, replace, filename](QAbstractButton *button) {
+        if (button == replace)
+            QMetaObject::invokeMethod(this, [this, filename] { startExport(filename, true); }, Qt::QueuedConnection);
+    });
+    if (m_exportConfirmation)
+        m_exportConfirmation->close();
+    m_exportConfirmation = box;
+    box->open();
 }
 
 void VelmoraSyncPreferencesWindowController::showExportConfirmation(const QString &document, const VLError &error)

@@ -72,6 +72,9 @@ public:
     // while the export controller runs.
     void exportMeasurements();
     void exportPanelDidEnd(const QString &path, int returnCode);
+    // Shows the progress sheet and runs the export; an existing document is replaced only when
+    // the user said so to the question that names it.
+    void startExport(const QString &filename, bool replaceExisting);
     void exportControllerFinishedWithError(VLExportController *controller, const VLError &error) override;
     // Where the save panel opens: the user's documents folder, else the home folder.
     static QString exportStartFolder();
@@ -93,6 +96,8 @@ public:
     QMessageBox *selectedOnlyConfirmation() const { return m_selectedOnlyConfirmation; }
     void showExportedFileInFolder(const QString &document);
     void showExportConfirmation(const QString &document, const VLError &error);
+    // The export found its document there already: "Replace" runs it again, replacing it.
+    void askToReplaceExport(const QString &filename, const QString &existing);
 
     // Download progress.
     void startProgress();

@@ -3,6 +3,7 @@
 #include "TinteraCommands.h"
 #include "VLApplicationInfo.h"
 #include "VLFormat.h"
+#include "VLServiceSettings.h"
 #include "VLTransportSecurity.h"
 
 #include <QCoreApplication>
@@ -85,12 +86,16 @@ const QList<TinteraCommandInfo> &commands()
          "extension unless --format names it: .cxf CxF3 document; .cie, .cgats, .it8 or .txt CGATS\n"
          "measurement file (CIELAB, sRGB and the spectrum, for ArgyllCMS and other colour tools); .csv\n"
          "spreadsheet; .gpl GIMP palette (GIMP, Inkscape, Krita, Scribus); .ase Adobe Swatch Exchange.\n"
-         "With audio notes the file goes into a folder named after it, with the notes in its \"Audio\"\n"
-         "folder.",
+         "An extension of another format than --format names is refused. A CxF3 document with audio\n"
+         "notes goes into a folder named after it, with the notes in its \"Audio\" folder; the other\n"
+         "formats cannot refer to notes and are written at FILE alone. An existing file is not replaced\n"
+         "unless --force is given.",
          tinteraExportCommand, true,
          [](QCommandLineParser &parser) {
              parser.addOption(QCommandLineOption(QStringLiteral("zip"),
                                                  QStringLiteral("Also pack the export into FILE.zip.")));
+             parser.addOption(QCommandLineOption(QStringLiteral("force"),
+                                                 QStringLiteral("Replace the file (and the archive) if it exists.")));
              parser.addOption(QCommandLineOption(QStringLiteral("format"),
                                                  QStringLiteral("File format: cxf, cgats, csv, gpl or ase (default: from the extension)."),
                                                  QStringLiteral("format")));
@@ -383,6 +388,11 @@ int tinteraMain(const QStringList &arguments)
     if (!positiveSeconds(invocation.parser.value(kWaitOption), &milliseconds)
         || (command->runsSyncs && !positiveSeconds(invocation.parser.value(kStallOption), &milliseconds)))
         return usageError(tr("--wait and --stall-timeout take a whole number of seconds."));
+    if (invocation.parser.isSet(kServiceURLOption)) {
+        if (const VLError notURL = VLServiceSettings::serviceURLError(invocation.parser.value(kServiceURLOption));
+            !notURL.isNull())
+            return usageError(notURL.localizedDescription());
+    }
     if (invocation.parser.isSet(kVerboseOption))
         qputenv("TINTERA_LOG", "1");
     if (invocation.parser.isSet(kServiceURLOption))

@@ -45,10 +45,11 @@ int reportSyncAsJson(TinteraInvocation &invocation, const TinteraSyncRunner::Out
     QString result = QStringLiteral("ok");
     QJsonValue cancelReason = QJsonValue::Null;
     QJsonValue failure = QJsonValue::Null;
-    if (!outcome.started || outcome.networkUnavailable) {
+    if (!outcome.started || outcome.networkUnavailable || !outcome.failure.isNull()) {
         status = TinteraExitFailure;
         result = QStringLiteral("failed");
-        failure = outcome.started ? tr("You do not appear to be connected to the Internet.  Please connect and sync again.")
+        failure = !outcome.failure.isNull() ? outcome.failure.localizedDescription()
+                  : outcome.started         ? tr("You do not appear to be connected to the Internet.  Please connect and sync again.")
                                   : tr("the device is busy or not available; the sync could not start.");
     } else if (outcome.cancelled) {
         status = TinteraExitCancelled;
@@ -151,8 +152,13 @@ bool TinteraDeviceSession::openForReading()
 bool TinteraDeviceSession::gatherPreliminaryInfo()
 {
     const TinteraSyncRunner::Outcome outcome = m_runner->gatherPreliminaryInfo();
+    m_preliminaryErrors = outcome.errors;
     if (!outcome.started) {
         m_invocation.fail(tr("the device is busy or not available; no run could start."));
+        return false;
+    }
+    if (!outcome.failure.isNull()) {
+        m_invocation.fail(outcome.failure.localizedDescription());
         return false;
     }
     if (outcome.networkUnavailable) {
@@ -174,6 +180,10 @@ int tinteraReportSync(TinteraInvocation &invocation, const TinteraSyncRunner::Ou
         return reportSyncAsJson(invocation, outcome, manager);
     if (!outcome.started) {
         invocation.fail(tr("the device is busy or not available; the sync could not start."));
+        return TinteraExitFailure;
+    }
+    if (!outcome.failure.isNull()) {
+        invocation.fail(outcome.failure.localizedDescription());
         return TinteraExitFailure;
     }
     for (const VLError &error : outcome.errors)

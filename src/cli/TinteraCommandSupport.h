@@ -38,6 +38,8 @@ public:
     // The preliminary-info run, as the application runs it when the device arrives; says what
     // went wrong when it did not finish. Its errors only matter to the full sync that follows.
     bool gatherPreliminaryInfo();
+    // What the last preliminary-info run collected (a service that was not reached, say).
+    const QList<VLError> &preliminaryErrors() const { return m_preliminaryErrors; }
 
 private:
     TinteraInvocation &m_invocation;
@@ -46,6 +48,7 @@ private:
     VLSyncManager *m_manager = nullptr;
     bool m_stored = false;
     std::unique_ptr<TinteraSyncRunner> m_runner;
+    QList<VLError> m_preliminaryErrors;
 };
 
 // Prints a finished full sync's errors ("Error code %d, %@") and a one-line summary (with --json:

@@ -7,11 +7,13 @@
 #include "VLApplicationInfo.h"
 #include "VLFandeckListing.h"
 #include "VLFormat.h"
+#include "VLNetworkError.h"
 #include "VLPreferencesInfo.h"
 #include "VLSelectedOnlyWarning.h"
 #include "VLServiceSettings.h"
 #include "VLSyncInfo.h"
 #include "VLSyncManager.h"
+#include "VLSyncReply.h"
 
 #include <QCoreApplication>
 #include <QJsonArray>
@@ -312,6 +314,15 @@ int tinteraFandecksCommand(TinteraInvocation &invocation)
     if (!session.isStored() && !session.gatherPreliminaryInfo())
         return TinteraExitFailure;
     VLSyncManager *manager = session.manager();
+    // The service's part of the list comes from its last listing this computer kept, if any.
+    for (const VLError &error : session.preliminaryErrors()) {
+        if (error.domain() == VLURLErrorDomain || error.domain() == VLSyncRequestErrorDomain
+            || error.domain() == vlSyncProductionURL()) {
+            invocation.fail(vlFormat(tr("the list may be incomplete: the service was not reached (Error code %d, %@)."),
+                                     error.code(), error.localizedDescription()));
+            break;
+        }
+    }
     const VLSyncFileList fandecks =
         manager->syncInfo() ? vlFandecksSortedByDescription(manager->syncInfo()->allUniqueFandecks()) : VLSyncFileList();
 

@@ -6,6 +6,7 @@
 #include "TinteraMatchTable.h"
 #include "VLApplicationInfo.h"
 #include "VLExportController.h"
+#include "VLExportTarget.h"
 #include "VLFormat.h"
 #include "VLMatchExportFormat.h"
 #include "VLSyncManager.h"
@@ -141,7 +142,7 @@ int tinteraSyncCommand(TinteraInvocation &invocation)
 int tinteraExportCommand(TinteraInvocation &invocation)
 {
     const QStringList arguments = invocation.positional();
-    const QString usage = tr("usage: tintera export FILE [--format cxf|cgats|csv|gpl|ase] [--zip]");
+    const QString usage = tr("usage: tintera export FILE [--format cxf|cgats|csv|gpl|ase] [--zip] [--force]");
     if (arguments.size() != 1 || QFileInfo(arguments.first()).completeBaseName().isEmpty()) {
         invocation.fail(usage);
         return TinteraExitUsage;
@@ -151,6 +152,13 @@ int tinteraExportCommand(TinteraInvocation &invocation)
         format = vlMatchExportFormatForName(invocation.parser.value(QStringLiteral("format")));
         if (!format) {
             invocation.fail(vlFormat(tr("unknown format \"%@\"; %@"), invocation.parser.value(QStringLiteral("format")), usage));
+            return TinteraExitUsage;
+        }
+        // A file whose extension says another format would be opened as that format and misread.
+        if (const auto named = vlMatchExportFormatForPath(arguments.first()); named && *named != *format) {
+            invocation.fail(vlFormat(tr("%@ has the extension of the %@ format, not of %@; use a .%@ file or leave out --format."),
+                                     QFileInfo(arguments.first()).fileName(), vlMatchExportFormatName(*named),
+                                     vlMatchExportFormatName(*format), vlMatchExportFileExtension(*format)));
             return TinteraExitUsage;
         }
     } else {
@@ -167,6 +175,14 @@ int tinteraExportCommand(TinteraInvocation &invocation)
         invocation.fail(vlFormat(tr("the folder %@ does not exist."), QFileInfo(path).absolutePath()));
         return TinteraExitFailure;
     }
+    const QFileInfo chosen(path);
+    const QString archive = invocation.parser.isSet(QStringLiteral("zip"))
+                                ? chosen.absolutePath() + QLatin1Char('/') + chosen.completeBaseName() + QStringLiteral(".zip")
+                                : QString();
+    if (!archive.isEmpty() && QFileInfo::exists(archive) && !invocation.parser.isSet(QStringLiteral("force"))) {
+        invocation.fail(vlFormat(tr("%@ already exists; nothing was exported (--force replaces it)."), archive));
+        return TinteraExitFailure;
+    }
     // The fandecks the matches refer to are found through the inventory of the first run.
     TinteraDeviceSession session(invocation, stderr);
     if (!session.open() || !session.gatherPreliminaryInfo())
@@ -177,19 +193,26 @@ int tinteraExportCommand(TinteraInvocation &invocation)
     VLExportController controller(manager);
     controller.setDelegate(&waiter);
     controller.setExportFormat(*format);
+    controller.setReplacesExistingFile(invocation.parser.isSet(QStringLiteral("force")));
     controller.exportToFilename(path);
     while (!waiter.finished)
         waiter.loop.exec();
+    if (waiter.result.domain() == VLExportTargetErrorDomain) {
+        invocation.fail(waiter.result.code() == VLExportTargetExists
+                            ? vlFormat(tr("%@ already exists; nothing was exported (--force replaces it)."),
+                                       waiter.result.userInfo().value(QStringLiteral("path")).toString())
+                            : waiter.result.localizedDescription());
+        return TinteraExitFailure;
+    }
     if (!waiter.result.isNull()) {
         invocation.fail(vlFormat(tr("the export failed: Error code %d, %@"), waiter.result.code(),
                                  waiter.result.localizedDescription()));
         return TinteraExitFailure;
     }
 
-    const QFileInfo chosen(path);
-    const bool inFolder = !controller.audioFileNames().isEmpty();
-    const QString folder = chosen.absolutePath() + QLatin1Char('/') + chosen.completeBaseName();
-    const QString document = inFolder ? folder + QLatin1Char('/') + chosen.fileName() : path;
+    const QString document = controller.documentPath();
+    const bool inFolder = document != path;
+    const QString folder = QFileInfo(document).absolutePath();
     if (!QFileInfo::exists(document)) {
         if (controller.matches().isEmpty()) {
             if (invocation.json)
@@ -197,6 +220,10 @@ int tinteraExportCommand(TinteraInvocation &invocation)
             else
                 invocation.println(tr("The device holds no captured colours; nothing was exported."));
             return TinteraExitSuccess;
+        }
+        if (!controller.exportedRecords().isEmpty()) {
+            invocation.fail(vlFormat(tr("%@ could not be written."), document));
+            return TinteraExitFailure;
         }
         invocation.fail(vlFormat(tr("%d captured colour(s) on the device, none could be matched to an installed fandeck; "
                                     "\"tintera sync\" installs the fandecks."),
@@ -209,9 +236,7 @@ int tinteraExportCommand(TinteraInvocation &invocation)
     if (!invocation.json)
         printExportText(invocation, rows, total, document, inFolder ? folder : QString(), controller.audioFileNames().size(),
                         manager->pathForGlobalAutoSyncMatchesAudioFolder());
-    QString archive;
-    if (invocation.parser.isSet(QStringLiteral("zip"))) {
-        archive = chosen.absolutePath() + QLatin1Char('/') + chosen.completeBaseName() + QStringLiteral(".zip");
+    if (!archive.isEmpty()) {
         if (!zipExport(inFolder ? folder : document, archive)) {
             invocation.fail(vlFormat(tr("packing %@ failed."), archive));
             return TinteraExitFailure;

@@ -164,10 +164,14 @@ void TinteraSyncRunner::syncManagerStatusDidChange(VLSyncManager *manager)
         m_observer->stepChanged(manager->status(), manager->statusMessage());
 }
 
+// The manager gives a run up this way before its first step: the run ends here.
 void TinteraSyncRunner::syncManagerSyncDidFailWithError(VLSyncManager *, const VLError &error)
 {
     noteProgress();
     m_observer->syncFailed(error);
+    if (m_loop && !m_outcome.finished)
+        m_outcome.failure = error;
+    endRun(false);
 }
 
 void TinteraSyncRunner::syncManagerDidBeginPreliminaryInfoGathering(VLSyncManager *)

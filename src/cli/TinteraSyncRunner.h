@@ -28,9 +28,10 @@ public:
         bool stalled = false;      // cancelled by us after a time without any sign of progress
         bool deviceLost = false;   // the device was gone when the run ended
         QList<VLError> errors;     // collected by the manager during the run
+        VLError failure;           // why the manager gave the run up (another process syncs the device)
         qint64 milliseconds = 0;
 
-        bool succeeded() const { return started && finished && !cancelled && !networkUnavailable && errors.isEmpty(); }
+        bool succeeded() const { return started && finished && !cancelled && !networkUnavailable && failure.isNull() && errors.isEmpty(); }
     };
 
     TinteraSyncRunner(VLSyncManager *manager, TinteraRunObserver *observer, QObject *parent = nullptr);

@@ -8,6 +8,7 @@
 #include "VLSyncInfo.h"
 #include "VLSyncManagerStatus.h"
 #include "VLSyncPlan.h"
+#include "VLSyncLock.h"
 
 #include "KDDevice.h"
 #include "VLDeviceCommandManager.h"
@@ -224,6 +225,8 @@ public:
     void fileDownloadDidBegin(VLFileDownload *download) override;
     void fileDownloadDidFinish(VLFileDownload *download) override;
     void fileDownloadDidFailWithError(VLFileDownload *download, const VLError &error) override;
+    void fileDownloadWasRefused(VLFileDownload *download, const VLError &error) override;
+    void downloadManagerDownloadWasRefused(VLFileDownloadManager *, VLFileDownload *download, const VLError &error) override;
     void fileDownloadProgressDidUpdate(VLFileDownload *download) override;
     QString storedDeviceFileIDToSetAsPrefered() const { return m_storedDeviceFileIDToSetAsPrefered; }
 
@@ -265,6 +268,8 @@ private:
     void handleQueuedCommandResponse(const KDCommandResponsePtr &response);
     void beginRun();
     void endRun();
+    // A run of the device in another process refuses this one before it touches anything.
+    bool refusedByAnotherProcess();
     void runFirstStep();
     KDCommandPtr uploadCommandForFile(const VLSyncFileInfoPtr &file, const QString &payloadPath) const;
     void updateDeviceFileIfNeccessary(const char *logName, const QString &statusMessage,
@@ -312,6 +317,7 @@ private:
     // Fields, in the order the coordinator declares them.
     KDDevicePtr m_device;
     VLFileTrust m_fileTrust; // the keys and the policy, read again when a run begins
+    VLSyncLock m_syncLock;   // held from a run's first step to its end
     QPointer<VLSyncSession> m_syncSession;
     std::optional<QList<VLError>> m_errors;
     std::optional<QVariantMap> m_defaults;

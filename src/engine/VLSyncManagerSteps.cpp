@@ -1,8 +1,10 @@
 #include "VLSyncManager.h"
 
+#include "KDDeviceDirectory.h"
 #include "KDError.h"
 #include "TMAnalytics.h"
 #include "TSLogger.h"
+#include "VLDataFolder.h"
 #include "VLPropertyList.h"
 #include "VLSyncInfo.h"
 
@@ -66,6 +68,7 @@ void VLSyncManager::beginRun()
 // files and commands a second time. Their completions arrive with the run's steps already over.
 void VLSyncManager::endRun()
 {
+    m_syncLock.release();
     ++m_stepToken;
     m_commandStepTokens.clear();
     if (m_downloadManager) {
@@ -98,9 +101,23 @@ void VLSyncManager::runFirstStep()
     completeOperation(m_stepToken, [this] { runNextSyncStep(); });
 }
 
+// The refusal ends the run as a run given up: the delegate hears of it once, through
+// syncManagerSyncDidFailWithError, without a begin or a finish of a run that never was.
+bool VLSyncManager::refusedByAnotherProcess()
+{
+    const VLError refusal = m_syncLock.acquire(m_device->serialNumber(),
+                                                 kdDeviceDirectory() + QLatin1Char('\n') + vlApplicationDataFolder());
+    if (refusal.isNull())
+        return false;
+    VL_LOG("%@", refusal);
+    if (m_delegate)
+        m_delegate->syncManagerSyncDidFailWithError(this, refusal);
+    return true;
+}
+
 void VLSyncManager::startSync()
 {
-    if (!canStartSync())
+    if (!canStartSync() || refusedByAnotherProcess())
         return;
     beginRun();
     setLastSyncedDeviceSerialNumber(m_device->serialNumber());
@@ -122,7 +139,7 @@ void VLSyncManager::startSync()
 
 void VLSyncManager::gatherPrelimiaryInfo()
 {
-    if (!canStartPreliminaryDataGathering())
+    if (!canStartPreliminaryDataGathering() || refusedByAnotherProcess())
         return;
     VL_LOG("[VLSyncManager gatherPrelimiaryInfo]");
     beginRun();

@@ -4,6 +4,7 @@
 #include "KDDeviceCommandSendTinteraSync.h"
 #include "KDError.h"
 #include "TSLogger.h"
+#include "VLExportTarget.h"
 #include "VLPathComponent.h"
 #include "VLPrivateFolder.h"
 #include "VLSyncManager.h"
@@ -66,7 +67,8 @@ void VLExportController::receivedMeasurementsFromDeviceResponse(const KDDevicePt
         const HBColorPtr colour = match ? match->measurementColorForColorSpace(QStringLiteral("ColorInfo")) : HBColorPtr();
         const QString name = colour ? colour->attributeForKey(QStringLiteral("AudioFileName")).toString() : QString();
         // Only plain names: they become paths in the audio folder and in the export.
-        if (name.isEmpty() || !vlIsPlainPathComponent(name) || m_audioFileNames.contains(name))
+        if (name.isEmpty() || !vlIsPlainPathComponent(name) || m_audioFileNames.contains(name)
+            || m_format != VLMatchExportFormat::CxF3)
             continue;
         // Deliberately every note the document refers to, the ones already on the computer too:
         // the document names "Audio/<note>" beside it, and a note left behind is a broken link.
@@ -127,10 +129,15 @@ void VLExportController::exportAll()
 {
     if (m_finished)
         return; // a late completion of the command queue after the export ended
+    if (const VLError target = vlPrepareExportTarget(documentPath(), !m_audioFileNames.isEmpty(), m_replacesExistingFile);
+        !target.isNull()) {
+        sendFinishDelegateWithError(target);
+        return;
+    }
     // The worker takes copies of what it needs and does not touch the controller: closing the
     // export sheet may delete the controller while the fandecks still load. The sync manager lives
     // as long as the process.
-    WritingJob job{m_syncManager.data(), m_matches, m_audioFileNames, documentPath(), m_format};
+    WritingJob job{m_syncManager.data(), m_matches, m_audioFileNames, documentPath(), m_format, m_replacesExistingFile};
     auto records = std::make_shared<VLMatchRecordList>();
     QThread *worker = QThread::create([job = std::move(job), records] { *records = loadFandecksThenExport(job); });
     // The finish is reported once the worker has ended, not while it is still unwinding: a program
@@ -148,14 +155,15 @@ void VLExportController::exportAll()
 VLMatchRecordList VLExportController::loadFandecksThenExport(const WritingJob &job)
 {
     const QString exportAudio = QFileInfo(job.documentPath).absolutePath() + QStringLiteral("/Audio");
-    if (!job.audioFileNames.isEmpty())
-        QDir().mkpath(exportAudio);
     const VLMatchRecordList records =
         job.syncManager ? job.syncManager->loadFandecksAndExportMatches({job.matches, job.documentPath, false, job.format})
                         : VLMatchRecordList();
     const QString audioFolder = job.syncManager ? job.syncManager->pathForGlobalAutoSyncMatchesAudioFolder() : QString();
-    for (const QString &name : job.audioFileNames)
+    for (const QString &name : job.audioFileNames) {
+        if (job.replaceExisting)
+            QFile::remove(exportAudio + QLatin1Char('/') + name);
         vlCopyOutOfPrivateFolder(audioFolder + QLatin1Char('/') + name, exportAudio + QLatin1Char('/') + name);
+    }
     return records;
 }
 

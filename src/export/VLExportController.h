@@ -21,7 +21,10 @@ public:
 };
 
 // A user-started export of every match on the connected device to a chosen file, with the audio
-// notes beside it: "D/N.cxf" without notes, "D/N/N.cxf" and "D/N/Audio/<note>" with them.
+// notes beside it: "D/N.cxf" without notes, "D/N/N.cxf" and "D/N/Audio/<note>" with them. Only
+// CxF3 refers to notes; the other formats are written at the chosen path with no folder. An
+// existing document is replaced only when asked to; otherwise the export ends with
+// VLExportTargetExists before it writes anything.
 class VLExportController : public QObject,
                            public VLDeviceCommandManagerDelegate,
                            public VLDeviceCommandManagerOptionalDelegate
@@ -42,6 +45,7 @@ public:
     // The file format of the exports started after this (CxF3 unless chosen otherwise).
     VLMatchExportFormat exportFormat() const { return m_format; }
     void setExportFormat(VLMatchExportFormat format) { m_format = format; }
+    void setReplacesExistingFile(bool replace) { m_replacesExistingFile = replace; }
     // The matches the last export wrote, in order.
     VLMatchRecordList exportedRecords() const { return m_exportedRecords; }
 
@@ -62,6 +66,7 @@ private:
         QStringList audioFileNames;
         QString documentPath;
         VLMatchExportFormat format = VLMatchExportFormat::CxF3;
+        bool replaceExisting = false;
     };
     static VLMatchRecordList loadFandecksThenExport(const WritingJob &job);
     void sendFinishDelegateWithError(const VLError &error);
@@ -74,5 +79,6 @@ private:
     QPointer<VLDeviceCommandManager> m_cmdManager;
     bool m_finished = false;
     VLMatchExportFormat m_format = VLMatchExportFormat::CxF3;
+    bool m_replacesExistingFile = false;
     VLMatchRecordList m_exportedRecords;
 };

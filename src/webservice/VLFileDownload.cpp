@@ -415,10 +415,14 @@ double VLFileDownload::fractionCompleted() const
 
 void VLFileDownload::refuseWithStatus(int statusCode)
 {
-    // The delegate is cleared by cancel() first, so this refusal reaches no one: the caller finds
-    // the download stopped with lastError set.
+    // cancel() clears the delegate, so the refusal is no failure to anyone: the caller finds the
+    // download stopped with lastError set, and hears of the status only to explain the wait.
+    VLFileDownloadDelegate *delegate = m_delegate.get();
+    const QSharedPointer<VLFileDownload> keepAlive = sharedFromThis();
     cancel();
     m_lastError = VLError(VLFileDownloadErrorDomain, statusCode, vlLocalizedStringForHTTPStatusCode(statusCode));
+    if (delegate)
+        delegate->fileDownloadWasRefused(this, m_lastError);
 }
 
 bool VLFileDownload::writeToFile(const QByteArray &bytes)

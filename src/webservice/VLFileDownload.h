@@ -37,6 +37,9 @@ public:
     virtual void fileDownloadProgressDidUpdate(VLFileDownload *) {}
     virtual void fileDownloadDidFinish(VLFileDownload *) {}
     virtual void fileDownloadDidFailWithError(VLFileDownload *, const VLError &) {}
+    // The server refused the file (an HTTP status): the download has stopped without a failure,
+    // and lastError() carries the status. Told so that the wait can be explained.
+    virtual void fileDownloadWasRefused(VLFileDownload *, const VLError &) {}
 };
 
 // Fetches one file into a work folder inside `destinationFolder` and moves it into place when
@@ -54,7 +57,7 @@ public:
 // URL fails the download as any transfer failure does. Redirects may not lower the scheme.
 //
 // A server that answers with a status other than 200 (206 when resuming) makes the download
-// cancel itself: lastError() carries the status and no callback follows.
+// cancel itself: lastError() carries the status and only fileDownloadWasRefused follows.
 //
 // The body is bounded: a server that sends (or announces) more bytes than its own Content-Length,
 // or than the file's known size (setExpectedLength), makes the download fail with

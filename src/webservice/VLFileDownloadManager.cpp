@@ -148,6 +148,12 @@ void VLFileDownloadManager::fileDownloadDidFailWithError(VLFileDownload *downloa
         downloadEnded(download);
 }
 
+void VLFileDownloadManager::fileDownloadWasRefused(VLFileDownload *download, const VLError &error)
+{
+    if (auto *delegate = m_delegate.get())
+        delegate->downloadManagerDownloadWasRefused(this, download, error);
+}
+
 void VLFileDownloadManager::downloadEnded(VLFileDownload *download)
 {
     // The delegate may have paused or cancelled the queue from inside its callback.

@@ -19,6 +19,8 @@ public:
     virtual void downloadManagerDownloadDidUpdate(VLFileDownloadManager *, VLFileDownload *) {}
     virtual void downloadManagerDidFinishDownload(VLFileDownloadManager *, VLFileDownload *) {}
     virtual void downloadManagerDownloadDidFailWithError(VLFileDownloadManager *, VLFileDownload *, const VLError &) {}
+    // The server refused the running download: the queue waits (see VLFileDownload::fileDownloadWasRefused).
+    virtual void downloadManagerDownloadWasRefused(VLFileDownloadManager *, VLFileDownload *, const VLError &) {}
     virtual void downloadManagerDidCompleteAllDownloads(VLFileDownloadManager *) {}
 };
 
@@ -56,6 +58,7 @@ private:
     void fileDownloadProgressDidUpdate(VLFileDownload *download) override;
     void fileDownloadDidFinish(VLFileDownload *download) override;
     void fileDownloadDidFailWithError(VLFileDownload *download, const VLError &error) override;
+    void fileDownloadWasRefused(VLFileDownload *download, const VLError &error) override;
 
     void _pingQueue();
     void downloadEnded(VLFileDownload *download);

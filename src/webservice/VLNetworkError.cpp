@@ -77,6 +77,10 @@ VLError vlTransportErrorForReply(QNetworkReply *reply, bool cancelledByCaller)
         description = QCoreApplication::translate("VLURLError", "cancelled");
     else if (code == VLURLErrorTimedOut && error == QNetworkReply::OperationCanceledError)
         description = QCoreApplication::translate("VLURLError", "The request timed out.");
+    // "Connection refused" alone does not say by whom: a mistyped or stale service URL shows here.
+    if (code == VLURLErrorCannotConnectToHost || error == QNetworkReply::HostNotFoundError)
+        description = QStringLiteral("%1 (%2)").arg(
+            description, reply->url().adjusted(QUrl::RemoveUserInfo | QUrl::RemoveQuery | QUrl::RemoveFragment).toString());
     VLError result = vlURLError(code, description, reply->url().toString());
     QVariantMap userInfo = result.userInfo();
     userInfo.insert(VLURLErrorNetworkReplyErrorKey, int(error));

@@ -126,6 +126,23 @@ TEST(TrayAgainstEmulators, ARefusedFandeckStallsIntoAnErrorAndTheNextSyncSaysWha
         EXPECT_EQ(confirmation->escapeButton()->text(), "OK") << "Escape closes the box without opening the folder";
         showInFolder->click();
         EXPECT_EQ(shownFolders, QStringList{out.filePath("Mine")});
+
+        // The same name again: the question names the file that would really be replaced, and
+        // Cancel leaves it. A name typed with another format's extension is written as named.
+        confirmation->close();
+        const qint64 written = QFileInfo(out.filePath("Mine/Mine.cxf")).size();
+        QFile(out.filePath("Mine/Mine.cxf")).resize(1);
+        prefs->exportPanelDidEnd(out.filePath("Mine.cxf"), QDialog::Accepted);
+        ASSERT_TRUE(QTest::qWaitFor([&] { return prefs->exportConfirmation() && prefs->exportConfirmation()->objectName() == "exportReplaceQuestion"; }, 30000));
+        EXPECT_EQ(prefs->exportConfirmation()->informativeText(), QDir::toNativeSeparators(out.filePath("Mine/Mine.cxf")));
+        prefs->exportConfirmation()->escapeButton()->click();
+        EXPECT_EQ(QFileInfo(out.filePath("Mine/Mine.cxf")).size(), 1);
+        EXPECT_GT(written, 1);
+        prefs->setExportFormat(VLMatchExportFormat::CxF3);
+        prefs->exportPanelDidEnd(out.filePath("sheet.csv"), QDialog::Accepted);
+        ASSERT_TRUE(QTest::qWaitFor([&] { return prefs->exportConfirmation() && prefs->exportConfirmation()->objectName() == "exportConfirmation"; }, 30000));
+        EXPECT_TRUE(QFileInfo(out.filePath("sheet.csv")).isFile());
+        EXPECT_FALSE(QFileInfo::exists(out.filePath("sheet")));
     }
     environment.stop();
 }

@@ -6,6 +6,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
@@ -61,7 +62,13 @@ TEST(TinteraCommandLine, HelpAndUsageErrors)
     EXPECT_EQ(runTintera({"export", "notes.doc"}).exitCode, 2);
     EXPECT_TRUE(runTintera({"export", "notes.doc"}).err.contains("names no export format"));
     EXPECT_EQ(runTintera({"export", "notes.cxf", "--format", "pdf"}).exitCode, 2);
+    const TinteraRun mismatch = runTintera({"export", "notes.cxf", "--format", "gpl"});
+    EXPECT_EQ(mismatch.exitCode, 2);
+    EXPECT_TRUE(mismatch.err.contains("notes.cxf has the extension of the cxf format, not of gpl")) << qPrintable(mismatch.err);
     EXPECT_EQ(runTintera({"settings", "auto-sync", "maybe"}).exitCode, 2);
+    const TinteraRun notURL = runTintera({"sync", "--service-url", "not-a-url"});
+    EXPECT_EQ(notURL.exitCode, 2);
+    EXPECT_TRUE(notURL.err.contains("\"not-a-url\" is not the URL of a sync service")) << qPrintable(notURL.err);
     EXPECT_EQ(runTintera({"fandecks", "pick", "x"}).exitCode, 2);
     // Options may come before the command; their values are not taken for it.
     EXPECT_EQ(runTintera({"--wait", "1", "sync", "--help"}).exitCode, 0);
@@ -295,14 +302,17 @@ TEST_F(TinteraAgainstEmulators, TheServiceURLOptionRanksAboveTheEnvironment)
     const QByteArray demoService = qgetenv("TINTERA_SERVICE_URL");
     qputenv("TINTERA_SERVICE_URL", "http://127.0.0.1:1");
     const TinteraRun unreachable = runTintera({"sync", "--stall-timeout", "30"});
+    const TinteraRun partial = runTintera({"fandecks"});
     const TinteraRun chosen = runTintera({"sync", "--service-url", QString::fromUtf8(demoService)});
     qputenv("TINTERA_SERVICE_URL", demoService);
 
     // Every request to the unreachable service is reported; the device steps still run.
     EXPECT_EQ(unreachable.exitCode, 1);
     EXPECT_TRUE(unreachable.out.contains("service http://127.0.0.1:1")) << qPrintable(unreachable.out);
-    EXPECT_TRUE(unreachable.out.contains("Error code -1004, Connection refused")) << qPrintable(unreachable.out);
+    EXPECT_TRUE(unreachable.out.contains("Error code -1004, Connection refused (http://127.0.0.1:1/")) << qPrintable(unreachable.out);
     EXPECT_TRUE(unreachable.out.contains("step 25 of 28"));
+    EXPECT_EQ(partial.exitCode, 0);
+    EXPECT_TRUE(partial.err.contains("the list may be incomplete: the service was not reached")) << qPrintable(partial.err);
     EXPECT_EQ(chosen.exitCode, 0) << qPrintable(chosen.out + chosen.err);
     EXPECT_TRUE(chosen.out.contains("service " + QString::fromUtf8(demoService)));
 }
@@ -315,6 +325,10 @@ TEST_F(TinteraAgainstEmulators, ARunWithoutProgressIsCancelledAndAnInterruptCanc
     const TinteraRun stalled = runTintera({"sync", "--stall-timeout", "2"});
     EXPECT_EQ(stalled.exitCode, 3) << qPrintable(stalled.out + stalled.err);
     EXPECT_TRUE(stalled.out.contains("No progress for 2 s at step 10")) << qPrintable(stalled.out);
+    // The service's answer shows as soon as it comes, and the stall says it again.
+    const QString refusal = "The service refused TX350 Bootloader (HTTP 500, internal server error); waiting.";
+    EXPECT_TRUE(stalled.out.contains("step 10 of 28  " + refusal)) << qPrintable(stalled.out);
+    EXPECT_TRUE(stalled.out.contains("at step 10 (" + refusal));
     EXPECT_TRUE(stalled.out.contains(QRegularExpression("Sync cancelled after [0-9.]+ s: no progress.")));
 
     bool interrupted = false;
@@ -329,6 +343,40 @@ TEST_F(TinteraAgainstEmulators, ARunWithoutProgressIsCancelledAndAnInterruptCanc
     EXPECT_EQ(cancelled.exitCode, 3) << qPrintable(cancelled.out + cancelled.err);
     EXPECT_TRUE(cancelled.err.contains("cancelling the sync"));
     EXPECT_TRUE(cancelled.out.contains("Sync cancelled after"));
+}
+
+// One sync per device across processes: a second one is refused naming the first, before it
+// sends the device or the service anything; the lock of a holder killed outright is taken over.
+TEST_F(TinteraAgainstEmulators, ASecondSyncOfTheDeviceIsRefusedWhileTheFirstRuns)
+{
+    ASSERT_TRUE(environment.devsim({"fault", "--serial", serial, "--command", "GetMeasurements", "--delay", "30000"},
+                                   nullptr, nullptr));
+    auto serviceRequests = [this] {
+        QByteArray reply;
+        environment.cloudsimControl("requests", &reply, nullptr);
+        return QJsonDocument::fromJson(reply).array().size();
+    };
+    TinteraRun second;
+    qsizetype requestsBefore = -1;
+    qint64 firstPid = 0;
+    runTintera({"sync"}, 60000, [&](const QString &out, qint64 pid) {
+        if (!out.contains("step  9 of 28"))
+            return true;
+        firstPid = pid;
+        requestsBefore = serviceRequests();
+        second = runTintera({"sync", "--json"});
+        ::kill(pid_t(pid), SIGKILL);
+        return false;
+    });
+    ASSERT_NE(firstPid, 0);
+    EXPECT_EQ(second.exitCode, 1) << qPrintable(second.out + second.err);
+    const QString refusal = QStringLiteral("a sync of %1 is already running (tintera, pid %2)").arg(serial).arg(firstPid);
+    EXPECT_TRUE(second.err.contains(refusal)) << qPrintable(second.err);
+    EXPECT_TRUE(second.out.contains(refusal)) << "in the JSON summary too: " << qPrintable(second.out);
+    EXPECT_EQ(serviceRequests(), requestsBefore);
+
+    const TinteraRun afterCrash = runTintera({"sync"});
+    EXPECT_EQ(afterCrash.exitCode, 0) << qPrintable(afterCrash.out + afterCrash.err);
 }
 
 TEST_F(TinteraAgainstEmulators, PullingTheDeviceMidSyncEndsItWithTheReason)
@@ -419,6 +467,24 @@ TEST_F(TinteraAgainstEmulators, ExportNeedsTheFandecksThenShipsTheMissingNoteAnd
     EXPECT_EQ(QDir(out.filePath("plain/Audio")).entryList(QDir::Files).size(), 2);
     EXPECT_TRUE(plain.out.contains("Front door"));
     EXPECT_TRUE(plain.out.contains("Exported 3 of 3 match(es)"));
+
+    // An existing document is replaced only with --force; the refusal names the file really meant.
+    QFile mine(out.filePath("plain/plain.cxf"));
+    ASSERT_TRUE(mine.open(QIODevice::WriteOnly | QIODevice::Truncate) && mine.write("mine") == 4);
+    mine.close();
+    const TinteraRun again = runTintera({"export", out.filePath("plain.cxf")});
+    EXPECT_EQ(again.exitCode, 1);
+    EXPECT_TRUE(again.err.contains(out.filePath("plain/plain.cxf") + " already exists")) << qPrintable(again.err);
+    EXPECT_EQ(QFileInfo(out.filePath("plain/plain.cxf")).size(), 4);
+    EXPECT_EQ(runTintera({"export", out.filePath("plain.cxf"), "--force"}).exitCode, 0);
+    EXPECT_GT(QFileInfo(out.filePath("plain/plain.cxf")).size(), 4);
+    // A file where the notes' folder must go: its own error, not a fandeck's.
+    QFile blocking(out.filePath("blocked"));
+    ASSERT_TRUE(blocking.open(QIODevice::WriteOnly));
+    const TinteraRun blocked = runTintera({"export", out.filePath("blocked.cxf")});
+    EXPECT_EQ(blocked.exitCode, 1);
+    EXPECT_TRUE(blocked.err.contains("cannot write in the folder " + out.filePath("blocked") + ": File exists"))
+        << qPrintable(blocked.err);
 
     // Both notes gone from the computer: one export fetches one of them, and the archive holds the
     // folder with the document and that note.

@@ -255,6 +255,10 @@ TEST_F(ExportFormats, CSVGPLAndASECarryTheSameMatches)
         ASSERT_EQ(run.exitCode, 0) << qPrintable(arguments.join(' ') + run.out + run.err);
     }
 
+    // Palettes cannot refer to audio notes: written where asked, without a folder of notes.
+    EXPECT_TRUE(QFileInfo::exists(out.filePath("m.gpl")));
+    EXPECT_FALSE(QFileInfo::exists(out.filePath("swatches")));
+
     const QList<QStringList> rows = parseCSV(fileBytes(written("m.csv")));
     ASSERT_EQ(rows.size(), matches.size() + 1);
     const GPLPalette palette = parseGPL(fileBytes(written("m.gpl")));

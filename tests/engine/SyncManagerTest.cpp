@@ -1,8 +1,11 @@
+#include "KDDeviceDirectory.h"
 #include "KDScriptedDevice.h"
 #include "SyncTestSupport.h"
 #include "TestSupport.h"
 #include "VLApplicationInfo.h"
+#include "VLDataFolder.h"
 #include "VLPropertyList.h"
+#include "VLSyncLock.h"
 
 #include <QDir>
 #include <QFile>
@@ -122,6 +125,25 @@ TEST_F(ManagerFixture, PreliminaryRunGathersWithoutTouchingTheDevice)
     // Steps 1 to 7 ran in order (the failed open and file list are collected, not fatal).
     EXPECT_EQ(delegate.statuses, QList<qint32>({1, 2, 3, 4, 5, 6, 7, 0}));
     EXPECT_EQ(manager->errors().size(), 2);
+}
+
+// Another process's run of the device (a lock held through another open file here) refuses both
+// kinds of run before their first step: one failWithError and nothing sent to the device.
+TEST_F(ManagerFixture, ARunOfTheDeviceElsewhereRefusesARunBeforeItTouchesAnything)
+{
+    VLSyncLock elsewhere;
+    ASSERT_TRUE(elsewhere.acquire(device.device()->serialNumber(), kdDeviceDirectory() + '\n' + vlApplicationDataFolder()).isNull());
+    ASSERT_TRUE(elsewhere.isHeld());
+    manager->gatherPrelimiaryInfo();
+    manager->startSync();
+    EXPECT_EQ(delegate.events, QStringList({"failWithError", "failWithError"}));
+    EXPECT_TRUE(commandNames().isEmpty());
+    EXPECT_EQ(manager->status(), 0);
+    EXPECT_TRUE(manager->canStartSync());
+    elsewhere.release();
+    manager->gatherPrelimiaryInfo();
+    ASSERT_TRUE(delegate.waitForFinish());
+    EXPECT_EQ(commandNames(), QStringList({"EndSync", "GetFiles"}));
 }
 
 TEST_F(ManagerFixture, FullSyncRunsEveryStepCollectsErrorsAndKeepsTheLastSyncDate)
