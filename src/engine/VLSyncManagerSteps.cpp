@@ -5,6 +5,7 @@
 #include "TSLogger.h"
 #include "VLPropertyList.h"
 #include "VLSyncInfo.h"
+#include "VLSyncManagerServiceRelay.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -50,24 +51,30 @@ const char *stepName(qint32 status)
 
 } // namespace
 
-void VLSyncManager::beginRun()
+void VLSyncManager::beginRun(bool preliminary)
 {
     // Keys added or removed and the policy changed since the last run count from this one on.
     m_fileTrust = VLFileTrust::load(requireSignedFiles());
     for (const QString &problem : m_fileTrust.keys().problems())
         VL_LOG("Trusted keys: %@", problem);
-    ++m_stepToken;
-    m_commandStepTokens.clear();
+    const std::shared_ptr<VLSyncRun> previous = std::exchange(
+        m_run, std::make_shared<VLSyncRun>(preliminary, m_run->step() + 1));
+    // Deliberately carried over: step 20 replaces the list only when it uploads something, so the
+    // fandecks an earlier run uploaded are enabled again by every later run that uploads nothing
+    // (and found nothing else to do), until one uploads again.
+    m_run->fandecksToEnableAfterReboot = previous->fandecksToEnableAfterReboot;
+    m_run->report.began = QDateTime::currentDateTime();
 }
 
 // The end of a run, however it ends. Besides what the run itself ends, the queues it filled are
 // emptied on purpose: a run cancelled in the middle of its downloads or device commands would
 // otherwise leave them going on behind an idle manager, and the next run would queue the same
-// files and commands a second time. Their completions arrive with the run's steps already over.
-void VLSyncManager::endRun()
+// files and commands a second time. What the queues report as they are emptied is still heard,
+// but the run's steps are already over: it moves nothing. Then the run forgets its operations,
+// and any answer that comes later is let go.
+void VLSyncManager::endRun(VLSyncRunReport::Ending ending)
 {
-    ++m_stepToken;
-    m_commandStepTokens.clear();
+    m_run->end(ending);
     if (m_downloadManager) {
         m_downloadManager->cancel();
         // A queue paused by a cancel or a stall is not running, so cancel() leaves it as it was;
@@ -81,7 +88,13 @@ void VLSyncManager::endRun()
     }
     if (m_commandManager)
         m_commandManager->cancel();
+    m_run->forgetOperations();
     stopFandeckPrefetch();
+}
+
+void VLSyncManager::runDidStall()
+{
+    m_run->stalled = true;
 }
 
 void VLSyncManager::completeOperation(StepToken token, const std::function<void()> &completion)
@@ -91,18 +104,27 @@ void VLSyncManager::completeOperation(StepToken token, const std::function<void(
     m_completingStepToken = outer;
 }
 
+bool VLSyncManager::completeOperationOf(const void *source, bool answersOnce, const std::function<void()> &completion)
+{
+    const std::optional<StepToken> step = answersOnce ? m_run->takeOperation(source) : m_run->stepOfOperation(source);
+    if (!step)
+        return false;
+    completeOperation(*step, completion);
+    return true;
+}
+
 // A run may begin from inside another's completion (the delegate starts the full sync when the
 // preliminary run ends): its first step belongs to the new run, not to the completion.
 void VLSyncManager::runFirstStep()
 {
-    completeOperation(m_stepToken, [this] { runNextSyncStep(); });
+    completeOperation(m_run->step(), [this] { runNextSyncStep(); });
 }
 
 void VLSyncManager::startSync()
 {
     if (!canStartSync())
         return;
-    beginRun();
+    beginRun(false);
     setLastSyncedDeviceSerialNumber(m_device->serialNumber());
     TMAnalytics::analytics()->logEventParameters(
         QStringLiteral("sync_begin"),
@@ -110,7 +132,6 @@ void VLSyncManager::startSync()
           m_lastSyncedDeviceSerialNumber.isNull() ? QStringLiteral("-unknown-") : m_lastSyncedDeviceSerialNumber}});
     m_wasCancelled = false;
     setIsCancellingSync(false);
-    m_needsRebootAfterSync = false;
     VL_LOG("[VLSyncManager startSync]");
     if (m_errors)
         m_errors->clear();
@@ -125,7 +146,7 @@ void VLSyncManager::gatherPrelimiaryInfo()
     if (!canStartPreliminaryDataGathering())
         return;
     VL_LOG("[VLSyncManager gatherPrelimiaryInfo]");
-    beginRun();
+    beginRun(true);
     setIsJustGatheringPreliminaryInfo(true);
     setStatus(VLSyncManagerStatusIdle);
     if (m_delegate)
@@ -138,13 +159,12 @@ void VLSyncManager::runNextSyncStep(QObject *)
     // Deliberately stricter than advancing from anywhere: a completion of an operation whose step
     // is no longer under way (a second answer after a step already moved on, a late answer after
     // a cancel, a queue's completion after the run ended) must not move the machine.
-    if (m_completingStepToken && *m_completingStepToken != m_stepToken) {
+    if (m_completingStepToken && *m_completingStepToken != m_run->step()) {
         VL_LOG("not advancing from step %d: the operation completing now belongs to a step that has ended",
                m_status);
         return;
     }
-    ++m_stepToken;
-    const std::optional<StepToken> outer = std::exchange(m_completingStepToken, m_stepToken);
+    const std::optional<StepToken> outer = std::exchange(m_completingStepToken, m_run->beginStep());
     setStatus(m_status + 1);
     ++m_stepLevel;
     runCurrentStep();
@@ -161,7 +181,10 @@ void VLSyncManager::cancelSync()
 void VLSyncManager::stopSyncSmoothly()
 {
     VL_LOG("[VLSyncManager stopSyncSmoothly]");
-    endRun();
+    // The device gone explains a stall too; a stall, whatever else cancelled the run meanwhile.
+    endRun(!m_device        ? VLSyncRunReport::Ending::DeviceGone
+           : m_run->stalled ? VLSyncRunReport::Ending::Stalled
+                            : VLSyncRunReport::Ending::Cancelled);
     const bool wasPreliminary = m_isJustGatheringPreliminaryInfo;
     setIsJustGatheringPreliminaryInfo(false);
     setStatus(VLSyncManagerStatusIdle);
@@ -180,6 +203,8 @@ void VLSyncManager::syncDidReceiveErrorRunNextStep(const VLError &error, bool ru
     if (!error.isNull()) {
         if (m_errors)
             m_errors->append(error);
+        if (VLSyncRunReport *report = reportOfRunUnderWay())
+            report->errors.append(error);
         if (error.code() == -1024)
             setIsCancellingSync(true);
     }
@@ -246,14 +271,14 @@ void VLSyncManager::runCurrentStep(QObject *)
             runNextSyncStep();
         } else if (m_syncSession) {
             VL_LOG("\n>>>>> !syncSession.isSessionOpen\n");
-            m_sessionStepToken = operationStepToken();
+            m_run->startOperation(m_syncSession.data(), operationStepToken());
             m_syncSession->openSession();
         } else if (m_device) {
             VL_LOG("\n>>>>> syncSession == nil\n");
             m_syncSession = new VLSyncSession(m_device->serialNumber(), m_device->attributeForKey(QStringLiteral("ChipId")));
             m_syncSession->setParent(this);
-            m_syncSession->setDelegate(this);
-            m_sessionStepToken = operationStepToken();
+            m_syncSession->setDelegate(m_serviceRelay.get());
+            m_run->startOperation(m_syncSession.data(), operationStepToken());
             m_syncSession->openSession();
         } else {
             // Without a device there is no one to open a session for; the step still ends.
@@ -294,7 +319,7 @@ void VLSyncManager::runCurrentStep(QObject *)
     case VLSyncManagerStatusQueryCloudFandecks:
         setStatusMessage(tr("Requesting store info..."));
         if (m_syncSession) {
-            m_sessionStepToken = operationStepToken();
+            m_run->startOperation(m_syncSession.data(), operationStepToken());
             m_syncSession->requestAllFiles();
         } else {
             // No session (no device when step 2 ran): the inventory cannot be asked for, and the
@@ -308,7 +333,7 @@ void VLSyncManager::runCurrentStep(QObject *)
         if (!m_isJustGatheringPreliminaryInfo) {
             runNextSyncStep();
         } else {
-            endRun();
+            endRun(VLSyncRunReport::Ending::Completed);
             setIsJustGatheringPreliminaryInfo(false);
             setStatus(VLSyncManagerStatusIdle);
             m_wasCancelled = false;
@@ -359,7 +384,7 @@ void VLSyncManager::runCurrentStep(QObject *)
         updateDeviceFandecks();
         break;
     case VLSyncManagerStatusReboot:
-        if (!m_needsRebootAfterSync) {
+        if (!m_run->needsRebootAfterSync) {
             runNextSyncStep();
         } else {
             setStatusMessage(tr("Waiting for device..."));
@@ -392,7 +417,7 @@ void VLSyncManager::runCurrentStep(QObject *)
         setStatusMessage(QString());
         if (m_errors && m_errors->isEmpty())
             setLastSyncDate(QDateTime::currentDateTime());
-        endRun();
+        endRun(VLSyncRunReport::Ending::Completed);
         setStatus(VLSyncManagerStatusIdle);
         if (m_delegate)
             m_delegate->syncManagerDidFinishSync(this);

@@ -10,6 +10,8 @@ target_sources(tintera_sync PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/VLSyncManagerDefaults.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLSyncManagerPaths.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLSyncManagerSteps.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/VLSyncRun.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/VLSyncRunReport.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLSyncStallWatchdog.cpp
 )
 
