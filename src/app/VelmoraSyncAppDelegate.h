@@ -146,7 +146,7 @@ public:
 private:
     void setStatusTitle(const QString &title);
     void showSyncProgress();
-    void notifySyncEnded(VLSyncManager *manager, bool stalled);
+    void notifySyncEnded(VLSyncManager *manager);
     void runEnded();
     void connectMenuActions();
     void showAndActivate(QWidget *window);
@@ -167,11 +167,6 @@ private:
     int m_stallTimeoutMilliseconds;
     double m_downloadFraction = -1; // negative: no download under way
     int m_shownPercent = -1;
-    QHash<QString, QString> m_localFilesAtBegin;
-    QHash<QString, QString> m_deviceFilesAtBegin;
-    QDateTime m_syncBeganAt;
-    int m_matchesToExport = 0;
-    bool m_filesCountedAtBegin = false;
     QList<VLError> m_lastSyncErrors;
     VLSyncSummary m_lastSummary;
     VLIdleMemory m_idleMemory;
