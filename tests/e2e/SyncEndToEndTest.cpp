@@ -118,8 +118,11 @@ TEST_F(E2EFixture, FirstFullSyncInstallsEverythingExportsTheMatchesAndASecondMov
     EXPECT_EQ(report.ending, VLSyncRunReport::Ending::Completed);
     EXPECT_FALSE(report.preliminary);
     EXPECT_EQ(skusOf(report.downloaded), everySKU);
-    EXPECT_EQ(skusOf(report.installed), everySKU);
-    EXPECT_EQ(skusOf(report.fandecksEnabled), kFandeckSKUs);
+    // The demo device comes with its seed fandeck, enabled: everything else went to it.
+    QStringList sent = everySKU;
+    sent.removeOne("VLM-FD-EXT");
+    EXPECT_EQ(skusOf(report.installed), sent);
+    EXPECT_EQ(skusOf(report.fandecksEnabled), QStringList(sent.filter("-FD-")));
     EXPECT_EQ(skusOf(report.settingsApplied), QStringList{"TX350-SETTINGS"});
     EXPECT_EQ(report.matchesFound, 3);
     ASSERT_EQ(report.matchesExported.size(), 3);
