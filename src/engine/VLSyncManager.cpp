@@ -4,6 +4,8 @@
 #include "VLNotificationCenter.h"
 #include "VLPathComponent.h"
 #include "VLPropertyList.h"
+#include "VLDeviceCommandManager.h"
+#include "VLMatchExportFormat.h"
 #include "VLSyncInfo.h"
 #include "VLSyncManagerDeviceRelay.h"
 #include "VLSyncManagerServiceRelay.h"
@@ -11,6 +13,9 @@
 #include <QCoreApplication>
 #include <QFile>
 #include <QHash>
+
+// The header names the format without its enumerators: an export's default is the zero value.
+static_assert(VLMatchExportFormat{} == VLMatchExportFormat::CxF3);
 
 namespace {
 
@@ -70,6 +75,11 @@ VLSyncManager::~VLSyncManager()
         m_commandManager->setDelegate(nullptr);
     if (m_deviceFileDownload)
         m_deviceFileDownload->setDelegate(nullptr);
+}
+
+VLDeviceCommandManager *VLSyncManager::commandManager() const
+{
+    return m_commandManager.data();
 }
 
 void VLSyncManager::updateDevice(const KDDevicePtr &device)

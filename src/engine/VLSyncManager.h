@@ -11,12 +11,9 @@
 #include "VLSyncRunReport.h"
 
 #include "KDDevice.h"
-#include "VLDeviceCommandManager.h"
 #include "VLFileDownload.h"
 #include "VLFileDownloadManager.h"
 #include "VLSyncSession.h"
-#include "VLMatchExportFormat.h"
-#include "VLMatchRecord.h"
 
 #include <QDateTime>
 #include <QHash>
@@ -36,7 +33,10 @@
 #include <thread>
 
 class HBColorDocument;
+class VLDeviceCommandManager;
 struct VLDeviceSettings;
+struct VLMatchRecord;
+enum class VLMatchExportFormat;
 class VLSyncManagerDeviceRelay;
 class VLSyncManagerServiceRelay;
 class VLSyncInfo;
@@ -70,7 +70,7 @@ public:
     VLSyncInfo *syncInfo() const { return m_syncInfo.data(); }
     VLSyncSession *syncSession() const { return m_syncSession.data(); }
     VLFileDownloadManager *downloadManager() const { return m_downloadManager.data(); }
-    VLDeviceCommandManager *commandManager() const { return m_commandManager.data(); }
+    VLDeviceCommandManager *commandManager() const;
     QList<VLError> errors() const { return m_errors ? *m_errors : QList<VLError>(); }
     bool hasErrorList() const { return m_errors.has_value(); }
     QVariantMap defaults() const { return m_defaults.value_or(QVariantMap()); }
@@ -232,15 +232,15 @@ public:
         bool inSync = false;
         // The document is CxF3 unless the user chose another format for their export; the other
         // formats are written from the same matches, as records.
-        VLMatchExportFormat format = VLMatchExportFormat::CxF3;
+        VLMatchExportFormat format{}; // VLMatchExportFormat::CxF3, its first
     };
     void loadFandecksIntoMemory();
     void runExportMatchStep();
     // Answers the matches it exported, in order, as records.
-    VLMatchRecordList exportMatches(const VLExportParameters &parameters);
+    QList<VLMatchRecord> exportMatches(const VLExportParameters &parameters);
     // On a worker thread: loads the installed fandecks, then runs exportMatches on the main thread
     // and waits for it; answers what that exported. Exports that overlap take turns.
-    VLMatchRecordList loadFandecksAndExportMatches(const VLExportParameters &parameters);
+    QList<VLMatchRecord> loadFandecksAndExportMatches(const VLExportParameters &parameters);
     QList<QSharedPointer<HBColorDocument>> memoryFandecks() const { return m_memoryFandecks; }
     // Lets go of the documents the last load left in memory, unless a run or an export may still
     // read them; answers whether it did. Every export loads its fandecks afresh, so all this costs

@@ -3,6 +3,7 @@
 #include "KDError.h"
 #include "TMAnalytics.h"
 #include "TSLogger.h"
+#include "VLDeviceCommandManager.h"
 #include "VLPropertyList.h"
 #include "VLSyncInfo.h"
 #include "VLSyncManagerServiceRelay.h"
