@@ -6,6 +6,7 @@
 #include "HBColorDocument.h"
 #include "KDMeasurement.h"
 #include "KDScriptedDevice.h"
+#include "VLMatchRecord.h"
 #include "VLSyncManager.h"
 
 #include <QCoreApplication>

@@ -1,5 +1,7 @@
 #include "VLSyncSummary.h"
 
+#include "VLMatchRecord.h"
+
 #include <QCoreApplication>
 #include <QStringList>
 
@@ -17,6 +19,18 @@ QString counted(int n, const char *one, const char *many)
 }
 
 } // namespace
+
+VLSyncSummary VLSyncSummary::ofReport(const VLSyncRunReport &report)
+{
+    VLSyncSummary summary;
+    summary.downloaded = int(report.downloaded.size());
+    summary.installed = int(report.installed.size());
+    summary.matchesExported = int(report.matchesExported.size());
+    summary.errors = int(report.errors.size());
+    summary.cancelled = report.wasCancelled();
+    summary.stalled = report.ending == VLSyncRunReport::Ending::Stalled;
+    return summary;
+}
 
 QString VLSyncSummary::text() const
 {
@@ -41,27 +55,4 @@ QString VLSyncSummary::text() const
         return cancelled || stalled || errors > 0 ? ending : ending + QLatin1Char(' ') + tr("Everything was up to date.");
     QString list = changes.join(QStringLiteral(", "));
     return ending + QLatin1Char(' ') + list + QLatin1Char('.');
-}
-
-QHash<QString, QString> vlFileVersions(const VLSyncFileList &files)
-{
-    QHash<QString, QString> versions;
-    for (const VLSyncFileInfoPtr &file : files) {
-        if (!file)
-            continue;
-        const QString key = file->fileType() + QLatin1Char('/') + (file->fileID().isEmpty() ? file->SKU() : file->fileID());
-        versions.insert(key, file->versionString() + QLatin1Char('/') + QString::number(file->version()));
-    }
-    return versions;
-}
-
-int vlChangedFileCount(const QHash<QString, QString> &before, const QHash<QString, QString> &after)
-{
-    int changed = 0;
-    for (auto it = after.cbegin(); it != after.cend(); ++it) {
-        const auto was = before.constFind(it.key());
-        if (was == before.cend() || was.value() != it.value())
-            ++changed;
-    }
-    return changed;
 }

@@ -1,8 +1,7 @@
 #pragma once
 
-#include "VLSyncFileInfo.h"
+#include "VLSyncRunReport.h"
 
-#include <QHash>
 #include <QString>
 
 // What one sync changed, as the notification at its end tells it.
@@ -15,11 +14,9 @@ struct VLSyncSummary
     bool cancelled = false;
     bool stalled = false;
 
+    // What the engine's report of the run says.
+    static VLSyncSummary ofReport(const VLSyncRunReport &report);
+
     // One or two sentences: how the sync ended, then what it changed.
     QString text() const;
 };
-
-// The version of every file in a list, by file type and identifier: a file whose entry is new or
-// differs after a sync is one the sync brought.
-QHash<QString, QString> vlFileVersions(const VLSyncFileList &files);
-int vlChangedFileCount(const QHash<QString, QString> &before, const QHash<QString, QString> &after);

@@ -282,11 +282,6 @@ void VelmoraSyncAppDelegate::syncManagerChangedImage(VLSyncManager *, const QIma
 
 void VelmoraSyncAppDelegate::syncManagerDidBeginSync(VLSyncManager *)
 {
-    m_syncBeganAt = QDateTime::currentDateTime();
-    m_localFilesAtBegin.clear();
-    m_deviceFilesAtBegin.clear();
-    m_filesCountedAtBegin = false;
-    m_matchesToExport = 0;
     m_downloadFraction = -1;
     m_shownPercent = -1;
     if (m_watchdog)
@@ -298,7 +293,6 @@ void VelmoraSyncAppDelegate::syncManagerDidBeginSync(VLSyncManager *)
 
 void VelmoraSyncAppDelegate::syncManagerDidFinishSync(VLSyncManager *manager)
 {
-    const bool stalled = m_watchdog && m_watchdog->hasStalled();
     runEnded();
     updateMenu();
     m_progressStatusItem->stopAnimating();
@@ -326,7 +320,7 @@ void VelmoraSyncAppDelegate::syncManagerDidFinishSync(VLSyncManager *manager)
     }
 
     const QList<VLError> errors = manager->errors();
-    notifySyncEnded(manager, stalled);
+    notifySyncEnded(manager);
     if (!m_showingModalAlert && !errors.isEmpty()) {
         VL_LOG("[VelmoraSyncAppDelegate syncManagerDidFinishSync:]");
         VL_LOG("----------------------------");
@@ -352,21 +346,13 @@ void VelmoraSyncAppDelegate::syncManagerDidFinishSync(VLSyncManager *manager)
     }
 }
 
-void VelmoraSyncAppDelegate::notifySyncEnded(VLSyncManager *manager, bool stalled)
+void VelmoraSyncAppDelegate::notifySyncEnded(VLSyncManager *manager)
 {
-    VLSyncSummary summary;
-    m_lastSyncErrors = manager->errors();
-    summary.errors = int(m_lastSyncErrors.size());
-    summary.cancelled = manager->wasCancelled();
-    summary.stalled = stalled;
-    // The files are compared with what the run found once its inventory was taken.
-    if (VLSyncInfo *info = manager->syncInfo(); info && m_filesCountedAtBegin) {
-        summary.downloaded = vlChangedFileCount(m_localFilesAtBegin, vlFileVersions(info->localFiles()));
-        summary.installed = vlChangedFileCount(m_deviceFilesAtBegin, vlFileVersions(info->deviceFiles()));
-    }
+    // The errors the run collected, those before a device went away included.
+    const VLSyncRunReport &report = manager->runReport();
+    const VLSyncSummary summary = VLSyncSummary::ofReport(report);
+    m_lastSyncErrors = report.errors;
     const QFileInfo matches(manager->pathForGlobalAutoSyncMatchesFile());
-    if (matches.isFile() && m_syncBeganAt.isValid() && matches.lastModified() >= m_syncBeganAt.addSecs(-1))
-        summary.matchesExported = m_matchesToExport;
     m_lastSummary = summary;
     VL_LOG("%@", summary.text());
 
@@ -462,18 +448,6 @@ void VelmoraSyncAppDelegate::syncManagerStatusDidChange(VLSyncManager *manager)
         m_watchdog->noteProgress();
     if (!manager || !manager->isInSync() || manager->isJustGatheringPreliminaryInfo())
         return;
-    // The inventory of this run is complete once sync mode begins: what differs at the end is
-    // what the run brought.
-    if (manager->status() == VLSyncManagerBeginSyncMode && manager == m_syncManager) {
-        if (VLSyncInfo *info = manager->syncInfo()) {
-            m_localFilesAtBegin = vlFileVersions(info->localFiles());
-            m_deviceFilesAtBegin = vlFileVersions(info->deviceFiles());
-            m_filesCountedAtBegin = true;
-        }
-    }
-    // The export step hands the matches on and lets them go: count them as it begins.
-    if (manager->status() == VLSyncManagerStatusExportMatches && manager == m_syncManager)
-        m_matchesToExport = int(manager->latestMatches().size());
     // The step count and the download's share along with the message.
     setStatusTitle(syncProgressTitle(manager->status(), manager->statusMessage(), m_downloadFraction));
     noticeFirmwareWrite(manager);

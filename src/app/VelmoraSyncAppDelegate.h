@@ -146,7 +146,7 @@ public:
 private:
     void setStatusTitle(const QString &title);
     void showSyncProgress();
-    void notifySyncEnded(VLSyncManager *manager, bool stalled);
+    void notifySyncEnded(VLSyncManager *manager);
     // A notification, not only the menu's title line, while firmware or a bootloader is written.
     void noticeFirmwareWrite(VLSyncManager *manager);
     void runEnded();
@@ -169,11 +169,6 @@ private:
     int m_stallTimeoutMilliseconds;
     double m_downloadFraction = -1; // negative: no download under way
     int m_shownPercent = -1;
-    QHash<QString, QString> m_localFilesAtBegin;
-    QHash<QString, QString> m_deviceFilesAtBegin;
-    QDateTime m_syncBeganAt;
-    int m_matchesToExport = 0;
-    bool m_filesCountedAtBegin = false;
     QString m_firmwareNoticeShown; // the message of the write last announced in this run
     QList<VLError> m_lastSyncErrors;
     VLSyncSummary m_lastSummary;

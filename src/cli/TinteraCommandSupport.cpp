@@ -3,6 +3,7 @@
 #include "TinteraCommandLine.h"
 #include "TinteraDevices.h"
 #include "TinteraJson.h"
+#include "VLMatchRecord.h"
 #include "TinteraProgressDisplay.h"
 #include "VLFormat.h"
 #include "VLSyncManager.h"
@@ -39,42 +40,61 @@ std::unique_ptr<TinteraRunObserver> observerFor(const TinteraInvocation &invocat
     return std::make_unique<TinteraProgressDisplay>(progress, mode);
 }
 
-int reportSyncAsJson(TinteraInvocation &invocation, const TinteraSyncRunner::Outcome &outcome, VLSyncManager *manager)
+QJsonArray filesJson(const QList<VLSyncRunReport::File> &files)
 {
+    QJsonArray array;
+    for (const VLSyncRunReport::File &file : files)
+        array.append(QJsonObject{{QStringLiteral("type"), file.fileType},
+                                 {QStringLiteral("sku"), tinteraTextJson(file.SKU)},
+                                 {QStringLiteral("description"), tinteraTextJson(file.description)},
+                                 {QStringLiteral("version"), tinteraTextJson(file.versionString)}});
+    return array;
+}
+
+int reportSyncAsJson(TinteraInvocation &invocation, const std::optional<VLSyncRunReport> &report, VLSyncManager *manager)
+{
+    using Ending = VLSyncRunReport::Ending;
     int status = TinteraExitSuccess;
     QString result = QStringLiteral("ok");
     QJsonValue cancelReason = QJsonValue::Null;
     QJsonValue failure = QJsonValue::Null;
-    if (!outcome.started || outcome.networkUnavailable || !outcome.failure.isNull()) {
+    if (!report || report->ending == Ending::Failed || report->ending == Ending::Refused) {
         status = TinteraExitFailure;
         result = QStringLiteral("failed");
-        failure = !outcome.failure.isNull() ? outcome.failure.localizedDescription()
-                  : outcome.started         ? tr("You do not appear to be connected to the Internet.  Please connect and sync again.")
-                                  : tr("the device is busy or not available; the sync could not start.");
-    } else if (outcome.cancelled) {
+        failure = !report                             ? tr("the device is busy or not available; the sync could not start.")
+                  : report->ending == Ending::Refused ? report->errors.value(0).localizedDescription()
+                                                      : tr("You do not appear to be connected to the Internet.  Please connect and sync again.");
+    } else if (report->wasCancelled()) {
         status = TinteraExitCancelled;
         result = QStringLiteral("cancelled");
-        cancelReason = outcome.deviceLost ? QStringLiteral("deviceGone")
-                       : outcome.stalled  ? QStringLiteral("stalled")
-                                          : QStringLiteral("interrupted");
-    } else if (!outcome.errors.isEmpty()) {
+        cancelReason = report->ending == Ending::DeviceGone ? QStringLiteral("deviceGone")
+                       : report->ending == Ending::Stalled  ? QStringLiteral("stalled")
+                                                            : QStringLiteral("interrupted");
+    } else if (!report->errors.isEmpty()) {
         status = TinteraExitFailure;
         result = QStringLiteral("errors");
     }
+    const VLSyncRunReport shown = report.value_or(VLSyncRunReport());
     QJsonArray errors;
-    for (const VLError &error : outcome.errors)
+    for (const VLError &error : shown.errors)
         errors.append(tinteraErrorJson(error));
     const QString matches = manager ? manager->pathForGlobalAutoSyncMatchesFile() : QString();
     invocation.printJson({{QStringLiteral("event"), QStringLiteral("summary")},
                           {QStringLiteral("result"), result},
                           {QStringLiteral("exitCode"), status},
-                          {QStringLiteral("seconds"), double(outcome.milliseconds) / 1000.0},
+                          {QStringLiteral("seconds"), double(shown.milliseconds()) / 1000.0},
                           {QStringLiteral("errors"), errors},
                           {QStringLiteral("cancelReason"), cancelReason},
                           {QStringLiteral("lastSync"), manager ? tinteraDateJson(manager->lastSyncDate()) : QJsonValue()},
                           {QStringLiteral("measurements"),
                            status == TinteraExitSuccess && QFileInfo::exists(matches) ? QJsonValue(matches) : QJsonValue()},
-                          {QStringLiteral("error"), failure}});
+                          {QStringLiteral("error"), failure},
+                          {QStringLiteral("downloaded"), filesJson(shown.downloaded)},
+                          {QStringLiteral("installed"), filesJson(shown.installed)},
+                          {QStringLiteral("fandecksEnabled"), filesJson(shown.fandecksEnabled)},
+                          {QStringLiteral("settingsApplied"), filesJson(shown.settingsApplied)},
+                          {QStringLiteral("matchesFound"), qint64(shown.matchesFound)},
+                          {QStringLiteral("matchesExported"), int(shown.matchesExported.size())}});
     return status;
 }
 
@@ -151,22 +171,22 @@ bool TinteraDeviceSession::openForReading()
 
 bool TinteraDeviceSession::gatherPreliminaryInfo()
 {
-    const TinteraSyncRunner::Outcome outcome = m_runner->gatherPreliminaryInfo();
-    m_preliminaryErrors = outcome.errors;
-    if (!outcome.started) {
+    const std::optional<VLSyncRunReport> report = m_runner->gatherPreliminaryInfo();
+    if (!report) {
         m_invocation.fail(tr("the device is busy or not available; no run could start."));
         return false;
     }
-    if (!outcome.failure.isNull()) {
-        m_invocation.fail(outcome.failure.localizedDescription());
+    m_preliminaryErrors = report->errors;
+    if (report->ending == VLSyncRunReport::Ending::Refused) {
+        m_invocation.fail(report->errors.value(0).localizedDescription());
         return false;
     }
-    if (outcome.networkUnavailable) {
+    if (report->ending == VLSyncRunReport::Ending::Failed) {
         m_invocation.fail(tr("You do not appear to be connected to the Internet.  Please connect and sync again."));
         return false;
     }
-    if (outcome.cancelled) {
-        m_invocation.fail(outcome.deviceLost
+    if (report->wasCancelled()) {
+        m_invocation.fail(report->ending == VLSyncRunReport::Ending::DeviceGone
                               ? tr("gathering the fandeck information was cancelled: the device is no longer connected.")
                               : tr("gathering the fandeck information was cancelled."));
         return false;
@@ -174,37 +194,39 @@ bool TinteraDeviceSession::gatherPreliminaryInfo()
     return true;
 }
 
-int tinteraReportSync(TinteraInvocation &invocation, const TinteraSyncRunner::Outcome &outcome, VLSyncManager *manager)
+int tinteraReportSync(TinteraInvocation &invocation, const std::optional<VLSyncRunReport> &report, VLSyncManager *manager)
 {
+    using Ending = VLSyncRunReport::Ending;
     if (invocation.json)
-        return reportSyncAsJson(invocation, outcome, manager);
-    if (!outcome.started) {
+        return reportSyncAsJson(invocation, report, manager);
+    if (!report) {
         invocation.fail(tr("the device is busy or not available; the sync could not start."));
         return TinteraExitFailure;
     }
-    if (!outcome.failure.isNull()) {
-        invocation.fail(outcome.failure.localizedDescription());
+    if (report->ending == Ending::Refused) {
+        invocation.fail(report->errors.value(0).localizedDescription());
         return TinteraExitFailure;
     }
-    for (const VLError &error : outcome.errors)
+    for (const VLError &error : report->errors)
         invocation.println(vlFormat(tr("Error code %d, %@"), error.code(), error.localizedDescription()));
-    if (outcome.networkUnavailable) {
+    if (report->ending == Ending::Failed) {
         invocation.fail(tr("You do not appear to be connected to the Internet.  Please connect and sync again."));
         return TinteraExitFailure;
     }
-    if (outcome.cancelled) {
-        const QString reason = outcome.deviceLost ? tr(": the device is no longer connected")
-                               : outcome.stalled  ? tr(": no progress")
-                                                  : QString();
-        invocation.println(vlFormat(tr("Sync cancelled after %@%@."), seconds(outcome.milliseconds), reason));
+    const QString took = seconds(report->milliseconds());
+    if (report->wasCancelled()) {
+        const QString reason = report->ending == Ending::DeviceGone ? tr(": the device is no longer connected")
+                               : report->ending == Ending::Stalled  ? tr(": no progress")
+                                                                    : QString();
+        invocation.println(vlFormat(tr("Sync cancelled after %@%@."), took, reason));
         return TinteraExitCancelled;
     }
-    if (!outcome.errors.isEmpty()) {
+    if (!report->errors.isEmpty()) {
         invocation.println(vlFormat(tr("Sync finished in %@ with %d error(s). Please sync again in order to fix these errors."),
-                                    seconds(outcome.milliseconds), int(outcome.errors.size())));
+                                    took, int(report->errors.size())));
         return TinteraExitFailure;
     }
-    invocation.println(vlFormat(tr("Sync finished in %@ without errors. Last Sync: %@"), seconds(outcome.milliseconds),
+    invocation.println(vlFormat(tr("Sync finished in %@ without errors. Last Sync: %@"), took,
                                 manager ? manager->lastSyncDateString() : QString()));
     const QString matches = manager ? manager->pathForGlobalAutoSyncMatchesFile() : QString();
     if (!matches.isEmpty() && QFileInfo::exists(matches))

@@ -52,5 +52,6 @@ private:
 };
 
 // Prints a finished full sync's errors ("Error code %d, %@") and a one-line summary (with --json:
-// the summary object), and gives the exit status it stands for.
-int tinteraReportSync(TinteraInvocation &invocation, const TinteraSyncRunner::Outcome &outcome, VLSyncManager *manager);
+// the summary object, with what the run downloaded, installed, enabled, applied and exported), all
+// from the engine's report of the run, and gives the exit status it stands for.
+int tinteraReportSync(TinteraInvocation &invocation, const std::optional<VLSyncRunReport> &report, VLSyncManager *manager);

@@ -2,7 +2,6 @@
 
 #include "VLSyncManager.h"
 
-#include <QElapsedTimer>
 #include <QEventLoop>
 
 namespace {
@@ -31,62 +30,62 @@ TinteraSyncRunner::~TinteraSyncRunner()
         m_manager->setDelegate(nullptr);
 }
 
-TinteraSyncRunner::Outcome TinteraSyncRunner::gatherPreliminaryInfo()
+std::optional<VLSyncRunReport> TinteraSyncRunner::gatherPreliminaryInfo()
 {
     return run(TinteraRunObserver::Run::Preliminary);
 }
 
-TinteraSyncRunner::Outcome TinteraSyncRunner::sync()
+std::optional<VLSyncRunReport> TinteraSyncRunner::sync()
 {
     return run(TinteraRunObserver::Run::Full);
 }
 
-TinteraSyncRunner::Outcome TinteraSyncRunner::run(TinteraRunObserver::Run kind)
+std::optional<VLSyncRunReport> TinteraSyncRunner::run(TinteraRunObserver::Run kind)
 {
-    m_outcome = Outcome();
     if (!m_manager || m_loop)
-        return m_outcome;
+        return std::nullopt;
     const bool preliminary = kind == TinteraRunObserver::Run::Preliminary;
     if (!(preliminary ? m_manager->canStartPreliminaryDataGathering() : m_manager->canStartSync()))
-        return m_outcome;
+        return std::nullopt;
 
     QEventLoop loop;
     m_loop = &loop;
-    QElapsedTimer clock;
-    clock.start();
-    m_errorsReported = m_manager->errors().size();
+    m_finished = false;
+    m_gaveUp = false;
+    m_errorsReported = 0;
     m_observer->runBegan(kind, preliminary ? kPreliminarySteps : kFullSyncSteps, m_manager->statusMessage());
-    m_outcome.started = true;
     m_watchdog.runBegan();
     if (preliminary)
         m_manager->gatherPrelimiaryInfo();
     else
         m_manager->startSync();
     // The run may already have ended inside the call.
-    while (!m_outcome.finished)
+    while (!m_finished)
         loop.exec();
     m_watchdog.runEnded();
     m_loop = nullptr;
     m_observer->runEnded();
-    m_outcome.milliseconds = clock.elapsed();
-    return m_outcome;
+    VLSyncRunReport report = m_manager ? m_manager->runReport() : VLSyncRunReport();
+    if (m_gaveUp && !report.hasEnded()) {
+        // The manager never ended the run it was asked to cancel: it is reported as the stall it is.
+        report.ending = VLSyncRunReport::Ending::Stalled;
+        report.ended = QDateTime::currentDateTime();
+    }
+    return report;
 }
 
-void TinteraSyncRunner::endRun(bool cancelled)
+void TinteraSyncRunner::endRun()
 {
-    if (!m_loop || m_outcome.finished)
+    if (!m_loop || m_finished)
         return;
-    m_outcome.finished = true;
-    m_outcome.cancelled = cancelled;
+    m_finished = true;
     reportNewErrors();
-    if (m_manager)
-        m_outcome.deviceLost = !m_manager->device();
     m_loop->quit();
 }
 
 void TinteraSyncRunner::cancel()
 {
-    if (!m_loop || !m_manager || m_outcome.finished)
+    if (!m_loop || !m_manager || m_finished)
         return;
     vlCancelSync(m_manager);
 }
@@ -95,18 +94,9 @@ void TinteraSyncRunner::reportNewErrors()
 {
     if (!m_manager || !m_loop)
         return;
-    const QList<VLError> errors = m_manager->errors();
-    // A run that starts over clears the list; a device that goes takes the list with it, but what
-    // it had collected until then is still why the run ended as it did.
-    if (errors.size() < m_errorsReported) {
-        m_errorsReported = 0;
-        if (m_manager->device())
-            m_outcome.errors.clear();
-    }
-    for (qsizetype i = m_errorsReported; i < errors.size(); ++i) {
+    const QList<VLError> &errors = m_manager->runReport().errors;
+    for (qsizetype i = m_errorsReported; i < errors.size(); ++i)
         m_observer->errorCollected(errors.at(i));
-        m_outcome.errors.append(errors.at(i));
-    }
     m_errorsReported = errors.size();
 }
 
@@ -118,21 +108,21 @@ void TinteraSyncRunner::noteProgress()
 
 void TinteraSyncRunner::onStall()
 {
-    if (!m_loop || m_outcome.finished)
+    if (!m_loop || m_finished)
         return;
     // The watchdog collects the error and cancels the run after this.
-    m_outcome.stalled = true;
     m_observer->stalled(m_watchdog.timeoutMilliseconds() / 1000, m_manager ? int(m_manager->status()) : 0,
                         m_manager ? m_manager->statusMessage() : QString(), false);
 }
 
 void TinteraSyncRunner::onGiveUp()
 {
-    if (!m_loop || m_outcome.finished)
+    if (!m_loop || m_finished)
         return;
     m_observer->stalled(m_watchdog.timeoutMilliseconds() / 1000, m_manager ? int(m_manager->status()) : 0,
                         m_manager ? m_manager->statusMessage() : QString(), true);
-    endRun(true);
+    m_gaveUp = true;
+    endRun();
 }
 
 void TinteraSyncRunner::syncManagerChangedImage(VLSyncManager *, const QImage &)
@@ -145,16 +135,15 @@ void TinteraSyncRunner::syncManagerDidBeginSync(VLSyncManager *)
     noteProgress();
 }
 
-void TinteraSyncRunner::syncManagerDidFinishSync(VLSyncManager *manager)
+void TinteraSyncRunner::syncManagerDidFinishSync(VLSyncManager *)
 {
-    endRun(manager && manager->wasCancelled());
+    endRun();
 }
 
 void TinteraSyncRunner::networkConnectionError()
 {
-    // The manager has wound the run down without a finish of its own.
-    m_outcome.networkUnavailable = true;
-    endRun(false);
+    // The manager has wound the run down without a finish of its own; its report says it failed.
+    endRun();
 }
 
 void TinteraSyncRunner::syncManagerStatusDidChange(VLSyncManager *manager)
@@ -169,9 +158,7 @@ void TinteraSyncRunner::syncManagerSyncDidFailWithError(VLSyncManager *, const V
 {
     noteProgress();
     m_observer->syncFailed(error);
-    if (m_loop && !m_outcome.finished)
-        m_outcome.failure = error;
-    endRun(false);
+    endRun();
 }
 
 void TinteraSyncRunner::syncManagerDidBeginPreliminaryInfoGathering(VLSyncManager *)
@@ -179,9 +166,9 @@ void TinteraSyncRunner::syncManagerDidBeginPreliminaryInfoGathering(VLSyncManage
     noteProgress();
 }
 
-void TinteraSyncRunner::syncManagerDidFinishPreliminaryInfoGathering(VLSyncManager *manager)
+void TinteraSyncRunner::syncManagerDidFinishPreliminaryInfoGathering(VLSyncManager *)
 {
-    endRun(manager && manager->wasCancelled());
+    endRun();
 }
 
 void TinteraSyncRunner::syncManagerDownloadingDidBegin(VLSyncManager *)

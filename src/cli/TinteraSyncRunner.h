@@ -3,11 +3,13 @@
 #include "TinteraRunObserver.h"
 #include "VLError.h"
 #include "VLSyncManagerDelegate.h"
+#include "VLSyncRunReport.h"
 #include "VLSyncStallWatchdog.h"
 
-#include <QList>
 #include <QObject>
 #include <QPointer>
+
+#include <optional>
 
 class QEventLoop;
 class VLSyncManager;
@@ -19,21 +21,6 @@ class TinteraSyncRunner : public QObject, public VLSyncManagerDelegate
 {
     Q_OBJECT
 public:
-    struct Outcome
-    {
-        bool started = false;      // the manager accepted the run
-        bool finished = false;     // it reported the end of the run
-        bool cancelled = false;    // it ended as a cancelled run (device gone, -1024, user, stall)
-        bool networkUnavailable = false;
-        bool stalled = false;      // cancelled by us after a time without any sign of progress
-        bool deviceLost = false;   // the device was gone when the run ended
-        QList<VLError> errors;     // collected by the manager during the run
-        VLError failure;           // why the manager gave the run up (another process syncs the device)
-        qint64 milliseconds = 0;
-
-        bool succeeded() const { return started && finished && !cancelled && !networkUnavailable && failure.isNull() && errors.isEmpty(); }
-    };
-
     TinteraSyncRunner(VLSyncManager *manager, TinteraRunObserver *observer, QObject *parent = nullptr);
     ~TinteraSyncRunner() override;
 
@@ -42,8 +29,9 @@ public:
     // with the stall collected as one of its errors.
     void setStallTimeoutMilliseconds(int milliseconds) { m_watchdog.setTimeoutMilliseconds(milliseconds); }
 
-    Outcome gatherPreliminaryInfo();
-    Outcome sync();
+    // The engine's report of the run, or none when the manager did not take it.
+    std::optional<VLSyncRunReport> gatherPreliminaryInfo();
+    std::optional<VLSyncRunReport> sync();
     // Asks the running run to end (at its next step boundary, or at once when it waits).
     void cancel();
     bool isRunning() const { return m_loop != nullptr; }
@@ -62,9 +50,9 @@ public:
     void syncManagerDownloadDidUpdateAmount(VLSyncManager *manager, double amount) override;
 
 private:
-    Outcome run(TinteraRunObserver::Run kind);
-    void endRun(bool cancelled);
-    // Passes on the errors the manager collected since the last look.
+    std::optional<VLSyncRunReport> run(TinteraRunObserver::Run kind);
+    void endRun();
+    // Passes on the errors the run collected since the last look.
     void reportNewErrors();
     void noteProgress();
     void onStall();
@@ -74,6 +62,7 @@ private:
     TinteraRunObserver *m_observer;
     qsizetype m_errorsReported = 0;
     QEventLoop *m_loop = nullptr;
-    Outcome m_outcome;
+    bool m_finished = false;
+    bool m_gaveUp = false;
     VLSyncStallWatchdog m_watchdog;
 };

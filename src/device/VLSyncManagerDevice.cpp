@@ -9,6 +9,7 @@
 #include "VLPathComponent.h"
 #include "VLPrivateFolder.h"
 #include "VLSyncInfo.h"
+#include "VLSyncManagerDeviceRelay.h"
 
 #include <QDate>
 #include <QFile>
@@ -39,14 +40,12 @@ void VLSyncManager::sendDeviceCommand(const QString &name, ResponseMethod method
 
 void VLSyncManager::sendDeviceCommand(const KDCommandPtr &command, ResponseMethod method)
 {
-    m_commandStepTokens.insert(command, operationStepToken());
+    m_run->startOperation(command.data(), operationStepToken());
     const QPointer<VLSyncManager> self(this);
     const KDCommandResponseHandler handler = [self, method](const KDCommandResponsePtr &response) {
-        if (!self)
-            return;
-        const std::optional<StepToken> token = self->takeCommandStepToken(response);
-        if (token)
-            self->completeOperation(*token, [&] { (self.data()->*method)(self->m_device, response); });
+        if (self && !self->completeOperationOf(response->command().data(), true,
+                                               [&] { (self.data()->*method)(self->m_device, response); }))
+            self->ignoreAnswerFromEndedRun(response);
     };
     if (!m_device) {
         // Deliberate: with no device the command is answered with that error, later, as the device
@@ -60,25 +59,19 @@ void VLSyncManager::sendDeviceCommand(const KDCommandPtr &command, ResponseMetho
 
 // An answer counts only while the run that sent its command is still under way: after a cancel,
 // a device loss or the end of the run, a late answer must not start the steps again.
-std::optional<VLSyncManager::StepToken> VLSyncManager::takeCommandStepToken(const KDCommandResponsePtr &response)
+void VLSyncManager::ignoreAnswerFromEndedRun(const KDCommandResponsePtr &response)
 {
-    const auto found = m_commandStepTokens.constFind(response->command());
-    if (found == m_commandStepTokens.constEnd()) {
-        VL_LOG("ignoring the answer to '%@' from a run that has ended",
-               response->command() ? response->command()->name() : QString());
-        return std::nullopt;
-    }
-    const StepToken token = found.value();
-    m_commandStepTokens.erase(found);
-    return token;
+    VL_LOG("ignoring the answer to '%@' from a run that has ended",
+           response->command() ? response->command()->name() : QString());
 }
 
 void VLSyncManager::startCommandQueue(const QList<KDCommandPtr> &commands)
 {
-    m_commandQueueStepToken = operationStepToken();
+    const StepToken step = operationStepToken();
+    m_run->startOperation(m_commandManager.data(), step);
     m_commandManager->pause();
     for (const KDCommandPtr &command : commands) {
-        m_commandStepTokens.insert(command, m_commandQueueStepToken);
+        m_run->startOperation(command.data(), step);
         m_commandManager->addCommand(command);
     }
     m_commandManager->start();
@@ -186,16 +179,16 @@ void VLSyncManager::receivedMeasurementsForDeviceDidReceiveResponse(const KDDevi
                                                                    const KDCommandResponsePtr &response)
 {
     VL_LOG("[VLSyncManager receivedMeasurementsForDevice:didReceiveResponse:]");
-    m_latestMatches.clear();
+    m_run->latestMatches.clear();
     if (!response->error().isNull()) {
         reportResponseError(response, true);
         return;
     }
-    m_latestMatches = response->measurements();
+    m_run->latestMatches = response->measurements();
 
     const QString audioFolder = pathForGlobalAutoSyncMatchesAudioFolder();
     QStringList missing;
-    for (const KDMeasurementPtr &measurement : std::as_const(m_latestMatches)) {
+    for (const KDMeasurementPtr &measurement : std::as_const(m_run->latestMatches)) {
         const HBColorPtr color = measurement ? measurement->measurementColorForColorSpace(kColorInfo) : HBColorPtr();
         if (!color)
             continue;
@@ -243,6 +236,25 @@ void VLSyncManager::updateDeviceClock()
 
 // ---- command queue delegate ----
 
+void VLSyncManagerDeviceRelay::commandManagerWillSendCommand(VLDeviceCommandManager *manager, const KDCommandPtr &command)
+{
+    m_manager.commandManagerWillSendCommand(manager, command);
+}
+
+void VLSyncManagerDeviceRelay::commandManagerDidReceiveResponse(VLDeviceCommandManager *manager,
+                                                                const KDCommandResponsePtr &response)
+{
+    if (!m_manager.completeOperationOf(response->command().data(), true,
+                                       [&] { m_manager.commandManagerDidReceiveResponse(manager, response); }))
+        m_manager.ignoreAnswerFromEndedRun(response);
+}
+
+void VLSyncManagerDeviceRelay::commandManagerDidCompleteAllCommands(VLDeviceCommandManager *manager)
+{
+    if (!m_manager.completeOperationOf(manager, false, [&] { m_manager.commandManagerDidCompleteAllCommands(manager); }))
+        VL_LOG("ignoring the end of the command queue of a run that has ended");
+}
+
 void VLSyncManager::commandManagerWillSendCommand(VLDeviceCommandManager *, const KDCommandPtr &command)
 {
     const QString name = command->name();
@@ -261,14 +273,8 @@ void VLSyncManager::commandManagerWillSendCommand(VLDeviceCommandManager *, cons
 
 void VLSyncManager::commandManagerDidReceiveResponse(VLDeviceCommandManager *, const KDCommandResponsePtr &response)
 {
-    if (const std::optional<StepToken> token = takeCommandStepToken(response))
-        completeOperation(*token, [&] { handleQueuedCommandResponse(response); });
-}
-
-void VLSyncManager::handleQueuedCommandResponse(const KDCommandResponsePtr &response)
-{
     if (!response->error().isNull()) {
-        m_needsRebootAfterSync = true;
+        m_run->needsRebootAfterSync = true;
         VL_LOG("commandManager:didReceiveResponse: %@", response->error());
         syncDidReceiveErrorRunNextStep(response->error(), false);
         return;
@@ -290,21 +296,37 @@ void VLSyncManager::handleQueuedCommandResponse(const KDCommandResponsePtr &resp
                 false);
         }
     } else if (name == QLatin1String("DeleteFile")) {
-        m_needsRebootAfterSync = true;
+        m_run->needsRebootAfterSync = true;
         if (m_syncInfo)
             m_syncInfo->removeDeviceFandeckWithFandeckID(argument(command, "FileID"));
     } else if (name == QLatin1String("Upload")) {
-        m_needsRebootAfterSync = true;
-        if (m_syncInfo) {
-            if (VLSyncFileInfoPtr local = m_syncInfo->localFandeckWithFandeckID(argument(command, "FileID")))
-                m_syncInfo->replaceDeviceFile(local);
-        }
+        m_run->needsRebootAfterSync = true;
+        const VLSyncFileInfoPtr local = m_syncInfo ? m_syncInfo->localFandeckWithFandeckID(argument(command, "FileID"))
+                                                   : VLSyncFileInfoPtr();
+        if (local)
+            m_syncInfo->replaceDeviceFile(local);
+        if (VLSyncRunReport *report = reportOfRunUnderWay())
+            report->installed.append(local ? vlSyncRunReportFile(local) : uploadedFileOfCommand(command));
+    } else if (name == QLatin1String("EnableFandeck")) {
+        const QString deviceFileID = argument(command, "DeviceFileID");
+        const VLSyncFileInfoPtr enabled = m_syncInfo ? m_syncInfo->deviceFileWithDeviceFileID(deviceFileID) : nullptr;
+        if (VLSyncRunReport *report = reportOfRunUnderWay())
+            report->fandecksEnabled.append(enabled ? vlSyncRunReportFile(enabled)
+                                                   : VLSyncRunReport::File{QStringLiteral("Fandeck"), {}, {},
+                                                                           argument(command, "Description"), {}});
     }
+}
+
+// What an upload's own arguments say of the file it carried.
+VLSyncRunReport::File VLSyncManager::uploadedFileOfCommand(const KDCommandPtr &command)
+{
+    return {argument(command, "FileType"), argument(command, "FileID"), argument(command, "SKU"),
+            argument(command, "Description"), argument(command, "VersionString")};
 }
 
 void VLSyncManager::commandManagerDidCompleteAllCommands(VLDeviceCommandManager *)
 {
-    completeOperation(m_commandQueueStepToken, [this] { runNextSyncStep(); });
+    runNextSyncStep();
 }
 
 // ---- fandecks on the device ----
@@ -393,12 +415,12 @@ void VLSyncManager::updateDeviceFandecks()
             setArgumentForKey(deleteFile, doomed->fileDescription(), QStringLiteral("Description"));
         commands.append(deleteFile);
     }
-    m_fandecksToEnableAfterReboot.clear();
+    m_run->fandecksToEnableAfterReboot.clear();
     const QString fandecksFolder = pathForGlobalFandecksFolder();
     for (const VLSyncFileInfoPtr &fandeck : std::as_const(transfer)) {
         const QString payload = fandecksFolder + QLatin1Char('/') + fandeck->SKU() + QStringLiteral("/payload.cxf");
         commands.append(uploadCommandForFile(fandeck, payload));
-        m_fandecksToEnableAfterReboot.append(fandeck);
+        m_run->fandecksToEnableAfterReboot.append(fandeck);
     }
     startCommandQueue(commands);
 }
@@ -429,7 +451,7 @@ void VLSyncManager::enableAllDeviceFandecks()
 {
     VL_LOG("enableAllDeviceFandecks");
     VLSyncFileList found;
-    for (const VLSyncFileInfoPtr &uploaded : std::as_const(m_fandecksToEnableAfterReboot)) {
+    for (const VLSyncFileInfoPtr &uploaded : std::as_const(m_run->fandecksToEnableAfterReboot)) {
         if (VLSyncFileInfoPtr onDevice = m_syncInfo ? m_syncInfo->deviceFileWithFileID(uploaded->fileID()) : nullptr)
             found.append(onDevice);
     }

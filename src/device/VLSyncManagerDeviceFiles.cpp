@@ -8,6 +8,7 @@
 #include "VLPathComponent.h"
 #include "VLPrivateFolder.h"
 #include "VLSyncInfo.h"
+#include "VLSyncManagerServiceRelay.h"
 
 #include <QDir>
 #include <QFile>
@@ -62,9 +63,9 @@ void VLSyncManager::updateDeviceFileIfNeccessary(const char *logName, const QStr
     m_deviceFileDownload = VLFileDownload::initWithURLDestinationFolder(offer->fileURL(), pathForGlobalDownloadsFolder());
     m_deviceFileDownload->setUserData(offer);
     m_deviceFileDownload->setServiceURL(QUrl(vlSyncProductionURL()));
-    m_deviceFileDownloadStepToken = operationStepToken();
+    m_run->startOperation(m_deviceFileDownload.data(), operationStepToken());
     m_deviceFileDownload->setExpectedLength(offer->byteLength());
-    m_deviceFileDownload->setDelegate(this);
+    m_deviceFileDownload->setDelegate(m_serviceRelay.get());
     m_deviceFileDownload->start();
 }
 
@@ -147,14 +148,12 @@ void VLSyncManager::updateInversionMatrixIfNeccessary()
 
 void VLSyncManager::fileDownloadDidBegin(VLFileDownload *download)
 {
-    completeOperation(m_deviceFileDownloadStepToken, [&] {
-        const VLSyncFileInfoPtr file = fileInfoOfDownload(download);
-        VL_LOG("fileDownloadDidBegin: %@", download->URL().toString());
-        setStatusMessage(vlFormat(tr("Downloading %@ (%@)..."), file ? file->fileDescription() : QString(),
-                                  file ? file->versionString() : QString()));
-        if (m_delegate)
-            m_delegate->syncManagerDownloadingDidBegin(this);
-    });
+    const VLSyncFileInfoPtr file = fileInfoOfDownload(download);
+    VL_LOG("fileDownloadDidBegin: %@", download->URL().toString());
+    setStatusMessage(vlFormat(tr("Downloading %@ (%@)..."), file ? file->fileDescription() : QString(),
+                              file ? file->versionString() : QString()));
+    if (m_delegate)
+        m_delegate->syncManagerDownloadingDidBegin(this);
 }
 
 void VLSyncManager::fileDownloadProgressDidUpdate(VLFileDownload *download)
@@ -165,35 +164,31 @@ void VLSyncManager::fileDownloadProgressDidUpdate(VLFileDownload *download)
 
 void VLSyncManager::fileDownloadDidFinish(VLFileDownload *download)
 {
-    completeOperation(m_deviceFileDownloadStepToken, [&] {
-        const VLSyncFileInfoPtr file = fileInfoOfDownload(download);
-        VL_LOG("fileDownloadDidFinish: %@", download->URL().toString());
-        if (m_delegate)
-            m_delegate->syncManagerDownloadingDidFinish(this);
-        if (!file) {
-            runNextSyncStep();
-            return;
-        }
-        VLError error;
-        const QString downloaded = download->destinationFolder() + QLatin1Char('/') + download->suggestedFilename();
-        if (!verifyAndInstallDeviceFileWithInfoDownloadPathError(file, downloaded, &error)) {
-            VL_LOG("verifyAndInstallDeviceFileWithInfo error: %@", error);
-            syncDidReceiveErrorRunNextStep(error, true);
-        }
-        // Even after a failed verification the package's current payload goes to the device; the
-        // step then advances twice, once for the report and once for the upload's answer.
-        installDeviceFile(file);
-    });
+    const VLSyncFileInfoPtr file = fileInfoOfDownload(download);
+    VL_LOG("fileDownloadDidFinish: %@", download->URL().toString());
+    if (m_delegate)
+        m_delegate->syncManagerDownloadingDidFinish(this);
+    if (!file) {
+        runNextSyncStep();
+        return;
+    }
+    VLError error;
+    const QString downloaded = download->destinationFolder() + QLatin1Char('/') + download->suggestedFilename();
+    if (!verifyAndInstallDeviceFileWithInfoDownloadPathError(file, downloaded, &error)) {
+        VL_LOG("verifyAndInstallDeviceFileWithInfo error: %@", error);
+        syncDidReceiveErrorRunNextStep(error, true);
+    }
+    // Even after a failed verification the package's current payload goes to the device; the
+    // step then advances twice, once for the report and once for the upload's answer.
+    installDeviceFile(file);
 }
 
 void VLSyncManager::fileDownloadDidFailWithError(VLFileDownload *download, const VLError &error)
 {
-    completeOperation(m_deviceFileDownloadStepToken, [&] {
-        if (m_delegate)
-            m_delegate->syncManagerDownloadingDidFinish(this);
-        Q_UNUSED(download);
-        syncDidReceiveErrorRunNextStep(error, true);
-    });
+    if (m_delegate)
+        m_delegate->syncManagerDownloadingDidFinish(this);
+    Q_UNUSED(download);
+    syncDidReceiveErrorRunNextStep(error, true);
 }
 
 QString VLSyncManager::packageFolderForFile(const VLSyncFileInfoPtr &file, const QString &storeFolder) const
@@ -272,6 +267,8 @@ bool VLSyncManager::installPackage(const VLSyncFileInfoPtr &file, const QString 
     }
     if (m_syncInfo)
         m_syncInfo->replaceLocalFile(file);
+    if (VLSyncRunReport *report = reportOfRunUnderWay())
+        report->downloaded.append(vlSyncRunReportFile(file));
     return true;
 }
 
@@ -332,11 +329,13 @@ void VLSyncManager::installDeviceFileForDeviceDidReceiveResponse(const KDDeviceP
     }
     if (m_syncInfo)
         m_syncInfo->replaceDeviceFile(local);
-    if (local->needsRebootAfterInstall() && operationStepToken() != m_stepToken) {
+    if (VLSyncRunReport *report = reportOfRunUnderWay())
+        report->installed.append(vlSyncRunReportFile(local));
+    if (local->needsRebootAfterInstall() && operationStepToken() != m_run->step()) {
         // The upload that follows a failed verification is answered after its step has already
         // moved on: the reboot it needs waits for the reboot step rather than pulling the device
         // away from the step now under way.
-        m_needsRebootAfterSync = true;
+        m_run->needsRebootAfterSync = true;
     } else if (local->needsRebootAfterInstall()) {
         setStatusMessage(tr("Waiting for device..."));
         sendDeviceCommand(QStringLiteral("Reboot"), &VLSyncManager::receivedRebootDidReceiveResponse);
@@ -383,11 +382,14 @@ void VLSyncManager::recordAppliedDeviceSettings(bool confirmed)
 {
     if (!m_defaults)
         return;
-    if (confirmed && m_deviceSettingsBeingApplied) {
+    const VLSyncFileInfoPtr applied = m_run->deviceSettingsBeingApplied;
+    if (confirmed && applied) {
         m_defaults->insert(kAppliedDeviceSettings,
-                           QVariantMap{{QStringLiteral("FileID"), m_deviceSettingsBeingApplied->fileID()},
-                                       {QStringLiteral("VersionString"), m_deviceSettingsBeingApplied->versionString()},
-                                       {QStringLiteral("PreferredFandeck"), m_storedDeviceFileIDToSetAsPrefered}});
+                           QVariantMap{{QStringLiteral("FileID"), applied->fileID()},
+                                       {QStringLiteral("VersionString"), applied->versionString()},
+                                       {QStringLiteral("PreferredFandeck"), m_run->storedDeviceFileIDToSetAsPrefered}});
+        if (VLSyncRunReport *report = reportOfRunUnderWay())
+            report->settingsApplied.append(vlSyncRunReportFile(applied));
     } else {
         m_defaults->remove(kAppliedDeviceSettings);
     }
@@ -398,14 +400,14 @@ void VLSyncManager::installDeviceSettingsFile(const VLSyncFileInfoPtr &file)
 {
     VL_LOG("installDeviceSettingsFile");
     setStatusMessage(tr("Installing device settings..."));
-    m_deviceSettingsBeingApplied = file;
+    m_run->deviceSettingsBeingApplied = file;
     const VLDeviceSettings settings = deviceSettingsOfFile(file);
     // An unreadable file advances at once and goes on anyway: "SetDeltaE" then goes out without
     // arguments and its answer advances a second time.
     if (!settings.parsed)
         runNextSyncStep();
 
-    m_storedDeviceFileIDToSetAsPrefered = preferredDeviceFileIDOfSettings(settings);
+    m_run->storedDeviceFileIDToSetAsPrefered = preferredDeviceFileIDOfSettings(settings);
     const KDCommandPtr deltaE = settings.deltaECommand();
     sendDeviceCommand(deltaE, &VLSyncManager::deviceSettingsWereSetForDeviceResponse);
 }
@@ -419,13 +421,13 @@ void VLSyncManager::deviceSettingsWereSetForDeviceResponse(const KDDevicePtr &, 
         syncDidReceiveErrorRunNextStep(response->error(), true);
         return;
     }
-    if (!m_storedDeviceFileIDToSetAsPrefered.isEmpty() && m_syncInfo
-        && m_syncInfo->deviceFileWithDeviceFileID(m_storedDeviceFileIDToSetAsPrefered)) {
+    if (!m_run->storedDeviceFileIDToSetAsPrefered.isEmpty() && m_syncInfo
+        && m_syncInfo->deviceFileWithDeviceFileID(m_run->storedDeviceFileIDToSetAsPrefered)) {
         const KDCommandPtr preferred = KDCommand::initWithName(QStringLiteral("SetPreferredFandeck"));
-        setArgumentForKey(preferred, m_storedDeviceFileIDToSetAsPrefered, QStringLiteral("DeviceFileID"));
+        setArgumentForKey(preferred, m_run->storedDeviceFileIDToSetAsPrefered, QStringLiteral("DeviceFileID"));
         sendDeviceCommand(preferred, &VLSyncManager::preferedFandeckWasSetForDeviceResponse);
     } else {
-        m_storedDeviceFileIDToSetAsPrefered.clear();
+        m_run->storedDeviceFileIDToSetAsPrefered.clear();
         recordAppliedDeviceSettings(true);
         runNextSyncStep();
     }

@@ -4,7 +4,11 @@
 #include "VLNotificationCenter.h"
 #include "VLPathComponent.h"
 #include "VLPropertyList.h"
+#include "VLDeviceCommandManager.h"
+#include "VLMatchExportFormat.h"
 #include "VLSyncInfo.h"
+#include "VLSyncManagerDeviceRelay.h"
+#include "VLSyncManagerServiceRelay.h"
 
 #include "VLDataFolder.h"
 
@@ -15,6 +19,8 @@
 #include <QHash>
 
 #include <algorithm>
+// The header names the format without its enumerators: an export's default is the zero value.
+static_assert(VLMatchExportFormat{} == VLMatchExportFormat::CxF3);
 
 namespace {
 
@@ -88,6 +94,9 @@ void VLSyncManager::loadStoredState()
 VLSyncManager::VLSyncManager(const QString &serialNumber, const KDDevicePtr &device)
     : m_serialNumber(serialNumber)
     , m_device(device)
+    , m_run(std::make_shared<VLSyncRun>(false, 0))
+    , m_serviceRelay(std::make_unique<VLSyncManagerServiceRelay>(*this))
+    , m_deviceRelay(std::make_unique<VLSyncManagerDeviceRelay>(*this))
 {
     // Managers live as long as the process, and a program that quits in the middle of a run does
     // not end the run: a fandeck parse still going on a worker must not outlive the event loop.
@@ -103,7 +112,18 @@ VLSyncManager::~VLSyncManager()
     m_delegate = nullptr;
     m_memoryFandecks.clear();
     m_deviceFileIDToMemoryFandeckMap.clear();
-    m_latestMatches.clear();
+    // The relays go before the children they answer for: nothing may call them any more.
+    if (m_syncSession)
+        m_syncSession->setDelegate(nullptr);
+    if (m_commandManager)
+        m_commandManager->setDelegate(nullptr);
+    if (m_deviceFileDownload)
+        m_deviceFileDownload->setDelegate(nullptr);
+}
+
+VLDeviceCommandManager *VLSyncManager::commandManager() const
+{
+    return m_commandManager.data();
 }
 
 void VLSyncManager::updateDevice(const KDDevicePtr &device)
@@ -123,10 +143,10 @@ void VLSyncManager::deviceBecameAvailable()
     delete m_downloadManager.data();
     m_downloadManager = new VLFileDownloadManager;
     m_downloadManager->setParent(this);
-    m_downloadManager->setDelegate(this);
+    m_downloadManager->setDelegate(m_serviceRelay.get());
     delete m_commandManager.data();
     m_commandManager = new VLDeviceCommandManager(m_device, this);
-    m_commandManager->setDelegate(this);
+    m_commandManager->setDelegate(m_deviceRelay.get());
     m_errors = QList<VLError>();
     dispatchKVC();
 }
@@ -281,33 +301,29 @@ void VLSyncManager::updateSyncInfoWithWebserviceCache(const VLSyncFileList &file
 
 void VLSyncManager::syncSessionDidOpenSession(VLSyncSession *)
 {
-    completeOperation(m_sessionStepToken, [&] {
-        VL_LOG("[VLSyncManager syncSessionDidOpenSession:]");
-        if (m_status != VLSyncManagerStatusOpeningSessionWithCloud && !m_isCancellingSync) {
-            VL_LOG("status is wrong for current sync state");
-            return;
-        }
-        runNextSyncStep();
-    });
+    VL_LOG("[VLSyncManager syncSessionDidOpenSession:]");
+    if (m_status != VLSyncManagerStatusOpeningSessionWithCloud && !m_isCancellingSync) {
+        VL_LOG("status is wrong for current sync state");
+        return;
+    }
+    runNextSyncStep();
 }
 
 void VLSyncManager::syncSessionDidFailToOpenWithError(VLSyncSession *, const VLError &error)
 {
-    completeOperation(m_sessionStepToken, [&] {
-        VL_LOG("[VLSyncManager syncSession:didFailToOpenWithError:]");
-        syncDidReceiveErrorRunNextStep(error, true);
-    });
+    VL_LOG("[VLSyncManager syncSession:didFailToOpenWithError:]");
+    syncDidReceiveErrorRunNextStep(error, true);
 }
 
 void VLSyncManager::networkConnectionError()
 {
-    endRun();
+    endRun(VLSyncRunReport::Ending::Failed);
     setIsJustGatheringPreliminaryInfo(false);
     setStatus(VLSyncManagerStatusIdle);
     m_wasCancelled = false;
     setIsCancellingSync(false);
     setStatusMessage(QString());
-    m_needsRebootAfterSync = false;
+    m_run->needsRebootAfterSync = false;
     if (m_errors)
         m_errors->clear();
     if (m_delegate)
@@ -325,38 +341,32 @@ void VLSyncManager::syncSessionDidFinishRequest(VLSyncSession *, VLSyncSessionRe
 
 void VLSyncManager::syncSessionDidReceiveAllFiles(VLSyncSession *, const VLSyncFileList &files)
 {
-    completeOperation(m_sessionStepToken, [&] {
-        VL_LOG("[VLSyncManager syncSession:didReceiveAllFiles:]");
-        if (m_status == VLSyncManagerStatusQueryCloudFandecks) {
-            syncWebServiceCacheWithFiles(files);
-            updateSyncInfoWithWebserviceCache(files);
-            runNextSyncStep();
-        } else if (!m_isCancellingSync) {
-            VL_LOG("status is wrong for current sync state");
-        } else {
-            runNextSyncStep();
-        }
-    });
+    VL_LOG("[VLSyncManager syncSession:didReceiveAllFiles:]");
+    if (m_status == VLSyncManagerStatusQueryCloudFandecks) {
+        syncWebServiceCacheWithFiles(files);
+        updateSyncInfoWithWebserviceCache(files);
+        runNextSyncStep();
+    } else if (!m_isCancellingSync) {
+        VL_LOG("status is wrong for current sync state");
+    } else {
+        runNextSyncStep();
+    }
 }
 
 void VLSyncManager::syncSessionAllFilesRequestsDidFailWithError(VLSyncSession *, const VLError &error)
 {
-    completeOperation(m_sessionStepToken, [&] {
-        VL_LOG("allFilesRequestsDidFailWithError");
-        if (m_status == VLSyncManagerStatusQueryCloudFandecks)
-            syncDidReceiveErrorRunNextStep(error, true);
-        else if (!m_isCancellingSync)
-            VL_LOG("status is wrong for current sync state");
-        else
-            runNextSyncStep();
-    });
+    VL_LOG("allFilesRequestsDidFailWithError");
+    if (m_status == VLSyncManagerStatusQueryCloudFandecks)
+        syncDidReceiveErrorRunNextStep(error, true);
+    else if (!m_isCancellingSync)
+        VL_LOG("status is wrong for current sync state");
+    else
+        runNextSyncStep();
 }
 
 void VLSyncManager::syncSessionRequestDidFailWithError(VLSyncSession *, int requestType, const VLError &error)
 {
-    completeOperation(m_sessionStepToken, [&] {
-        VL_LOG("[VLSyncManager syncSession:request:didFailWithError:] - %d", requestType);
-        VL_LOG("---------------- THIS SHOULD NOT HAPPEN -------------------");
-        syncDidReceiveErrorRunNextStep(error, true);
-    });
+    VL_LOG("[VLSyncManager syncSession:request:didFailWithError:] - %d", requestType);
+    VL_LOG("---------------- THIS SHOULD NOT HAPPEN -------------------");
+    syncDidReceiveErrorRunNextStep(error, true);
 }

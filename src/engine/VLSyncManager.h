@@ -9,14 +9,13 @@
 #include "VLSyncManagerStatus.h"
 #include "VLSyncPlan.h"
 #include "VLSyncLock.h"
+#include "VLSyncRun.h"
+#include "VLSyncRunReport.h"
 
 #include "KDDevice.h"
-#include "VLDeviceCommandManager.h"
 #include "VLFileDownload.h"
 #include "VLFileDownloadManager.h"
 #include "VLSyncSession.h"
-#include "VLMatchExportFormat.h"
-#include "VLMatchRecord.h"
 
 #include <QDateTime>
 #include <QHash>
@@ -36,7 +35,12 @@
 #include <thread>
 
 class HBColorDocument;
+class VLDeviceCommandManager;
 struct VLDeviceSettings;
+struct VLMatchRecord;
+enum class VLMatchExportFormat;
+class VLSyncManagerDeviceRelay;
+class VLSyncManagerServiceRelay;
 class VLSyncInfo;
 
 inline const QString VLSyncManagerSyncStatusChangedNotification = QStringLiteral("VLSyncManagerSyncStatusChangedNotification");
@@ -46,16 +50,15 @@ inline const QString VLSyncManagerSyncStatusChangedNotification = QStringLiteral
 // operations live beside the subsystem they drive: VLSyncManagerSteps.cpp, ...Paths.cpp,
 // ...Defaults.cpp (engine), ...Download.cpp (webservice), ...Device.cpp, ...DeviceFiles.cpp
 // (device) and ...Fandecks.cpp (export).
-class VLSyncManager : public VLObservable,
-                      public VLSyncSessionDelegate,
-                      public VLSyncSessionDelegateDidReceiveAllFiles,
-                      public VLSyncSessionDelegateAllFilesRequestsDidFail,
-                      public VLFileDownloadManagerDelegate,
-                      public VLFileDownloadDelegate,
-                      public VLDeviceCommandManagerDelegate,
-                      public VLDeviceCommandManagerOptionalDelegate
+// The session, the queues and the downloads answer the manager through relays (one per subsystem,
+// VLSyncManagerServiceRelay and VLSyncManagerDeviceRelay), which pass an answer on only while the
+// run that asked for it is under way.
+class VLSyncManager : public VLObservable
 {
     Q_OBJECT
+    friend class VLSyncManagerServiceRelay;
+    friend class VLSyncManagerDeviceRelay;
+
 public:
     // ---- core ----
     static VLSyncManager *syncManagerWithDevice(const KDDevicePtr &device);
@@ -76,7 +79,7 @@ public:
     VLSyncInfo *syncInfo() const { return m_syncInfo.data(); }
     VLSyncSession *syncSession() const { return m_syncSession.data(); }
     VLFileDownloadManager *downloadManager() const { return m_downloadManager.data(); }
-    VLDeviceCommandManager *commandManager() const { return m_commandManager.data(); }
+    VLDeviceCommandManager *commandManager() const;
     QList<VLError> errors() const { return m_errors ? *m_errors : QList<VLError>(); }
     bool hasErrorList() const { return m_errors.has_value(); }
     QVariantMap defaults() const { return m_defaults.value_or(QVariantMap()); }
@@ -96,7 +99,12 @@ public:
     bool wasCancelled() const { return m_wasCancelled; }
     QString lastSyncedDeviceSerialNumber() const { return m_lastSyncedDeviceSerialNumber; }
     void setLastSyncedDeviceSerialNumber(const QString &serial) { m_lastSyncedDeviceSerialNumber = serial; }
-    bool needsRebootAfterSync() const { return m_needsRebootAfterSync; }
+    bool needsRebootAfterSync() const { return m_run->needsRebootAfterSync; }
+    // What the current run has done so far, or, between runs, what the last run did. Complete by
+    // the time the delegate hears of the end of a run.
+    const VLSyncRunReport &runReport() const { return m_run->report; }
+    // The stall watchdog stopped the run: its report says so.
+    void runDidStall();
     qint64 stepLevel() const { return m_stepLevel; }
 
     bool isInSync() const;
@@ -123,8 +131,8 @@ public:
     // Every asynchronous operation carries the token of the step that started it; while its
     // completion runs, the machine moves on only if that step is still the one under way. Another
     // step, or the end of the run, makes a late completion harmless.
-    using StepToken = quint64;
-    StepToken operationStepToken() const { return m_completingStepToken.value_or(m_stepToken); }
+    using StepToken = VLSyncRun::Step;
+    StepToken operationStepToken() const { return m_completingStepToken.value_or(m_run->step()); }
     void completeOperation(StepToken token, const std::function<void()> &completion);
 
     // ---- Paths ----
@@ -163,26 +171,26 @@ public:
     void setUserWantsSyncForFandeckWithID(bool wanted, const QString &fandeckID);
 
     // ---- session delegate ----
-    void syncSessionDidOpenSession(VLSyncSession *session) override;
-    void syncSessionDidFailToOpenWithError(VLSyncSession *session, const VLError &error) override;
-    void syncSessionDidCloseSession(VLSyncSession *session) override;
-    void syncSessionDidFinishRequest(VLSyncSession *session, VLSyncSessionRequestType requestType) override;
-    void networkConnectionError() override;
-    void syncSessionDidReceiveAllFiles(VLSyncSession *session, const VLSyncFileList &files) override;
-    void syncSessionAllFilesRequestsDidFailWithError(VLSyncSession *session, const VLError &error) override;
+    void syncSessionDidOpenSession(VLSyncSession *session);
+    void syncSessionDidFailToOpenWithError(VLSyncSession *session, const VLError &error);
+    void syncSessionDidCloseSession(VLSyncSession *session);
+    void syncSessionDidFinishRequest(VLSyncSession *session, VLSyncSessionRequestType requestType);
+    void networkConnectionError();
+    void syncSessionDidReceiveAllFiles(VLSyncSession *session, const VLSyncFileList &files);
+    void syncSessionAllFilesRequestsDidFailWithError(VLSyncSession *session, const VLError &error);
     void syncSessionRequestDidFailWithError(VLSyncSession *session, int requestType, const VLError &error);
 
     // ---- Download: fandecks from the service into the local store ----
     void downloadNeededFandecks();
     bool verifyAndinstallDownloadedFandeckWithInfoDownloadPathError(const VLSyncFileInfoPtr &file,
                                                                     const QString &downloadPath, VLError *error);
-    void downloadManagerDidBeginAllDownloads(VLFileDownloadManager *manager) override;
-    void downloadManagerDidBeginDownload(VLFileDownloadManager *manager, VLFileDownload *download) override;
-    void downloadManagerDownloadDidUpdate(VLFileDownloadManager *manager, VLFileDownload *download) override;
-    void downloadManagerDidFinishDownload(VLFileDownloadManager *manager, VLFileDownload *download) override;
+    void downloadManagerDidBeginAllDownloads(VLFileDownloadManager *manager);
+    void downloadManagerDidBeginDownload(VLFileDownloadManager *manager, VLFileDownload *download);
+    void downloadManagerDownloadDidUpdate(VLFileDownloadManager *manager, VLFileDownload *download);
+    void downloadManagerDidFinishDownload(VLFileDownloadManager *manager, VLFileDownload *download);
     void downloadManagerDownloadDidFailWithError(VLFileDownloadManager *manager, VLFileDownload *download,
-                                                 const VLError &error) override;
-    void downloadManagerDidCompleteAllDownloads(VLFileDownloadManager *manager) override;
+                                                 const VLError &error);
+    void downloadManagerDidCompleteAllDownloads(VLFileDownloadManager *manager);
 
     // ---- Device: answers to the step machine's commands, the command queue, fandecks, clock ----
     void beginSyncDidReceiveResponse(const KDDevicePtr &device, const KDCommandResponsePtr &response);
@@ -199,11 +207,11 @@ public:
     void updateDeviceClock();
     void updateDeviceFandecks();
     void enableAllDeviceFandecks();
-    void commandManagerWillSendCommand(VLDeviceCommandManager *manager, const KDCommandPtr &command) override;
-    void commandManagerDidReceiveResponse(VLDeviceCommandManager *manager, const KDCommandResponsePtr &response) override;
-    void commandManagerDidCompleteAllCommands(VLDeviceCommandManager *manager) override;
-    QList<KDMeasurementPtr> latestMatches() const { return m_latestMatches; }
-    VLSyncFileList fandecksToEnableAfterReboot() const { return m_fandecksToEnableAfterReboot; }
+    void commandManagerWillSendCommand(VLDeviceCommandManager *manager, const KDCommandPtr &command);
+    void commandManagerDidReceiveResponse(VLDeviceCommandManager *manager, const KDCommandResponsePtr &response);
+    void commandManagerDidCompleteAllCommands(VLDeviceCommandManager *manager);
+    QList<KDMeasurementPtr> latestMatches() const { return m_run->latestMatches; }
+    VLSyncFileList fandecksToEnableAfterReboot() const { return m_run->fandecksToEnableAfterReboot; }
 
     // ---- DeviceFiles: bootloader, firmware, images, sounds, matrix and settings ----
     void updateBootloaderIfNeccessary();
@@ -222,13 +230,13 @@ public:
     void preferedFandeckWasSetForDeviceResponse(const KDDevicePtr &device, const KDCommandResponsePtr &response);
     bool verifyAndInstallDeviceFileWithInfoDownloadPathError(const VLSyncFileInfoPtr &file,
                                                              const QString &downloadPath, VLError *error);
-    void fileDownloadDidBegin(VLFileDownload *download) override;
-    void fileDownloadDidFinish(VLFileDownload *download) override;
-    void fileDownloadDidFailWithError(VLFileDownload *download, const VLError &error) override;
-    void fileDownloadWasRefused(VLFileDownload *download, const VLError &error) override;
-    void downloadManagerDownloadWasRefused(VLFileDownloadManager *, VLFileDownload *download, const VLError &error) override;
-    void fileDownloadProgressDidUpdate(VLFileDownload *download) override;
-    QString storedDeviceFileIDToSetAsPrefered() const { return m_storedDeviceFileIDToSetAsPrefered; }
+    void fileDownloadDidBegin(VLFileDownload *download);
+    void fileDownloadDidFinish(VLFileDownload *download);
+    void fileDownloadDidFailWithError(VLFileDownload *download, const VLError &error);
+    void fileDownloadWasRefused(VLFileDownload *download, const VLError &error);
+    void downloadManagerDownloadWasRefused(VLFileDownloadManager *, VLFileDownload *download, const VLError &error);
+    void fileDownloadProgressDidUpdate(VLFileDownload *download);
+    QString storedDeviceFileIDToSetAsPrefered() const { return m_run->storedDeviceFileIDToSetAsPrefered; }
 
     // ---- Fandecks: loading fandecks and exporting matches ----
     struct VLExportParameters
@@ -238,15 +246,15 @@ public:
         bool inSync = false;
         // The document is CxF3 unless the user chose another format for their export; the other
         // formats are written from the same matches, as records.
-        VLMatchExportFormat format = VLMatchExportFormat::CxF3;
+        VLMatchExportFormat format{}; // VLMatchExportFormat::CxF3, its first
     };
     void loadFandecksIntoMemory();
     void runExportMatchStep();
     // Answers the matches it exported, in order, as records.
-    VLMatchRecordList exportMatches(const VLExportParameters &parameters);
+    QList<VLMatchRecord> exportMatches(const VLExportParameters &parameters);
     // On a worker thread: loads the installed fandecks, then runs exportMatches on the main thread
     // and waits for it; answers what that exported. Exports that overlap take turns.
-    VLMatchRecordList loadFandecksAndExportMatches(const VLExportParameters &parameters);
+    QList<VLMatchRecord> loadFandecksAndExportMatches(const VLExportParameters &parameters);
     QList<QSharedPointer<HBColorDocument>> memoryFandecks() const { return m_memoryFandecks; }
     // Lets go of the documents the last load left in memory, unless a run or an export may still
     // read them; answers whether it did. Every export loads its fandecks afresh, so all this costs
@@ -262,14 +270,20 @@ private:
     void sendDeviceCommand(const QString &name, ResponseMethod method);
     void sendDeviceCommand(const KDCommandPtr &command, ResponseMethod method);
     void reportResponseError(const KDCommandResponsePtr &response, bool runNextStep);
-    // The token of the step that sent the command, or nothing for an answer from a run that has ended.
-    std::optional<StepToken> takeCommandStepToken(const KDCommandResponsePtr &response);
+    // Runs `completion` as the step that set `source` going, while the current run knows it, and
+    // answers whether it did: an answer the run does not know (it has ended, or it is not this
+    // run's) is let go. A source that answers once (a command) is forgotten as it answers.
+    bool completeOperationOf(const void *source, bool answersOnce, const std::function<void()> &completion);
     void startCommandQueue(const QList<KDCommandPtr> &commands);
-    void handleQueuedCommandResponse(const KDCommandResponsePtr &response);
-    void beginRun();
-    void endRun();
+    void ignoreAnswerFromEndedRun(const KDCommandResponsePtr &response);
+    static VLSyncRunReport::File uploadedFileOfCommand(const KDCommandPtr &command);
+    void beginRun(bool preliminary);
+    void replaceRun(bool preliminary);
+    void endRun(VLSyncRunReport::Ending ending);
+    // The report of the run under way; none once it has ended, when nothing more is recorded.
+    VLSyncRunReport *reportOfRunUnderWay() { return m_run->hasEnded() ? nullptr : &m_run->report; }
     // A run of the device in another process refuses this one before it touches anything.
-    bool refusedByAnotherProcess();
+    bool refusedByAnotherProcess(bool preliminary);
     void runFirstStep();
     KDCommandPtr uploadCommandForFile(const VLSyncFileInfoPtr &file, const QString &payloadPath) const;
     void updateDeviceFileIfNeccessary(const char *logName, const QString &statusMessage,
@@ -300,7 +314,8 @@ private:
     QMultiHash<QString, QString> rememberedDeviceFileIDsByFileID() const;
     FandeckSnapshot fandeckSnapshot() const;
     void loadFandecksIntoMemoryWithDecks(const VLSyncFileList &decks, const FandeckSnapshot &snapshot);
-    void loadFandecksThenExportThenRun(const QList<KDMeasurementPtr> &matches, StepToken step);
+    void loadFandecksThenExportThenRun(const QList<KDMeasurementPtr> &matches, StepToken step,
+                                       const std::shared_ptr<VLSyncRun> &run);
     static VLSyncFileInfoPtr fileInfoOfDownload(const VLFileDownload *download);
 
     VLSyncManager(const QString &serialNumber, const KDDevicePtr &device);
@@ -324,7 +339,6 @@ private:
     QPointer<VLFileDownloadManager> m_downloadManager;
     QPointer<VLDeviceCommandManager> m_commandManager;
     QPointer<VLSyncInfo> m_syncInfo;
-    bool m_needsRebootAfterSync = false;
     QList<QSharedPointer<HBColorDocument>> m_memoryFandecks;
     QHash<QString, QSharedPointer<HBColorDocument>> m_deviceFileIDToMemoryFandeckMap;
     QMutex m_memoryFandecksLock; // held by an export from loading the fandecks until it has used them
@@ -356,20 +370,14 @@ private:
     mutable QObject m_exportCalls;
     void prefetchFandecksForExport();
     void stopFandeckPrefetch();
-    QList<KDMeasurementPtr> m_latestMatches;
-    QString m_storedDeviceFileIDToSetAsPrefered;
-    VLSyncFileInfoPtr m_deviceSettingsBeingApplied;
     VLFileDownloadPtr m_deviceFileDownload; // the device file being fetched by an update step
-    StepToken m_deviceFileDownloadStepToken = 0;
-    QHash<KDCommandPtr, StepToken> m_commandStepTokens; // commands of the current run not yet answered
-    StepToken m_commandQueueStepToken = 0;   // the step that last filled the command queue
-    StepToken m_downloadQueueStepToken = 0;  // the step that last filled the download queue
-    StepToken m_sessionStepToken = 0;        // the step that last asked the session for something
-    StepToken m_stepToken = 0;               // changes whenever a step begins and when a run ends
+    // The run under way, or the last one until the next begins; never null.
+    std::shared_ptr<VLSyncRun> m_run;
     std::optional<StepToken> m_completingStepToken; // while a completion or a step runs: its step
+    std::unique_ptr<VLSyncManagerServiceRelay> m_serviceRelay;
+    std::unique_ptr<VLSyncManagerDeviceRelay> m_deviceRelay;
     qint64 m_stepLevel = 0;
     bool m_wasCancelled = false;
-    VLSyncFileList m_fandecksToEnableAfterReboot;
     bool m_isJustGatheringPreliminaryInfo = false;
     bool m_isCancellingSync = false;
     qint32 m_status = VLSyncManagerStatusIdle;

@@ -5,8 +5,10 @@
 #include "TMAnalytics.h"
 #include "TSLogger.h"
 #include "VLDataFolder.h"
+#include "VLDeviceCommandManager.h"
 #include "VLPropertyList.h"
 #include "VLSyncInfo.h"
+#include "VLSyncManagerServiceRelay.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -52,25 +54,36 @@ const char *stepName(qint32 status)
 
 } // namespace
 
-void VLSyncManager::beginRun()
+void VLSyncManager::beginRun(bool preliminary)
 {
     // Keys added or removed and the policy changed since the last run count from this one on.
     m_fileTrust = VLFileTrust::load(requireSignedFiles());
     for (const QString &problem : m_fileTrust.keys().problems())
         VL_LOG("Trusted keys: %@", problem);
-    ++m_stepToken;
-    m_commandStepTokens.clear();
+    replaceRun(preliminary);
+}
+
+void VLSyncManager::replaceRun(bool preliminary)
+{
+    const std::shared_ptr<VLSyncRun> previous = std::exchange(
+        m_run, std::make_shared<VLSyncRun>(preliminary, m_run->step() + 1));
+    // Deliberately carried over: step 20 replaces the list only when it uploads something, so the
+    // fandecks an earlier run uploaded are enabled again by every later run that uploads nothing
+    // (and found nothing else to do), until one uploads again.
+    m_run->fandecksToEnableAfterReboot = previous->fandecksToEnableAfterReboot;
+    m_run->report.began = QDateTime::currentDateTime();
 }
 
 // The end of a run, however it ends. Besides what the run itself ends, the queues it filled are
 // emptied on purpose: a run cancelled in the middle of its downloads or device commands would
 // otherwise leave them going on behind an idle manager, and the next run would queue the same
-// files and commands a second time. Their completions arrive with the run's steps already over.
-void VLSyncManager::endRun()
+// files and commands a second time. What the queues report as they are emptied is still heard,
+// but the run's steps are already over: it moves nothing. Then the run forgets its operations,
+// and any answer that comes later is let go.
+void VLSyncManager::endRun(VLSyncRunReport::Ending ending)
 {
     m_syncLock.release();
-    ++m_stepToken;
-    m_commandStepTokens.clear();
+    m_run->end(ending);
     if (m_downloadManager) {
         m_downloadManager->cancel();
         // A queue paused by a cancel or a stall is not running, so cancel() leaves it as it was;
@@ -84,7 +97,13 @@ void VLSyncManager::endRun()
     }
     if (m_commandManager)
         m_commandManager->cancel();
+    m_run->forgetOperations();
     stopFandeckPrefetch();
+}
+
+void VLSyncManager::runDidStall()
+{
+    m_run->stalled = true;
 }
 
 void VLSyncManager::completeOperation(StepToken token, const std::function<void()> &completion)
@@ -94,22 +113,37 @@ void VLSyncManager::completeOperation(StepToken token, const std::function<void(
     m_completingStepToken = outer;
 }
 
+bool VLSyncManager::completeOperationOf(const void *source, bool answersOnce, const std::function<void()> &completion)
+{
+    const std::optional<StepToken> step = answersOnce ? m_run->takeOperation(source) : m_run->stepOfOperation(source);
+    if (!step)
+        return false;
+    completeOperation(*step, completion);
+    return true;
+}
+
 // A run may begin from inside another's completion (the delegate starts the full sync when the
 // preliminary run ends): its first step belongs to the new run, not to the completion.
 void VLSyncManager::runFirstStep()
 {
-    completeOperation(m_stepToken, [this] { runNextSyncStep(); });
+    completeOperation(m_run->step(), [this] { runNextSyncStep(); });
 }
 
 // The refusal ends the run as a run given up: the delegate hears of it once, through
 // syncManagerSyncDidFailWithError, without a begin or a finish of a run that never was.
-bool VLSyncManager::refusedByAnotherProcess()
+bool VLSyncManager::refusedByAnotherProcess(bool preliminary)
 {
     const VLError refusal = m_syncLock.acquire(m_device->serialNumber(),
                                                  kdDeviceDirectory() + QLatin1Char('\n') + vlApplicationDataFolder());
     if (refusal.isNull())
         return false;
     VL_LOG("%@", refusal);
+    // A run of its own that ended before its first step, so that front ends print the refusal from
+    // the report as they print every other run.
+    replaceRun(preliminary);
+    m_run->report.errors.append(refusal);
+    m_run->end(VLSyncRunReport::Ending::Refused);
+    m_run->forgetOperations();
     if (m_delegate)
         m_delegate->syncManagerSyncDidFailWithError(this, refusal);
     return true;
@@ -117,9 +151,9 @@ bool VLSyncManager::refusedByAnotherProcess()
 
 void VLSyncManager::startSync()
 {
-    if (!canStartSync() || refusedByAnotherProcess())
+    if (!canStartSync() || refusedByAnotherProcess(false))
         return;
-    beginRun();
+    beginRun(false);
     setLastSyncedDeviceSerialNumber(m_device->serialNumber());
     TMAnalytics::analytics()->logEventParameters(
         QStringLiteral("sync_begin"),
@@ -127,7 +161,6 @@ void VLSyncManager::startSync()
           m_lastSyncedDeviceSerialNumber.isNull() ? QStringLiteral("-unknown-") : m_lastSyncedDeviceSerialNumber}});
     m_wasCancelled = false;
     setIsCancellingSync(false);
-    m_needsRebootAfterSync = false;
     VL_LOG("[VLSyncManager startSync]");
     if (m_errors)
         m_errors->clear();
@@ -139,10 +172,10 @@ void VLSyncManager::startSync()
 
 void VLSyncManager::gatherPrelimiaryInfo()
 {
-    if (!canStartPreliminaryDataGathering() || refusedByAnotherProcess())
+    if (!canStartPreliminaryDataGathering() || refusedByAnotherProcess(true))
         return;
     VL_LOG("[VLSyncManager gatherPrelimiaryInfo]");
-    beginRun();
+    beginRun(true);
     setIsJustGatheringPreliminaryInfo(true);
     setStatus(VLSyncManagerStatusIdle);
     if (m_delegate)
@@ -155,13 +188,12 @@ void VLSyncManager::runNextSyncStep(QObject *)
     // Deliberately stricter than advancing from anywhere: a completion of an operation whose step
     // is no longer under way (a second answer after a step already moved on, a late answer after
     // a cancel, a queue's completion after the run ended) must not move the machine.
-    if (m_completingStepToken && *m_completingStepToken != m_stepToken) {
+    if (m_completingStepToken && *m_completingStepToken != m_run->step()) {
         VL_LOG("not advancing from step %d: the operation completing now belongs to a step that has ended",
                m_status);
         return;
     }
-    ++m_stepToken;
-    const std::optional<StepToken> outer = std::exchange(m_completingStepToken, m_stepToken);
+    const std::optional<StepToken> outer = std::exchange(m_completingStepToken, m_run->beginStep());
     setStatus(m_status + 1);
     ++m_stepLevel;
     runCurrentStep();
@@ -178,7 +210,10 @@ void VLSyncManager::cancelSync()
 void VLSyncManager::stopSyncSmoothly()
 {
     VL_LOG("[VLSyncManager stopSyncSmoothly]");
-    endRun();
+    // The device gone explains a stall too; a stall, whatever else cancelled the run meanwhile.
+    endRun(!m_device        ? VLSyncRunReport::Ending::DeviceGone
+           : m_run->stalled ? VLSyncRunReport::Ending::Stalled
+                            : VLSyncRunReport::Ending::Cancelled);
     const bool wasPreliminary = m_isJustGatheringPreliminaryInfo;
     setIsJustGatheringPreliminaryInfo(false);
     setStatus(VLSyncManagerStatusIdle);
@@ -197,6 +232,8 @@ void VLSyncManager::syncDidReceiveErrorRunNextStep(const VLError &error, bool ru
     if (!error.isNull()) {
         if (m_errors)
             m_errors->append(error);
+        if (VLSyncRunReport *report = reportOfRunUnderWay())
+            report->errors.append(error);
         if (error.code() == -1024)
             setIsCancellingSync(true);
     }
@@ -279,14 +316,14 @@ void VLSyncManager::runCurrentStep(QObject *)
             runNextSyncStep();
         } else if (m_syncSession) {
             VL_LOG("\n>>>>> !syncSession.isSessionOpen\n");
-            m_sessionStepToken = operationStepToken();
+            m_run->startOperation(m_syncSession.data(), operationStepToken());
             m_syncSession->openSession();
         } else if (m_device) {
             VL_LOG("\n>>>>> syncSession == nil\n");
             m_syncSession = new VLSyncSession(m_device->serialNumber(), m_device->attributeForKey(QStringLiteral("ChipId")));
             m_syncSession->setParent(this);
-            m_syncSession->setDelegate(this);
-            m_sessionStepToken = operationStepToken();
+            m_syncSession->setDelegate(m_serviceRelay.get());
+            m_run->startOperation(m_syncSession.data(), operationStepToken());
             m_syncSession->openSession();
         } else {
             // Without a device there is no one to open a session for; the step still ends.
@@ -316,7 +353,7 @@ void VLSyncManager::runCurrentStep(QObject *)
     case VLSyncManagerStatusQueryCloudFandecks:
         setStatusMessage(tr("Requesting store info..."));
         if (m_syncSession) {
-            m_sessionStepToken = operationStepToken();
+            m_run->startOperation(m_syncSession.data(), operationStepToken());
             m_syncSession->requestAllFiles();
         } else {
             // No session (no device when step 2 ran): the inventory cannot be asked for, and the
@@ -330,7 +367,7 @@ void VLSyncManager::runCurrentStep(QObject *)
         if (!m_isJustGatheringPreliminaryInfo) {
             runNextSyncStep();
         } else {
-            endRun();
+            endRun(VLSyncRunReport::Ending::Completed);
             setIsJustGatheringPreliminaryInfo(false);
             setStatus(VLSyncManagerStatusIdle);
             m_wasCancelled = false;
@@ -381,7 +418,7 @@ void VLSyncManager::runCurrentStep(QObject *)
         updateDeviceFandecks();
         break;
     case VLSyncManagerStatusReboot:
-        if (!m_needsRebootAfterSync) {
+        if (!m_run->needsRebootAfterSync) {
             runNextSyncStep();
         } else {
             setStatusMessage(tr("Waiting for device..."));
@@ -414,7 +451,7 @@ void VLSyncManager::runCurrentStep(QObject *)
         setStatusMessage(QString());
         if (m_errors && m_errors->isEmpty())
             setLastSyncDate(QDateTime::currentDateTime());
-        endRun();
+        endRun(VLSyncRunReport::Ending::Completed);
         setStatus(VLSyncManagerStatusIdle);
         if (m_delegate)
             m_delegate->syncManagerDidFinishSync(this);

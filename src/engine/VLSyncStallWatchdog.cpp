@@ -76,6 +76,7 @@ void VLSyncStallWatchdog::onTimeout()
     m_timer.start(m_timeoutMilliseconds);
     emit stalled(error);
     if (m_manager) {
+        m_manager->runDidStall();
         m_manager->syncDidReceiveErrorRunNextStep(error, false);
         vlCancelSync(m_manager);
     }

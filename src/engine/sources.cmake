@@ -13,6 +13,8 @@ target_sources(tintera_sync PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/VLSyncManagerPlan.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLSyncManagerSteps.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLSyncPlan.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/VLSyncRun.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/VLSyncRunReport.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLSyncStallWatchdog.cpp
 )
 
@@ -21,3 +23,18 @@ qt_add_resources(tintera_sync tintera_engine_resources
   PREFIX /
   BASE ${CMAKE_CURRENT_LIST_DIR}/resources
   FILES ${CMAKE_CURRENT_LIST_DIR}/resources/TINTERA_logo.png ${CMAKE_CURRENT_LIST_DIR}/resources/syncscreen.bmp)
+
+# The engine's headers name nothing of the device and export layers, whose files define parts of
+# the coordinator: whoever includes the coordinator does not get those layers with it.
+file(GLOB tintera_engine_headers ${CMAKE_CURRENT_LIST_DIR}/*.h)
+foreach(header IN LISTS tintera_engine_headers)
+  file(STRINGS ${header} included REGEX "^#include \"")
+  foreach(line IN LISTS included)
+    string(REGEX REPLACE "^#include \"([^\"]+)\".*" "\\1" name "${line}")
+    foreach(layer device export)
+      if(EXISTS ${CMAKE_CURRENT_LIST_DIR}/../${layer}/${name})
+        message(FATAL_ERROR "${header} includes ${name} of src/${layer}")
+      endif()
+    endforeach()
+  endforeach()
+endforeach()

@@ -128,7 +128,7 @@ void VLSyncManager::prefetchFandecksForExport()
     // documents are parsed as the load would parse them and handed to it untouched, so the
     // export reads exactly what it would have read; it only no longer waits for the parse.
     stopFandeckPrefetch();
-    if (m_latestMatches.isEmpty() || !m_syncInfo)
+    if (m_run->latestMatches.isEmpty() || !m_syncInfo)
         return;
     QStringList paths;
     const QString fandecksFolder = pathForGlobalFandecksFolder();
@@ -313,25 +313,35 @@ bool VLSyncManager::releaseLoadedFandecks()
 
 void VLSyncManager::runExportMatchStep()
 {
-    const QList<KDMeasurementPtr> matches = m_latestMatches;
-    m_latestMatches.clear();
+    const QList<KDMeasurementPtr> matches = m_run->latestMatches;
+    m_run->latestMatches.clear();
+    if (VLSyncRunReport *report = reportOfRunUnderWay())
+        report->matchesFound = matches.size();
     if (matches.isEmpty()) {
         QFile::remove(pathForGlobalAutoSyncMatchesFile());
         runNextSyncStep();
         return;
     }
     const StepToken step = operationStepToken();
-    QThread *worker = QThread::create([this, matches, step] { loadFandecksThenExportThenRun(matches, step); });
+    QThread *worker = QThread::create([this, matches, step, run = m_run] { loadFandecksThenExportThenRun(matches, step, run); });
     connect(worker, &QThread::finished, worker, &QObject::deleteLater);
     worker->start();
 }
 
-void VLSyncManager::loadFandecksThenExportThenRun(const QList<KDMeasurementPtr> &matches, StepToken step)
+void VLSyncManager::loadFandecksThenExportThenRun(const QList<KDMeasurementPtr> &matches, StepToken step,
+                                                  const std::shared_ptr<VLSyncRun> &run)
 {
-    loadFandecksAndExportMatches({matches, pathForGlobalAutoSyncMatchesFile(), true});
-    // A run cancelled while the worker loaded has already ended: it must not be advanced again.
-    QMetaObject::invokeMethod(this, [this, step] { completeOperation(step, [this] { runNextSyncStep(); }); },
-                              Qt::QueuedConnection);
+    const VLMatchRecordList records = loadFandecksAndExportMatches({matches, pathForGlobalAutoSyncMatchesFile(), true});
+    // A run cancelled while the worker loaded has already ended: it must not be advanced again,
+    // nor its report changed. The run is read on the main thread only.
+    QMetaObject::invokeMethod(
+        this,
+        [this, step, run, records] {
+            if (!run->hasEnded())
+                run->report.matchesExported = records;
+            completeOperation(step, [this] { runNextSyncStep(); });
+        },
+        Qt::QueuedConnection);
 }
 
 VLMatchRecordList VLSyncManager::loadFandecksAndExportMatches(const VLExportParameters &parameters)

@@ -5,6 +5,7 @@
 #include "TSLogger.h"
 #include "VLApplicationInfo.h"
 #include "VLSyncInfo.h"
+#include "VLSyncManagerServiceRelay.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -27,7 +28,7 @@ void VLSyncManager::downloadNeededFandecks()
         runNextSyncStep();
         return;
     }
-    m_downloadQueueStepToken = operationStepToken();
+    m_run->startOperation(m_downloadManager.data(), operationStepToken());
     m_downloadManager->pause();
     const QString downloads = pathForGlobalDownloadsFolder();
     for (const VLSyncFileInfoPtr &fandeck : std::as_const(needed)) {
@@ -71,12 +72,10 @@ void VLSyncManager::downloadManagerDidBeginAllDownloads(VLFileDownloadManager *)
 
 void VLSyncManager::downloadManagerDidBeginDownload(VLFileDownloadManager *, VLFileDownload *download)
 {
-    completeOperation(m_downloadQueueStepToken, [&] {
-        const VLSyncFileInfoPtr file = fileInfoOfDownload(download);
-        VL_LOG("downloadManager:didBeginDownload:");
-        VL_LOG("%@", file);
-        setStatusMessage(vlFormat(tr("Downloading %@..."), file ? file->fileDescription() : QString()));
-    });
+    const VLSyncFileInfoPtr file = fileInfoOfDownload(download);
+    VL_LOG("downloadManager:didBeginDownload:");
+    VL_LOG("%@", file);
+    setStatusMessage(vlFormat(tr("Downloading %@..."), file ? file->fileDescription() : QString()));
 }
 
 void VLSyncManager::downloadManagerDownloadDidUpdate(VLFileDownloadManager *, VLFileDownload *download)
@@ -88,37 +87,125 @@ void VLSyncManager::downloadManagerDownloadDidUpdate(VLFileDownloadManager *, VL
 
 void VLSyncManager::downloadManagerDidFinishDownload(VLFileDownloadManager *, VLFileDownload *download)
 {
-    completeOperation(m_downloadQueueStepToken, [&] {
-        VL_LOG("downloadManager:didFinishDownload:");
-        VL_LOG("%@", download->URL().toString());
-        const VLSyncFileInfoPtr file = fileInfoOfDownload(download);
-        const QString downloaded = download->destinationFolder() + QLatin1Char('/') + download->suggestedFilename();
-        VLError error;
-        if (file && !verifyAndinstallDownloadedFandeckWithInfoDownloadPathError(file, downloaded, &error)) {
-            VL_LOG("verifyAndinstallDownloadedFandeckWithInfo error");
-            VL_LOG("%@", file);
-            syncDidReceiveErrorRunNextStep(error, false);
-        }
-    });
+    VL_LOG("downloadManager:didFinishDownload:");
+    VL_LOG("%@", download->URL().toString());
+    const VLSyncFileInfoPtr file = fileInfoOfDownload(download);
+    const QString downloaded = download->destinationFolder() + QLatin1Char('/') + download->suggestedFilename();
+    VLError error;
+    if (file && !verifyAndinstallDownloadedFandeckWithInfoDownloadPathError(file, downloaded, &error)) {
+        VL_LOG("verifyAndinstallDownloadedFandeckWithInfo error");
+        VL_LOG("%@", file);
+        syncDidReceiveErrorRunNextStep(error, false);
+    }
 }
 
 void VLSyncManager::downloadManagerDownloadDidFailWithError(VLFileDownloadManager *, VLFileDownload *download,
                                                             const VLError &error)
 {
-    completeOperation(m_downloadQueueStepToken, [&] {
-        VL_LOG("downloadManager:download:didFailWithError:");
-        VL_LOG("%@", fileInfoOfDownload(download));
-        syncDidReceiveErrorRunNextStep(error, false);
-    });
+    VL_LOG("downloadManager:download:didFailWithError:");
+    VL_LOG("%@", fileInfoOfDownload(download));
+    syncDidReceiveErrorRunNextStep(error, false);
 }
 
 void VLSyncManager::downloadManagerDidCompleteAllDownloads(VLFileDownloadManager *)
 {
-    completeOperation(m_downloadQueueStepToken, [&] {
-        VL_LOG("downloadManagerDidCompleteAllDownloads:");
-        if (m_delegate)
-            m_delegate->syncManagerDownloadingDidFinish(this);
-        prefetchFandecksForExport();
-        runNextSyncStep();
-    });
+    VL_LOG("downloadManagerDidCompleteAllDownloads:");
+    if (m_delegate)
+        m_delegate->syncManagerDownloadingDidFinish(this);
+    prefetchFandecksForExport();
+    runNextSyncStep();
+}
+
+// ---- the relay: what reaches the handlers above, and those of the device files ----
+
+void VLSyncManagerServiceRelay::complete(const void *source, const std::function<void()> &handler)
+{
+    if (!m_manager.completeOperationOf(source, false, handler))
+        VL_LOG("ignoring an answer of the web service to a run that has ended");
+}
+
+void VLSyncManagerServiceRelay::syncSessionDidOpenSession(VLSyncSession *session)
+{
+    complete(session, [&] { m_manager.syncSessionDidOpenSession(session); });
+}
+
+void VLSyncManagerServiceRelay::syncSessionDidFailToOpenWithError(VLSyncSession *session, const VLError &error)
+{
+    complete(session, [&] { m_manager.syncSessionDidFailToOpenWithError(session, error); });
+}
+
+void VLSyncManagerServiceRelay::syncSessionDidCloseSession(VLSyncSession *session)
+{
+    m_manager.syncSessionDidCloseSession(session);
+}
+
+void VLSyncManagerServiceRelay::syncSessionDidFinishRequest(VLSyncSession *session, VLSyncSessionRequestType type)
+{
+    m_manager.syncSessionDidFinishRequest(session, type);
+}
+
+void VLSyncManagerServiceRelay::networkConnectionError()
+{
+    m_manager.networkConnectionError();
+}
+
+void VLSyncManagerServiceRelay::syncSessionDidReceiveAllFiles(VLSyncSession *session, const VLSyncFileList &files)
+{
+    complete(session, [&] { m_manager.syncSessionDidReceiveAllFiles(session, files); });
+}
+
+void VLSyncManagerServiceRelay::syncSessionAllFilesRequestsDidFailWithError(VLSyncSession *session, const VLError &error)
+{
+    complete(session, [&] { m_manager.syncSessionAllFilesRequestsDidFailWithError(session, error); });
+}
+
+void VLSyncManagerServiceRelay::downloadManagerDidBeginAllDownloads(VLFileDownloadManager *manager)
+{
+    m_manager.downloadManagerDidBeginAllDownloads(manager);
+}
+
+void VLSyncManagerServiceRelay::downloadManagerDidBeginDownload(VLFileDownloadManager *manager, VLFileDownload *download)
+{
+    complete(manager, [&] { m_manager.downloadManagerDidBeginDownload(manager, download); });
+}
+
+void VLSyncManagerServiceRelay::downloadManagerDownloadDidUpdate(VLFileDownloadManager *manager, VLFileDownload *download)
+{
+    m_manager.downloadManagerDownloadDidUpdate(manager, download);
+}
+
+void VLSyncManagerServiceRelay::downloadManagerDidFinishDownload(VLFileDownloadManager *manager, VLFileDownload *download)
+{
+    complete(manager, [&] { m_manager.downloadManagerDidFinishDownload(manager, download); });
+}
+
+void VLSyncManagerServiceRelay::downloadManagerDownloadDidFailWithError(VLFileDownloadManager *manager,
+                                                                        VLFileDownload *download, const VLError &error)
+{
+    complete(manager, [&] { m_manager.downloadManagerDownloadDidFailWithError(manager, download, error); });
+}
+
+void VLSyncManagerServiceRelay::downloadManagerDidCompleteAllDownloads(VLFileDownloadManager *manager)
+{
+    complete(manager, [&] { m_manager.downloadManagerDidCompleteAllDownloads(manager); });
+}
+
+void VLSyncManagerServiceRelay::fileDownloadDidBegin(VLFileDownload *download)
+{
+    complete(download, [&] { m_manager.fileDownloadDidBegin(download); });
+}
+
+void VLSyncManagerServiceRelay::fileDownloadProgressDidUpdate(VLFileDownload *download)
+{
+    m_manager.fileDownloadProgressDidUpdate(download);
+}
+
+void VLSyncManagerServiceRelay::fileDownloadDidFinish(VLFileDownload *download)
+{
+    complete(download, [&] { m_manager.fileDownloadDidFinish(download); });
+}
+
+void VLSyncManagerServiceRelay::fileDownloadDidFailWithError(VLFileDownload *download, const VLError &error)
+{
+    complete(download, [&] { m_manager.fileDownloadDidFailWithError(download, error); });
 }

@@ -6,6 +6,7 @@
 #include "VLProgressStatusItem.h"
 #include "VLSyncStallWatchdog.h"
 #include "VLSyncWindow.h"
+#include "VLMatchRecord.h"
 #include "VLSyncSummary.h"
 #include "VLUploadFileWindowController.h"
 #include "VelmoraSyncPreferencesWindowController.h"
@@ -218,16 +219,21 @@ TEST(TraySummary, TheEndTellsWhatChanged)
     failed.matchesExported = 0;
     EXPECT_EQ(failed.text(), QStringLiteral("The sync finished with 1 error."));
 
-    // New files and new versions count; files that stayed, or went, do not.
-    const auto file = [](const char *id, const char *version) {
-        return VLSyncFileInfo::initWithDictionary({{VLSyncFileInfoFileType, QStringLiteral("Fandeck")},
-                                                   {VLSyncFileInfoFileID, QString::fromLatin1(id)},
-                                                   {VLSyncFileInfoVersionString, QString::fromLatin1(version)}});
-    };
-    const auto before = vlFileVersions({file("A", "1.0"), file("B", "1.0"), file("C", "1.0")});
-    const auto after = vlFileVersions({file("A", "1.0"), file("B", "2.0"), file("D", "1.0")});
-    EXPECT_EQ(vlChangedFileCount(before, after), 2);
-    EXPECT_EQ(vlChangedFileCount(after, after), 0);
+    // Told from the engine's report: how the run ended comes before what it changed.
+    VLSyncRunReport report;
+    report.ending = VLSyncRunReport::Ending::Completed;
+    report.downloaded = {{}, {}};
+    report.installed = {{}};
+    report.matchesExported.resize(1);
+    EXPECT_EQ(VLSyncSummary::ofReport(report).text(),
+              QStringLiteral("The sync finished. 2 files downloaded, 1 installed on the device, 1 match exported."));
+    report.ending = VLSyncRunReport::Ending::Stalled;
+    EXPECT_EQ(VLSyncSummary::ofReport(report).text(),
+              QStringLiteral("The sync was stopped: it made no progress. 2 files downloaded, 1 installed on the device, 1 match exported."));
+    report = VLSyncRunReport();
+    report.ending = VLSyncRunReport::Ending::DeviceGone;
+    report.errors = {VLError(QStringLiteral("Device"), 1, QStringLiteral("gone"))};
+    EXPECT_EQ(VLSyncSummary::ofReport(report).text(), QStringLiteral("The sync was cancelled."));
 }
 
 TEST(TrayMenu, LastSyncStaysAfterTheDeviceIsUnplugged)

@@ -235,6 +235,12 @@ TEST_F(TinteraAgainstEmulators, StatusAndSyncAsJsonFieldByField)
     EXPECT_TRUE(summary.value("error").isNull());
     EXPECT_GT(summary.value("seconds").toDouble(), 0);
     EXPECT_EQ(summary.value("measurements").toString(), dataPath("Measurements/LastMeasurements.cxf"));
+    // What the engine reports the run did.
+    EXPECT_FALSE(summary.value("downloaded").toArray().isEmpty());
+    // All but the demo device's seed fandeck, which it already holds.
+    EXPECT_EQ(summary.value("installed").toArray().size(), summary.value("downloaded").toArray().size() - 1);
+    EXPECT_EQ(summary.value("matchesExported").toInt(), 3);
+    EXPECT_EQ(summary.value("matchesFound").toInt(), 3);
     const QDateTime lastSync = QDateTime::fromString(summary.value("lastSync").toString(), Qt::ISODate);
     ASSERT_TRUE(lastSync.isValid()) << qPrintable(summary.value("lastSync").toString());
     EXPECT_EQ(lastSync.timeSpec(), Qt::UTC);

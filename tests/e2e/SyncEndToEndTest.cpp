@@ -6,6 +6,7 @@
 #include "VLExportController.h"
 #include "VLFileDigest.h"
 #include "VLFileTrust.h"
+#include "VLMatchRecord.h"
 
 #include <QDir>
 #include <QDirIterator>
@@ -25,6 +26,15 @@ QMap<QString, QVariantMap> bySKU(const QVariantList &inventory)
     for (const QVariant &file : inventory)
         files.insert(file.toMap().value("SKU").toString(), file.toMap());
     return files;
+}
+
+QStringList skusOf(const QList<VLSyncRunReport::File> &files)
+{
+    QStringList skus;
+    for (const VLSyncRunReport::File &file : files)
+        skus << file.SKU;
+    skus.sort();
+    return skus;
 }
 
 QString xmllintVerdict(const QString &path)
@@ -103,6 +113,22 @@ TEST_F(E2EFixture, FirstFullSyncInstallsEverythingExportsTheMatchesAndASecondMov
     EXPECT_EQ(matches->matches().first().value(TX350CustomResourceMatchDeviceSerialNumberKey).toString(), serial);
     EXPECT_EQ(QDir(environment.dataFolder() + "/Measurements/Audio").entryList(QDir::Files).size(), 2);
 
+    // The engine's report of the run says all of it.
+    const VLSyncRunReport report = manager->runReport();
+    EXPECT_EQ(report.ending, VLSyncRunReport::Ending::Completed);
+    EXPECT_FALSE(report.preliminary);
+    EXPECT_EQ(skusOf(report.downloaded), everySKU);
+    // The demo device comes with its seed fandeck, enabled: everything else went to it.
+    QStringList sent = everySKU;
+    sent.removeOne("VLM-FD-EXT");
+    EXPECT_EQ(skusOf(report.installed), sent);
+    EXPECT_EQ(skusOf(report.fandecksEnabled), QStringList(sent.filter("-FD-")));
+    EXPECT_EQ(skusOf(report.settingsApplied), QStringList{"TX350-SETTINGS"});
+    EXPECT_EQ(report.matchesFound, 3);
+    ASSERT_EQ(report.matchesExported.size(), 3);
+    EXPECT_EQ(report.matchesExported.first().textTag, "Front door");
+    EXPECT_TRUE(report.errors.isEmpty());
+
     // What the sync keeps on the computer is the user's alone.
     EXPECT_EQ(fileMode(environment.dataFolder()), 0700u);
     const auto filter = QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot;
@@ -118,6 +144,9 @@ TEST_F(E2EFixture, FirstFullSyncInstallsEverythingExportsTheMatchesAndASecondMov
     EXPECT_TRUE(manager->errors().isEmpty());
     EXPECT_EQ(serviceStats().value("files").toObject(), servedBefore);
     EXPECT_EQ(deviceInventory(), inventoryBefore);
+    EXPECT_TRUE(manager->runReport().downloaded.isEmpty());
+    EXPECT_TRUE(manager->runReport().installed.isEmpty());
+    EXPECT_EQ(manager->runReport().matchesExported.size(), 3);
 }
 
 TEST_F(E2EFixture, TheNextEditionMovesOnlyTheFilesThatChanged)

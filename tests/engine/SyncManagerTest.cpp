@@ -167,6 +167,10 @@ TEST_F(ManagerFixture, FullSyncRunsEveryStepCollectsErrorsAndKeepsTheLastSyncDat
     EXPECT_TRUE(manager->statusMessage().isNull());
     ASSERT_EQ(manager->errors().size(), 2); // the unreachable service: open and file list
     EXPECT_EQ(manager->lastSyncDate(), before);
+    // Every step ran: the run completed, with the errors it collected.
+    EXPECT_EQ(delegate.reportAtFinish.ending, VLSyncRunReport::Ending::Completed);
+    EXPECT_EQ(delegate.reportAtFinish.errors, manager->errors());
+    EXPECT_TRUE(delegate.reportAtFinish.downloaded.isEmpty() && delegate.reportAtFinish.installed.isEmpty());
 
     const QVariantMap clock = device.receivedCommands().at(7).arguments;
     const QDateTime now = QDateTime::currentDateTime();
@@ -187,6 +191,8 @@ TEST_F(ManagerFixture, ACancelCodeStopsTheSyncAtTheNextStepBoundary)
     EXPECT_FALSE(commandNames().contains("SetClock"));
     EXPECT_EQ(manager->errors().last().code(), -1024);
     EXPECT_FALSE(manager->isCancellingSync());
+    EXPECT_EQ(delegate.reportAtFinish.ending, VLSyncRunReport::Ending::Cancelled);
+    EXPECT_EQ(delegate.reportAtFinish.errors.last().code(), -1024);
 }
 
 TEST_F(ManagerFixture, LosingTheDeviceMidSyncEndsTheRunExactlyOnce)
@@ -206,6 +212,7 @@ TEST_F(ManagerFixture, LosingTheDeviceMidSyncEndsTheRunExactlyOnce)
     EXPECT_EQ(manager->status(), 0);
     EXPECT_EQ(manager->syncSession(), nullptr);
     EXPECT_FALSE(manager->hasErrorList());
+    EXPECT_EQ(manager->runReport().ending, VLSyncRunReport::Ending::DeviceGone);
     manager->deviceBecameAvailable(); // the fixture's teardown expects a present device
 }
 
@@ -265,6 +272,7 @@ TEST_F(ManagerFixture, NoNetworkResetsToIdleWithoutAFinish)
     EXPECT_FALSE(delegate.events.contains("finishSync"));
     EXPECT_EQ(manager->status(), 0);
     EXPECT_TRUE(manager->errors().isEmpty());
+    EXPECT_EQ(manager->runReport().ending, VLSyncRunReport::Ending::Failed);
 }
 
 TEST_F(ManagerFixture, LocalInventoryTakesOnlyCompletePackages)
@@ -348,6 +356,11 @@ TEST_F(ManagerFixture, ALateCompletionAfterACancelDoesNotStartTheStepsAgain)
     QTest::qWait(600); // the note's answer and the queue's completion arrive meanwhile
     EXPECT_EQ(delegate.events, QStringList({"beginSync", "finishSync"}));
     EXPECT_TRUE(delegate.wasCancelledAtFinish);
+    // The late answer did nothing: no note written, the run's report as it was when it ended.
+    EXPECT_FALSE(QFile::exists(manager->pathForGlobalAutoSyncMatchesAudioFolder() + "/n.wav"));
+    EXPECT_EQ(manager->runReport().ending, VLSyncRunReport::Ending::Cancelled);
+    EXPECT_EQ(manager->runReport().ended, delegate.reportAtFinish.ended);
+    EXPECT_EQ(manager->runReport().errors, delegate.reportAtFinish.errors);
     EXPECT_EQ(manager->status(), 0);
     EXPECT_FALSE(manager->isInSync());
     EXPECT_EQ(commandNames().count("EndSync"), 1) << qPrintable(commandNames().join(' '));

@@ -24,6 +24,7 @@ public:
         events << "finishSync";
         wasCancelledAtFinish = manager->wasCancelled();
         statusAtFinish = manager->status();
+        reportAtFinish = manager->runReport();
     }
     void networkConnectionError() override { events << "networkConnectionError"; }
     // Status and message changes both arrive here; a status is recorded when it differs from the last.
@@ -61,6 +62,7 @@ public:
     int imagesChanged = 0;
     bool wasCancelledAtFinish = false;
     qint32 statusAtFinish = -1;
+    VLSyncRunReport reportAtFinish; // as the delegate hears of the end: already complete
     int downloadsBegun = 0;
     int downloadsFinished = 0;
     double lastAmount = 0;

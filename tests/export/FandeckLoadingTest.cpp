@@ -2,6 +2,7 @@
 #include "HBColorDocument.h"
 #include "KDScriptedDevice.h"
 #include "TestSupport.h"
+#include "VLMatchRecord.h"
 #include "VLSyncInfo.h"
 #include "VLSyncManager.h"
 
