@@ -185,6 +185,12 @@ void VLSyncManagerServiceRelay::downloadManagerDownloadDidFailWithError(VLFileDo
     complete(manager, [&] { m_manager.downloadManagerDownloadDidFailWithError(manager, download, error); });
 }
 
+void VLSyncManagerServiceRelay::downloadManagerDownloadWasRefused(VLFileDownloadManager *manager,
+                                                                  VLFileDownload *download, const VLError &error)
+{
+    complete(manager, [&] { m_manager.downloadManagerDownloadWasRefused(manager, download, error); });
+}
+
 void VLSyncManagerServiceRelay::downloadManagerDidCompleteAllDownloads(VLFileDownloadManager *manager)
 {
     complete(manager, [&] { m_manager.downloadManagerDidCompleteAllDownloads(manager); });
@@ -208,4 +214,9 @@ void VLSyncManagerServiceRelay::fileDownloadDidFinish(VLFileDownload *download)
 void VLSyncManagerServiceRelay::fileDownloadDidFailWithError(VLFileDownload *download, const VLError &error)
 {
     complete(download, [&] { m_manager.fileDownloadDidFailWithError(download, error); });
+}
+
+void VLSyncManagerServiceRelay::fileDownloadWasRefused(VLFileDownload *download, const VLError &error)
+{
+    complete(download, [&] { m_manager.fileDownloadWasRefused(download, error); });
 }

@@ -39,12 +39,15 @@ public:
     void downloadManagerDidFinishDownload(VLFileDownloadManager *manager, VLFileDownload *download) override;
     void downloadManagerDownloadDidFailWithError(VLFileDownloadManager *manager, VLFileDownload *download,
                                                  const VLError &error) override;
+    void downloadManagerDownloadWasRefused(VLFileDownloadManager *manager, VLFileDownload *download,
+                                           const VLError &error) override;
     void downloadManagerDidCompleteAllDownloads(VLFileDownloadManager *manager) override;
 
     void fileDownloadDidBegin(VLFileDownload *download) override;
     void fileDownloadProgressDidUpdate(VLFileDownload *download) override;
     void fileDownloadDidFinish(VLFileDownload *download) override;
     void fileDownloadDidFailWithError(VLFileDownload *download, const VLError &error) override;
+    void fileDownloadWasRefused(VLFileDownload *download, const VLError &error) override;
 
 private:
     void complete(const void *source, const std::function<void()> &handler);
