@@ -17,15 +17,7 @@
 #include <QMutexLocker>
 #include <QScopeGuard>
 #include <QThread>
-
-#include <sys/stat.h>
-
-#include <algorithm>
-#include <atomic>
-#include <chrono>
-#include <condition_variable>
-#include <thread>
-#include <vector>
+#include <QThreadPool>
 
 namespace {
 
@@ -43,24 +35,6 @@ void setExportConditions(const HBColorRepresentationPtr &representation)
     representation->setAttribute(2, HBColorRepMeasurementTypeAttributeKey);
     representation->setAttribute(HBTristimulusConvertionMethodE308Table6,
                                   HBColorRepTristimulusSpectralConvertionMethodAttributeKey);
-}
-
-// What tells one version of a file from another without reading it: size, modification time to
-// the nanosecond, and the inode (a file replaced by a rename is another file).
-struct FileIdentity
-{
-    qint64 size = -1;
-    qint64 modified = 0;
-    quint64 inode = 0;
-};
-
-FileIdentity fileIdentity(const QString &path)
-{
-    struct stat status{};
-    if (::stat(QFile::encodeName(path).constData(), &status) != 0)
-        return {};
-    return {qint64(status.st_size), qint64(status.st_mtim.tv_sec) * 1000000000 + status.st_mtim.tv_nsec,
-            quint64(status.st_ino)};
 }
 
 void insertIfPresent(QVariantMap &entry, const QString &key, const QVariant &value)
@@ -107,25 +81,10 @@ VLMatchRecord matchRecord(const HBColorDocument &fandeck, const HBColor &fandeck
 
 } // namespace
 
-struct VLSyncManager::FandeckPrefetch
-{
-    struct Parsed
-    {
-        FileIdentity identity;
-        HBColorDocumentPtr document;
-    };
-    std::mutex lock;
-    std::condition_variable finishedChanged;
-    bool finished = false;
-    std::atomic<bool> abandoned{false}; // the run ended: stop at the next document
-    QHash<QString, Parsed> parsed; // by path
-};
-
 void VLSyncManager::prefetchFandecksForExport()
 {
-    // Only worth it when the export step will load them: there are matches to export. The
-    // documents are parsed as the load would parse them and handed to it untouched, so the
-    // export reads exactly what it would have read; it only no longer waits for the parse.
+    // Only worth it when the export step will load them: there are matches to export. The export
+    // step then takes the documents as they were parsed and only no longer waits for the parse.
     stopFandeckPrefetch();
     if (m_latestMatches.isEmpty() || !m_syncInfo)
         return;
@@ -135,40 +94,12 @@ void VLSyncManager::prefetchFandecksForExport()
         if (vlIsPlainPathComponent(record->SKU()))
             paths << fandecksFolder + QLatin1Char('/') + record->SKU() + QStringLiteral("/payload.cxf");
     }
-    auto prefetch = std::make_shared<FandeckPrefetch>();
-    {
-        std::lock_guard locker(m_fandeckPrefetchLock);
-        m_fandeckPrefetch = prefetch;
-    }
-    m_fandeckPrefetchRunning = prefetch;
-    m_fandeckPrefetchWorker = std::thread([prefetch, paths] {
-        for (const QString &path : paths) {
-            if (prefetch->abandoned)
-                break;
-            const FileIdentity identity = fileIdentity(path);
-            HBColorDocumentPtr document = HBColorDocument::initWithFile(path, nullptr, nullptr);
-            std::lock_guard locker(prefetch->lock);
-            if (document)
-                prefetch->parsed.insert(path, {identity, document});
-        }
-        std::lock_guard locker(prefetch->lock);
-        prefetch->finished = true;
-        prefetch->finishedChanged.notify_all();
-    });
+    m_fandeckDocuments.prefetch(paths);
 }
 
 void VLSyncManager::stopFandeckPrefetch()
 {
-    {
-        std::lock_guard locker(m_fandeckPrefetchLock);
-        m_fandeckPrefetch.reset();
-    }
-    // A load already waiting on it gets what was parsed so far and opens the rest itself.
-    if (m_fandeckPrefetchRunning)
-        m_fandeckPrefetchRunning->abandoned = true;
-    m_fandeckPrefetchRunning.reset();
-    if (m_fandeckPrefetchWorker.joinable())
-        m_fandeckPrefetchWorker.join();
+    m_fandeckDocuments.stopPrefetch();
 }
 
 VLSyncManager::FandeckSnapshot VLSyncManager::fandeckSnapshot() const
@@ -201,65 +132,16 @@ void VLSyncManager::loadFandecksIntoMemory()
 
 void VLSyncManager::loadFandecksIntoMemoryWithDecks(const VLSyncFileList &decks, const FandeckSnapshot &snapshot)
 {
-    // Parsing is most of the time and each document is independent: parse on every core, then
-    // take the results in the records' order, so the log, the list and the map read as if the
-    // documents had been opened one after another.
-    // A document already loaded from a file that has not changed since is taken as it is: the
-    // manager holds it, and parsing is nearly all of an export's time.
-    struct Opened
-    {
-        QString path;
-        FileIdentity identity;
-        HBColorDocumentPtr document;
-        VLError error;
-    };
+    // The documents are parsed side by side and taken in the records' order, so the log, the list
+    // and the map read as if they had been opened one after another.
     const QString fandecksFolder = pathForGlobalFandecksFolder();
-    QList<Opened> opened(decks.size());
-    const QHash<QString, LoadedFandeckSource> previous = std::exchange(m_loadedFandeckSources, {});
-    // Documents parsed ahead for this load: waited for (parsing them twice would be slower) and
-    // taken when their file is still the one they were read from.
-    std::shared_ptr<FandeckPrefetch> prefetch;
-    {
-        std::lock_guard locker(m_fandeckPrefetchLock);
-        prefetch = std::exchange(m_fandeckPrefetch, nullptr);
+    QStringList paths;
+    for (const VLSyncFileInfoPtr &record : decks) {
+        paths << (vlIsPlainPathComponent(record->SKU())
+                      ? fandecksFolder + QLatin1Char('/') + record->SKU() + QStringLiteral("/payload.cxf")
+                      : QString());
     }
-    QHash<QString, FandeckPrefetch::Parsed> prefetched;
-    if (prefetch) {
-        std::unique_lock locker(prefetch->lock);
-        prefetch->finishedChanged.wait(locker, [&] { return prefetch->finished; });
-        prefetched = prefetch->parsed;
-    }
-    std::atomic<qsizetype> next{0};
-    const auto open = [&] {
-        for (qsizetype i = next++; i < decks.size() && !m_quitting; i = next++) {
-            const VLSyncFileInfoPtr &record = decks.at(i);
-            if (!vlIsPlainPathComponent(record->SKU()))
-                continue;
-            Opened &slot = opened[i];
-            slot.path = fandecksFolder + QLatin1Char('/') + record->SKU() + QStringLiteral("/payload.cxf");
-            slot.identity = fileIdentity(slot.path);
-            const auto held = previous.constFind(slot.path);
-            if (held != previous.constEnd() && slot.identity.size >= 0 && held->size == slot.identity.size
-                && held->modified == slot.identity.modified && held->inode == slot.identity.inode) {
-                slot.document = held->document;
-                continue;
-            }
-            const auto ahead = prefetched.constFind(slot.path);
-            if (ahead != prefetched.constEnd() && slot.identity.size >= 0 && ahead->identity.size == slot.identity.size
-                && ahead->identity.modified == slot.identity.modified && ahead->identity.inode == slot.identity.inode) {
-                slot.document = ahead->document;
-                continue;
-            }
-            slot.document = HBColorDocument::initWithFile(slot.path, nullptr, &slot.error);
-        }
-    };
-    std::vector<std::thread> helpers;
-    const qsizetype helperCount = std::min<qsizetype>(QThread::idealThreadCount(), decks.size()) - 1;
-    for (qsizetype i = 0; i < helperCount; ++i)
-        helpers.emplace_back(open);
-    open();
-    for (std::thread &helper : helpers)
-        helper.join();
+    const QList<VLFandeckDocumentCache::Loaded> opened = m_fandeckDocuments.load(paths, m_quitting);
 
     for (qsizetype i = 0; i < decks.size(); ++i) {
         const VLSyncFileInfoPtr &record = decks.at(i);
@@ -273,8 +155,6 @@ void VLSyncManager::loadFandecksIntoMemoryWithDecks(const VLSyncFileList &decks,
             VL_LOG("%@", record);
             continue;
         }
-        const FileIdentity &identity = opened.at(i).identity;
-        m_loadedFandeckSources.insert(opened.at(i).path, {identity.size, identity.modified, identity.inode, document});
         for (const QString &key : {CXF3FandeckCustomResourceEditionKey, CXF3FandeckCustomResourceNameKey}) {
             const QString value = document->attributeForKey(key).toString();
             if (!value.isEmpty())
@@ -297,7 +177,7 @@ bool VLSyncManager::releaseLoadedFandecks()
         return false;
     m_memoryFandecks.clear();
     m_deviceFileIDToMemoryFandeckMap.clear();
-    m_loadedFandeckSources.clear();
+    m_fandeckDocuments.clear();
     m_memoryFandecksLock.unlock();
     return true;
 }
@@ -312,9 +192,7 @@ void VLSyncManager::runExportMatchStep()
         return;
     }
     const StepToken step = operationStepToken();
-    QThread *worker = QThread::create([this, matches, step] { loadFandecksThenExportThenRun(matches, step); });
-    connect(worker, &QThread::finished, worker, &QObject::deleteLater);
-    worker->start();
+    QThreadPool::globalInstance()->start([this, matches, step] { loadFandecksThenExportThenRun(matches, step); });
 }
 
 void VLSyncManager::loadFandecksThenExportThenRun(const QList<KDMeasurementPtr> &matches, StepToken step)
@@ -328,13 +206,13 @@ void VLSyncManager::loadFandecksThenExportThenRun(const QList<KDMeasurementPtr> 
 VLMatchRecordList VLSyncManager::loadFandecksAndExportMatches(const VLExportParameters &parameters)
 {
     {
-        std::lock_guard locker(m_exportsLock);
+        QMutexLocker locker(&m_exportsLock);
         ++m_exportsRunning;
     }
     const auto left = qScopeGuard([this] {
-        std::lock_guard locker(m_exportsLock);
+        QMutexLocker locker(&m_exportsLock);
         --m_exportsRunning;
-        m_exportsChanged.notify_all();
+        m_exportsChanged.wakeAll();
     });
     VLMatchRecordList records;
     if (m_quitting)
@@ -356,14 +234,15 @@ void VLSyncManager::finishExportsForQuit()
 {
     m_quitting = true;
     stopFandeckPrefetch();
-    std::unique_lock locker(m_exportsLock);
+    QMutexLocker locker(&m_exportsLock);
     while (m_exportsRunning > 0) {
         locker.unlock();
         // The event loop is gone: a worker blocked on its call to the main thread is served here,
         // or it and this wait would wait for each other.
         QCoreApplication::sendPostedEvents(&m_exportCalls, QEvent::MetaCall);
-        locker.lock();
-        m_exportsChanged.wait_for(locker, std::chrono::milliseconds(5), [this] { return m_exportsRunning == 0; });
+        locker.relock();
+        if (m_exportsRunning > 0)
+            m_exportsChanged.wait(&m_exportsLock, 5);
     }
 }
 

@@ -4,6 +4,7 @@ target_sources(tintera_sync PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/VLCGATSWriter.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLCSVWriter.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLExportController.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/VLFandeckDocumentCache.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLGPLWriter.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLMatchExportFormat.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLMatchRecord.cpp
@@ -13,3 +14,5 @@ target_sources(tintera_sync PRIVATE
 )
 # CGATS is written through Little CMS's IT8 functions.
 target_link_libraries(tintera_sync PRIVATE PkgConfig::LCMS2)
+# Fandeck documents are parsed on Qt's thread pool.
+target_link_libraries(tintera_sync PRIVATE Qt6::Concurrent)
