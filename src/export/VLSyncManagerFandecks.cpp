@@ -4,10 +4,10 @@
 #include "HBColorimetry.h"
 #include "TSLogger.h"
 #include "TX350CustomResource.h"
+#include "VLMatchEntry.h"
 #include "VLMatchRecordWriter.h"
 #include "VLPathComponent.h"
 #include "VLPrivateFolder.h"
-#include "VLSecondsSince1970.h"
 #include "VLSyncInfo.h"
 
 #include <QCoreApplication>
@@ -20,8 +20,6 @@
 #include <QThreadPool>
 
 namespace {
-
-const QString kColorInfo = QStringLiteral("ColorInfo");
 
 // The seven measurement conditions every exported representation carries: 45/0 annular geometry,
 // D65, 10 degree observer, M2, ASTM E308 Table 6.
@@ -261,15 +259,11 @@ VLMatchRecordList VLSyncManager::exportMatches(const VLExportParameters &paramet
     int fandeckCounter = 0;
 
     for (const KDMeasurementPtr &match : parameters.matches) {
-        const HBColorPtr measured = match ? match->measurementColorForColorSpace(kColorInfo) : HBColorPtr();
-        if (!measured)
+        const VLMatchEntry entry = VLMatchEntry::fromMeasurement(match);
+        if (!entry.measured)
             continue;
-        const QString audioFileName = measured->attributeForKey(QStringLiteral("AudioFileName")).toString();
-        const QVariant textTag = measured->attributeForKey(QStringLiteral("TextTag"));
-        const QString colorId = measured->attributeForKey(QStringLiteral("ColorId")).toString();
-        const QString deviceFileID = measured->attributeForKey(QStringLiteral("DeviceFileID")).toString();
-        const QVariant since1970 = measured->attributeForKey(QStringLiteral("DateSince1970"));
-        const QDateTime date = vlDateFromSecondsSince1970(since1970.toDouble());
+        const QString &colorId = entry.colorId;
+        const QString &deviceFileID = entry.deviceFileID;
 
         const HBColorDocumentPtr fandeck = m_deviceFileIDToMemoryFandeckMap.value(deviceFileID);
         if (!fandeck) {
@@ -334,27 +328,14 @@ VLMatchRecordList VLSyncManager::exportMatches(const VLExportParameters &paramet
                         fandeck->attributeForKey(CXF3FandeckCustomResourceVersionKey));
         resource->addFandeck(fandeckEntry);
 
-        QVariantMap matchEntry{
-            {TX350CustomResourceMatchColorFandeckIDKey, fandeckID},
-            {TX350CustomResourceMatchDeviceManufacturerKey, QStringLiteral("Kalvex")},
-            {TX350CustomResourceMatchDeviceModelKey, QStringLiteral("TX350")},
-        };
-        // A capture time no calendar date can show is left out rather than written as an empty date.
-        if (date.isValid())
-            matchEntry.insert(TX350CustomResourceMatchDateKey, date);
-        else
-            VL_LOG("Match %@: capture time %@ is not a date; exported without one", colorId, since1970);
-        insertIfPresent(matchEntry, TX350CustomResourceMatchColorObjectIDKey,
-                        fandeckColor->attributeForKey(HBColorUniqueIdentifierAttributeKey));
-        if (!audioFileName.isEmpty())
-            matchEntry.insert(TX350CustomResourceMatchAudioSourceURIKey, QStringLiteral("Audio/") + audioFileName);
-        insertIfPresent(matchEntry, TX350CustomResourceMatchTextKey, textTag);
-        if (m_device)
-            matchEntry.insert(TX350CustomResourceMatchDeviceSerialNumberKey, m_device->serialNumber());
-        resource->addMatch(matchEntry);
+        if (!entry.date.isValid())
+            VL_LOG("Match %@: capture time %@ is not a date; exported without one", colorId, entry.since1970);
+        resource->addMatch(entry.exportEntry(fandeckID, fandeckColor->attributeForKey(HBColorUniqueIdentifierAttributeKey),
+                                             m_device ? m_device->serialNumber() : QString()));
 
         document->addColor(color);
-        records << matchRecord(*fandeck, *fandeckColor, *representation, textTag, date, audioFileName, deviceFileID);
+        records << matchRecord(*fandeck, *fandeckColor, *representation, entry.textTag, entry.date,
+                               entry.audioFileName, deviceFileID);
         ++exported;
     }
     document->addCustomResource(resource);
