@@ -3,15 +3,15 @@
 #include "HBColorDocument.h"
 
 #include <QFile>
-#include <QMutexLocker>
-#include <QPromise>
 #include <QSet>
-#include <QtConcurrentMap>
-#include <QtConcurrentRun>
+#include <QThread>
 
 #include <sys/stat.h>
 
+#include <algorithm>
+#include <thread>
 #include <utility>
+#include <vector>
 
 VLFandeckDocumentCache::FileIdentity VLFandeckDocumentCache::identityOfFile(const QString &path)
 {
@@ -31,7 +31,7 @@ QSharedPointer<HBColorDocument> VLFandeckDocumentCache::current(const QString &p
 {
     if (identity.size < 0)
         return {};
-    QMutexLocker locker(&m_lock);
+    std::lock_guard locker(m_lock);
     const auto held = m_documents.constFind(path);
     return held != m_documents.constEnd() && held->identity == identity ? held->document : nullptr;
 }
@@ -41,44 +41,55 @@ void VLFandeckDocumentCache::prefetch(const QStringList &paths)
     stopPrefetch();
     // Parsed as a load parses them, so that the load reads exactly what it would have read; it only
     // no longer waits for the parse.
-    const auto parse = [this, paths](QPromise<void> &promise) {
-        for (const QString &path : paths) {
-            if (promise.isCanceled())
-                return;
-            const FileIdentity identity = identityOfFile(path);
-            if (current(path, identity))
-                continue;
-            const QSharedPointer<HBColorDocument> document = HBColorDocument::initWithFile(path, nullptr, nullptr);
-            if (!document)
-                continue;
-            QMutexLocker locker(&m_lock);
-            m_documents.insert(path, {identity, document});
-        }
-    };
-    QMutexLocker locker(&m_lock);
-    m_prefetch = QtConcurrent::run(parse);
+    auto cancelled = std::make_shared<std::atomic<bool>>(false);
+    std::lock_guard locker(m_lock);
+    m_prefetchCancelled = cancelled;
+    m_prefetch = std::async(std::launch::async, [this, paths, cancelled] {
+                     for (const QString &path : paths) {
+                         if (*cancelled)
+                             return;
+                         const FileIdentity identity = identityOfFile(path);
+                         if (current(path, identity))
+                             continue;
+                         const QSharedPointer<HBColorDocument> document =
+                             HBColorDocument::initWithFile(path, nullptr, nullptr);
+                         if (!document)
+                             continue;
+                         std::lock_guard parsed(m_lock);
+                         m_documents.insert(path, {identity, document});
+                     }
+                 }).share();
 }
 
 void VLFandeckDocumentCache::stopPrefetch()
 {
-    QFuture<void> running;
+    std::shared_future<void> running;
     {
-        QMutexLocker locker(&m_lock);
-        running = std::exchange(m_prefetch, QFuture<void>());
+        std::lock_guard locker(m_lock);
+        if (m_prefetchCancelled)
+            *m_prefetchCancelled = true;
+        m_prefetchCancelled.reset();
+        running = std::exchange(m_prefetch, {});
     }
-    running.cancel();
-    running.waitForFinished();
+    if (running.valid())
+        running.wait();
+}
+
+void VLFandeckDocumentCache::waitForPrefetch()
+{
+    std::shared_future<void> prefetching;
+    {
+        std::lock_guard locker(m_lock);
+        prefetching = m_prefetch;
+    }
+    if (prefetching.valid())
+        prefetching.wait();
 }
 
 QList<VLFandeckDocumentCache::Loaded> VLFandeckDocumentCache::load(const QStringList &paths,
                                                                    const std::atomic<bool> &stop)
 {
-    QFuture<void> prefetching;
-    {
-        QMutexLocker locker(&m_lock);
-        prefetching = m_prefetch;
-    }
-    prefetching.waitForFinished();
+    waitForPrefetch();
 
     struct Opening
     {
@@ -91,24 +102,35 @@ QList<VLFandeckDocumentCache::Loaded> VLFandeckDocumentCache::load(const QString
         openings[i].path = paths.at(i);
     QHash<QString, Entry> before;
     {
-        QMutexLocker locker(&m_lock);
+        std::lock_guard locker(m_lock);
         before = m_documents;
     }
-    QtConcurrent::blockingMap(openings, [this, &stop](Opening &opening) {
-        if (opening.path.isEmpty() || stop)
-            return;
-        opening.identity = identityOfFile(opening.path);
-        opening.loaded.document = current(opening.path, opening.identity);
-        if (!opening.loaded.document)
-            opening.loaded.document = HBColorDocument::initWithFile(opening.path, nullptr, &opening.loaded.error);
-    });
+    std::atomic<qsizetype> next{0};
+    const auto open = [&] {
+        for (qsizetype i = next++; i < openings.size() && !stop; i = next++) {
+            Opening &opening = openings[i];
+            if (opening.path.isEmpty())
+                continue;
+            opening.identity = identityOfFile(opening.path);
+            opening.loaded.document = current(opening.path, opening.identity);
+            if (!opening.loaded.document)
+                opening.loaded.document = HBColorDocument::initWithFile(opening.path, nullptr, &opening.loaded.error);
+        }
+    };
+    std::vector<std::thread> helpers;
+    const qsizetype helperCount = std::min<qsizetype>(QThread::idealThreadCount(), openings.size()) - 1;
+    for (qsizetype i = 0; i < helperCount; ++i)
+        helpers.emplace_back(open);
+    open();
+    for (std::thread &helper : helpers)
+        helper.join();
 
     // What this load answered becomes current; what it held before and no longer answers (a file
     // gone, changed into something unreadable, or no longer installed) is let go.
     QList<Loaded> loaded;
     loaded.reserve(openings.size());
     QSet<QString> answered;
-    QMutexLocker locker(&m_lock);
+    std::lock_guard locker(m_lock);
     for (const Opening &opening : std::as_const(openings)) {
         if (opening.loaded.document) {
             m_documents.insert(opening.path, {opening.identity, opening.loaded.document});
@@ -125,6 +147,6 @@ QList<VLFandeckDocumentCache::Loaded> VLFandeckDocumentCache::load(const QString
 
 void VLFandeckDocumentCache::clear()
 {
-    QMutexLocker locker(&m_lock);
+    std::lock_guard locker(m_lock);
     m_documents.clear();
 }

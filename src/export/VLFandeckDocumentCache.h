@@ -2,21 +2,25 @@
 
 #include "VLError.h"
 
-#include <QFuture>
 #include <QHash>
 #include <QList>
-#include <QMutex>
 #include <QSharedPointer>
 #include <QStringList>
 
 #include <atomic>
+#include <future>
+#include <memory>
+#include <mutex>
 
 class HBColorDocument;
 
 // The fandeck documents parsed from the installed payloads, by path, each with the identity of the
 // file it was read from. Parsing is nearly all of an export's time, so a document is handed out
 // again for as long as its file keeps that identity, whoever parsed it: the prefetch during a sync
-// or an earlier load. Every member may be called from any thread; work runs on Qt's thread pool.
+// or an earlier load. Every member may be called from any thread. The threads are the standard
+// library's, not Qt's pool and futures: a program may end while an export still loads (the command
+// line does not wait for it), and Qt's pool and futures cannot be used once the program's exit
+// handlers have run, where plain threads and locks can.
 class VLFandeckDocumentCache
 {
 public:
@@ -46,6 +50,8 @@ public:
     void prefetch(const QStringList &paths);
     // Stops the prefetch at its next document and waits for it; what it parsed stays.
     void stopPrefetch();
+    // Returns once the prefetch, if any, has parsed every file.
+    void waitForPrefetch();
     // The document of every path, in order, the files parsed side by side; an empty path is left
     // out (a null document without error). A running prefetch is waited for first: parsing the same
     // file twice would be slower. Once `stop` is set, the files not yet begun are not parsed.
@@ -63,7 +69,8 @@ private:
     // The held document of `path` if its file is still `identity`.
     QSharedPointer<HBColorDocument> current(const QString &path, const FileIdentity &identity);
 
-    QMutex m_lock; // guards the two below
+    std::mutex m_lock; // guards the three below
     QHash<QString, Entry> m_documents;
-    QFuture<void> m_prefetch;
+    std::shared_future<void> m_prefetch; // ready once the prefetch has ended
+    std::shared_ptr<std::atomic<bool>> m_prefetchCancelled;
 };

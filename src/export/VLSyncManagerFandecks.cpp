@@ -17,7 +17,6 @@
 #include <QMutexLocker>
 #include <QScopeGuard>
 #include <QThread>
-#include <QThreadPool>
 
 namespace {
 
@@ -77,6 +76,14 @@ VLMatchRecord matchRecord(const HBColorDocument &fandeck, const HBColor &fandeck
     return record;
 }
 
+// Where a fandeck record's document is installed; a null string when its SKU is no plain name.
+QString payloadPath(const QString &fandecksFolder, const VLSyncFileInfoPtr &record)
+{
+    return vlIsPlainPathComponent(record->SKU())
+               ? fandecksFolder + QLatin1Char('/') + record->SKU() + QStringLiteral("/payload.cxf")
+               : QString();
+}
+
 } // namespace
 
 void VLSyncManager::prefetchFandecksForExport()
@@ -89,8 +96,8 @@ void VLSyncManager::prefetchFandecksForExport()
     QStringList paths;
     const QString fandecksFolder = pathForGlobalFandecksFolder();
     for (const VLSyncFileInfoPtr &record : m_syncInfo->localFandecks()) {
-        if (vlIsPlainPathComponent(record->SKU()))
-            paths << fandecksFolder + QLatin1Char('/') + record->SKU() + QStringLiteral("/payload.cxf");
+        if (const QString path = payloadPath(fandecksFolder, record); !path.isNull())
+            paths << path;
     }
     m_fandeckDocuments.prefetch(paths);
 }
@@ -134,11 +141,8 @@ void VLSyncManager::loadFandecksIntoMemoryWithDecks(const VLSyncFileList &decks,
     // and the map read as if they had been opened one after another.
     const QString fandecksFolder = pathForGlobalFandecksFolder();
     QStringList paths;
-    for (const VLSyncFileInfoPtr &record : decks) {
-        paths << (vlIsPlainPathComponent(record->SKU())
-                      ? fandecksFolder + QLatin1Char('/') + record->SKU() + QStringLiteral("/payload.cxf")
-                      : QString());
-    }
+    for (const VLSyncFileInfoPtr &record : decks)
+        paths << payloadPath(fandecksFolder, record);
     const QList<VLFandeckDocumentCache::Loaded> opened = m_fandeckDocuments.load(paths, m_quitting);
 
     for (qsizetype i = 0; i < decks.size(); ++i) {
@@ -190,7 +194,9 @@ void VLSyncManager::runExportMatchStep()
         return;
     }
     const StepToken step = operationStepToken();
-    QThreadPool::globalInstance()->start([this, matches, step] { loadFandecksThenExportThenRun(matches, step); });
+    QThread *worker = QThread::create([this, matches, step] { loadFandecksThenExportThenRun(matches, step); });
+    connect(worker, &QThread::finished, worker, &QObject::deleteLater);
+    worker->start();
 }
 
 void VLSyncManager::loadFandecksThenExportThenRun(const QList<KDMeasurementPtr> &matches, StepToken step)

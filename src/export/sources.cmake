@@ -15,5 +15,3 @@ target_sources(tintera_sync PRIVATE
 )
 # CGATS is written through Little CMS's IT8 functions.
 target_link_libraries(tintera_sync PRIVATE PkgConfig::LCMS2)
-# Fandeck documents are parsed on Qt's thread pool.
-target_link_libraries(tintera_sync PRIVATE Qt6::Concurrent)
