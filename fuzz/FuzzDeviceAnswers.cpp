@@ -10,7 +10,7 @@
 #include "KXTypes.h"
 #include "TX350CustomResource.h"
 #include "TinteraFuzzTargets.h"
-#include "VLSecondsSince1970.h"
+#include "VLMatchEntry.h"
 #include "VLSyncManager.h"
 
 namespace {
@@ -47,26 +47,19 @@ void walk(KXTypeRef value, int depth)
     }
 }
 
-// The export's reading of each record, written as it writes matches: the measured colour with its
-// attributes, and a match entry with the capture time, the tag and the audio note.
+// Each record read as the sync and the exports read it, and written as the export writes matches:
+// the measured colour with its attributes, and the match entry with the capture time, the tag and
+// the audio note.
 void exportMeasurements(const QVariantList &records)
 {
     HBColorDocument document;
     const QSharedPointer<TX350CustomResource> matches = TX350CustomResource::resource();
     for (const QVariant &record : records) {
-        const KDMeasurementPtr measurement = KDMeasurement::initWithDictionary(record.toMap());
-        const HBColorPtr measured = measurement->measurementColorForColorSpace(KDMeasurementColorSpaceColorInfo);
-        if (!measured)
+        const VLMatchEntry entry = VLMatchEntry::fromMeasurement(KDMeasurement::initWithDictionary(record.toMap()));
+        if (!entry.measured)
             continue;
-        const QDateTime date = vlDateFromSecondsSince1970(measured->attributeForKey(KDMeasurementDateSince1970Key).toDouble());
-        QVariantMap match{{TX350CustomResourceMatchColorFandeckIDKey, QStringLiteral("fd0")},
-                          {TX350CustomResourceMatchTextKey, measured->attributeForKey(KDMeasurementTextTagKey)},
-                          {TX350CustomResourceMatchAudioSourceURIKey,
-                           QStringLiteral("Audio/") + measured->attributeForKey(KDMeasurementAudioFileNameKey).toString()}};
-        if (date.isValid())
-            match.insert(TX350CustomResourceMatchDateKey, date);
-        matches->addMatch(match);
-        document.addColor(measured);
+        matches->addMatch(entry.exportEntry(QStringLiteral("fd0"), QVariant(), QStringLiteral("VL000001")));
+        document.addColor(entry.measured);
     }
     document.addCustomResource(matches);
     VLError error;

@@ -51,14 +51,9 @@ void tinteraFuzzFail(const char *what)
 const TinteraFuzzTarget *tinteraFuzzTargets()
 {
     static const TinteraFuzzTarget targets[] = {
-        {"service-reply", tinteraFuzzServiceReply},
-        {"cxf3-document", tinteraFuzzCxf3Document},
-        {"property-list", tinteraFuzzPropertyList},
-        {"device-frames", tinteraFuzzDeviceFrames},
-        {"device-answers", tinteraFuzzDeviceAnswers},
-        {"device-settings", tinteraFuzzDeviceSettings},
-        {"version-and-date", tinteraFuzzVersionAndDate},
-        {"resume-package", tinteraFuzzResumePackage},
+#define TINTERA_FUZZ_TARGET(name, function) {name, function},
+#include "TinteraFuzzTargetList.h"
+#undef TINTERA_FUZZ_TARGET
         {nullptr, nullptr},
     };
     return targets;

@@ -8,14 +8,10 @@
 // returns 0; a broken invariant stops the process (tinteraFuzzFail), so that libFuzzer keeps the
 // input. The same functions run under libFuzzer (make fuzz) and in tintera-fuzz-replay, which
 // `make test` runs over the regression corpus in fuzz/regressions/<target name>/.
-int tinteraFuzzServiceReply(const uint8_t *data, size_t size);
-int tinteraFuzzCxf3Document(const uint8_t *data, size_t size);
-int tinteraFuzzPropertyList(const uint8_t *data, size_t size);
-int tinteraFuzzDeviceFrames(const uint8_t *data, size_t size);
-int tinteraFuzzDeviceAnswers(const uint8_t *data, size_t size);
-int tinteraFuzzDeviceSettings(const uint8_t *data, size_t size);
-int tinteraFuzzVersionAndDate(const uint8_t *data, size_t size);
-int tinteraFuzzResumePackage(const uint8_t *data, size_t size);
+// The targets are listed in fuzz/targets.txt, which the build turns into TinteraFuzzTargetList.h.
+#define TINTERA_FUZZ_TARGET(name, function) int function(const uint8_t *data, size_t size);
+#include "TinteraFuzzTargetList.h"
+#undef TINTERA_FUZZ_TARGET
 
 struct TinteraFuzzTarget
 {
@@ -23,6 +19,6 @@ struct TinteraFuzzTarget
     int (*function)(const uint8_t *data, size_t size);
 };
 
-// Every target, in a fixed order; null-terminated.
+// Every target, in the order of fuzz/targets.txt; null-terminated.
 const TinteraFuzzTarget *tinteraFuzzTargets();
 const TinteraFuzzTarget *tinteraFuzzTargetNamed(const char *name);

@@ -20,8 +20,8 @@ import time
 import urllib.request
 from pathlib import Path
 
-TARGETS = ["service-reply", "cxf3-document", "property-list", "device-frames", "device-answers",
-           "device-settings", "version-and-date", "resume-package"]
+TARGETS = [line.split()[0] for line in (Path(__file__).parent / "targets.txt").read_text().splitlines()
+           if line[:1].isalpha()]
 
 
 class Seeds:

@@ -15,8 +15,7 @@ seconds="$3"
 shift 3
 targets=("$@")
 if [ ${#targets[@]} -eq 0 ]; then
-  targets=(service-reply cxf3-document property-list device-frames device-answers device-settings version-and-date
-           resume-package)
+  mapfile -t targets < <(awk '/^[a-z]/ {print $1}' "$root/fuzz/targets.txt")
 fi
 
 seeds="$fuzz_build/seeds"

@@ -1,7 +1,7 @@
 #include "VLUploadFileWindowController.h"
 
-#include "KDCommand.h"
 #include "VLAlertPresenter.h"
+#include "VLDeviceVocabulary.h"
 #include "VLSyncFileInfo.h"
 #include "VLSyncManager.h"
 #include "VLSyncWindow.h"
@@ -67,8 +67,7 @@ QVariantMap VLUploadFileWindowController::uploadArguments() const
 void VLUploadFileWindowController::upload()
 {
     const QUrl fileURL = QUrl::fromLocalFile(m_ui->filenameField->text());
-    const KDCommandPtr command =
-        KDCommand::initWithNameArgumentsDataURL(QStringLiteral("Upload"), uploadArguments(), fileURL);
+    const KDCommandPtr command = VLDeviceVocabulary::uploadCommand(uploadArguments(), fileURL);
     const KDDevicePtr device = m_syncManager ? m_syncManager->device() : KDDevicePtr();
     if (!device)
         return; // nobody to send to: the command goes nowhere and no answer comes
@@ -86,7 +85,7 @@ void VLUploadFileWindowController::didUploadToDeviceResponse(const KDDevicePtr &
         if (!device)
             return; // nobody to reboot: no answer comes, so no completion either
         const QPointer<VLUploadFileWindowController> weakSelf(this);
-        device->sendCommand(KDCommand::initWithName(QStringLiteral("Reboot")),
+        device->sendCommand(VLDeviceVocabulary::command(VLDeviceVocabulary::Command::Reboot),
                             [weakSelf, device](const KDCommandResponsePtr &response) {
                                 if (weakSelf)
                                     weakSelf->didRebootDeviceResponse(device, response);

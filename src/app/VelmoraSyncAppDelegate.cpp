@@ -1,12 +1,12 @@
 #include "VelmoraSyncAppDelegate.h"
 
-#include "KDCommand.h"
 #include "KDDeviceObserver.h"
 #include "TMAnalytics.h"
 #include "TSLogger.h"
 #include "VLAlertPresenter.h"
 #include "VLApplication.h"
 #include "VLApplicationInfo.h"
+#include "VLDeviceVocabulary.h"
 #include "VLDebugWindowController.h"
 #include "VLErrorWindowController.h"
 #include "VLFormat.h"
@@ -730,7 +730,7 @@ void VelmoraSyncAppDelegate::cleanDevice()
     if (!canSyncNow())
         return;
     const QPointer<VelmoraSyncAppDelegate> weakSelf(this);
-    m_velmoraDevice->sendCommand(KDCommand::initWithName(QStringLiteral("HiddenClean")),
+    m_velmoraDevice->sendCommand(VLDeviceVocabulary::command(VLDeviceVocabulary::Command::HiddenClean),
                                  [weakSelf](const KDCommandResponsePtr &response) {
                                      if (weakSelf)
                                          weakSelf->receivedCleanEndForDeviceDidReceiveResponse(weakSelf->m_velmoraDevice,
@@ -746,10 +746,12 @@ void VelmoraSyncAppDelegate::receivedCleanEndForDeviceDidReceiveResponse(const K
     if (!device)
         return;
     const QPointer<VelmoraSyncAppDelegate> weakSelf(this);
-    device->sendCommand(KDCommand::initWithName(QStringLiteral("Reboot")), [weakSelf, response](const KDCommandResponsePtr &) {
-        if (weakSelf)
-            weakSelf->receivedRebootEndForCleanDeviceForDeviceDidReceiveResponse(weakSelf->m_velmoraDevice, response);
-    });
+    device->sendCommand(VLDeviceVocabulary::command(VLDeviceVocabulary::Command::Reboot),
+                        [weakSelf, response](const KDCommandResponsePtr &) {
+                            if (weakSelf)
+                                weakSelf->receivedRebootEndForCleanDeviceForDeviceDidReceiveResponse(
+                                    weakSelf->m_velmoraDevice, response);
+                        });
 }
 
 void VelmoraSyncAppDelegate::receivedRebootEndForCleanDeviceForDeviceDidReceiveResponse(const KDDevicePtr &,

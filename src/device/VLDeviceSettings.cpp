@@ -3,7 +3,7 @@
 #include "HBXml.h"
 #include "VLQuietXmlErrors.h"
 
-#include "KDCommandArgumentForKey.h"
+#include "VLDeviceVocabulary.h"
 
 #include <libxml/parser.h>
 #include <libxml/xpath.h>
@@ -75,17 +75,12 @@ VLDeviceSettings VLDeviceSettings::fromXml(const QByteArray &xml)
 
 KDCommandPtr VLDeviceSettings::deltaECommand() const
 {
-    const KDCommandPtr deltaE = KDCommand::initWithName(QStringLiteral("SetDeltaE"));
-    const QList<std::pair<QString, QString>> arguments{
-        {QStringLiteral("MatchPerformanceTolerance"), matchPerformanceTolerance},
-        {QStringLiteral("PriorityFandeckOffset"), priorityFandeckOffset},
-        {QStringLiteral("DEWeightFactorL"), weightL},
-        {QStringLiteral("DEWeightFactorC"), weightC},
-        {QStringLiteral("DEWeightFactorH"), weightH},
-    };
-    for (const auto &[key, value] : arguments) {
-        if (!value.isNull())
-            KDCommandArgumentForKey::setArgumentForKey(deltaE, value, key);
-    }
-    return deltaE;
+    using namespace VLDeviceVocabulary::Argument;
+    return VLDeviceVocabulary::deltaECommand({
+        {MatchPerformanceTolerance, matchPerformanceTolerance},
+        {PriorityFandeckOffset, priorityFandeckOffset},
+        {DEWeightFactorL, weightL},
+        {DEWeightFactorC, weightC},
+        {DEWeightFactorH, weightH},
+    });
 }

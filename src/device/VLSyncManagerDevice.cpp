@@ -1,6 +1,8 @@
 #include "VLSyncManager.h"
 
 #include "KDCommandArgumentForKey.h"
+#include "VLAudioNotes.h"
+#include "VLDeviceVocabulary.h"
 #include "KXTypes.h"
 #include "KDType.h"
 
@@ -11,31 +13,26 @@
 #include "VLSyncInfo.h"
 #include "VLSyncManagerDeviceRelay.h"
 
-#include <QDate>
 #include <QFile>
-#include <QFileInfo>
 #include <QPointer>
-#include <QSaveFile>
-#include <QTime>
 
 #include <limits>
 
 using namespace KDCommandArgumentForKey;
+using namespace VLDeviceVocabulary;
 
 namespace {
 
-const QString kColorInfo = QStringLiteral("ColorInfo");
-
-QString argument(const KDCommandPtr &command, const char *key)
+QString argument(const KDCommandPtr &command, const QString &key)
 {
-    return command ? argumentForKey(command, QString::fromLatin1(key)) : QString();
+    return command ? argumentForKey(command, key) : QString();
 }
 
 } // namespace
 
 void VLSyncManager::sendDeviceCommand(const QString &name, ResponseMethod method)
 {
-    sendDeviceCommand(KDCommand::initWithName(name), method);
+    sendDeviceCommand(VLDeviceVocabulary::command(name), method);
 }
 
 void VLSyncManager::sendDeviceCommand(const KDCommandPtr &command, ResponseMethod method)
@@ -90,8 +87,7 @@ void VLSyncManager::beginSyncDidReceiveResponse(const KDDevicePtr &, const KDCom
         reportResponseError(response, false);
     QFile image(QStringLiteral(":/syncscreen.bmp"));
     image.open(QIODevice::ReadOnly);
-    sendDeviceCommand(KDCommand::initWithNameData(QStringLiteral("SetSyncImage"), image.readAll()),
-                      &VLSyncManager::syncImageDidReceiveResponse);
+    sendDeviceCommand(syncImageCommand(image.readAll()), &VLSyncManager::syncImageDidReceiveResponse);
 }
 
 void VLSyncManager::syncImageDidReceiveResponse(const KDDevicePtr &, const KDCommandResponsePtr &response)
@@ -186,34 +182,19 @@ void VLSyncManager::receivedMeasurementsForDeviceDidReceiveResponse(const KDDevi
     }
     m_run->latestMatches = response->measurements();
 
-    const QString audioFolder = pathForGlobalAutoSyncMatchesAudioFolder();
-    QStringList missing;
-    for (const KDMeasurementPtr &measurement : std::as_const(m_run->latestMatches)) {
-        const HBColorPtr color = measurement ? measurement->measurementColorForColorSpace(kColorInfo) : HBColorPtr();
-        if (!color)
-            continue;
-        const QString name = color->attributeForKey(QStringLiteral("AudioFileName")).toString();
-        if (name.isEmpty())
-            continue;
-        // A name that is not one plain file name would write outside the audio folder.
-        if (!vlIsPlainPathComponent(name)) {
-            syncDidReceiveErrorRunNextStep(
-                VLError(QStringLiteral("SyncManager"), 3, vlFormat(tr("Refused audio note name '%@'"), name)), false);
-            continue;
-        }
-        if (!QFileInfo::exists(audioFolder + QLatin1Char('/') + name))
-            missing.append(name);
+    // Every note a match names and the computer lacks, as often as it is named.
+    const VLAudioNotes notes = VLAudioNotes::ofMatches(m_run->latestMatches, pathForGlobalAutoSyncMatchesAudioFolder());
+    for (const QString &name : notes.refused) {
+        syncDidReceiveErrorRunNextStep(
+            VLError(QStringLiteral("SyncManager"), 3, vlFormat(tr("Refused audio note name '%@'"), name)), false);
     }
-    if (missing.isEmpty() || !m_commandManager) {
+    if (notes.missing.isEmpty() || !m_commandManager) {
         runNextSyncStep();
         return;
     }
     QList<KDCommandPtr> downloads;
-    for (const QString &name : std::as_const(missing)) {
-        const KDCommandPtr download = KDCommand::initWithName(QStringLiteral("Download"));
-        setArgumentForKey(download, name, QStringLiteral("filename"));
-        downloads.append(download);
-    }
+    for (const QString &name : notes.missing)
+        downloads.append(downloadCommand(name));
     startCommandQueue(downloads);
 }
 
@@ -221,17 +202,7 @@ void VLSyncManager::updateDeviceClock()
 {
     VL_LOG("[VLSyncManager updateDeviceClock]");
     setStatusMessage(tr("Updating clock on device..."));
-    const QDateTime now = QDateTime::currentDateTime();
-    const QDate date = now.date();
-    const QTime time = now.time();
-    const KDCommandPtr command = KDCommand::initWithName(QStringLiteral("SetClock"));
-    setArgumentForKey(command, vlFormat("%ld", date.year()), QStringLiteral("Year"));
-    setArgumentForKey(command, vlFormat("%ld", date.month()), QStringLiteral("Month"));
-    setArgumentForKey(command, vlFormat("%ld", date.day()), QStringLiteral("Day"));
-    setArgumentForKey(command, vlFormat("%ld", time.hour()), QStringLiteral("Hour"));
-    setArgumentForKey(command, vlFormat("%ld", time.minute()), QStringLiteral("Minute"));
-    setArgumentForKey(command, vlFormat("%ld", time.second()), QStringLiteral("Second"));
-    sendDeviceCommand(command, &VLSyncManager::clockWasSetForDeviceResponse);
+    sendDeviceCommand(clockCommand(QDateTime::currentDateTime()), &VLSyncManager::clockWasSetForDeviceResponse);
 }
 
 // ---- command queue delegate ----
@@ -258,16 +229,16 @@ void VLSyncManagerDeviceRelay::commandManagerDidCompleteAllCommands(VLDeviceComm
 void VLSyncManager::commandManagerWillSendCommand(VLDeviceCommandManager *, const KDCommandPtr &command)
 {
     const QString name = command->name();
-    if (name == QLatin1String("Download")) {
-        setStatusMessage(vlFormat(tr("Downloading %@ from device..."), argument(command, "filename")));
-    } else if (name == QLatin1String("DeleteFile")) {
-        setStatusMessage(vlFormat(tr("Deleting %@ from device..."), argument(command, "Description")));
-    } else if (name == QLatin1String("Upload")) {
-        const QString version = argument(command, "VersionString");
-        setStatusMessage(vlFormat(tr("Uploading %@ (%@) to device..."), argument(command, "Description"),
+    if (name == Command::Download) {
+        setStatusMessage(vlFormat(tr("Downloading %@ from device..."), argument(command, Argument::Filename)));
+    } else if (name == Command::DeleteFile) {
+        setStatusMessage(vlFormat(tr("Deleting %@ from device..."), argument(command, Argument::Description)));
+    } else if (name == Command::Upload) {
+        const QString version = argument(command, Argument::VersionString);
+        setStatusMessage(vlFormat(tr("Uploading %@ (%@) to device..."), argument(command, Argument::Description),
                                   version.isNull() ? QStringLiteral("0") : version));
-    } else if (name == QLatin1String("EnableFandeck")) {
-        setStatusMessage(vlFormat(tr("Enabling %@ on device..."), argument(command, "Description")));
+    } else if (name == Command::EnableFandeck) {
+        setStatusMessage(vlFormat(tr("Enabling %@ on device..."), argument(command, Argument::Description)));
     }
 }
 
@@ -281,39 +252,29 @@ void VLSyncManager::commandManagerDidReceiveResponse(VLDeviceCommandManager *, c
     }
     const KDCommandPtr command = response->command();
     const QString name = command ? command->name() : QString();
-    if (name == QLatin1String("Download")) {
-        const QByteArray data = response->data();
-        const QString filename = argument(command, "filename");
-        if (data.isNull() || filename.isNull() || !vlIsPlainPathComponent(filename))
-            return;
-        const QString path = pathForGlobalAutoSyncMatchesAudioFolder() + QLatin1Char('/') + filename;
-        QFile::remove(path);
-        QSaveFile file(path);
-        if (!file.open(QIODevice::WriteOnly) || !file.setPermissions(kVLPrivateFilePermissions)
-            || file.write(data) != data.size() || !file.commit()) {
-            syncDidReceiveErrorRunNextStep(
-                VLError(QStringLiteral("SyncManager"), 4, vlFormat(tr("Cannot write %@: %@"), path, file.errorString())),
-                false);
-        }
-    } else if (name == QLatin1String("DeleteFile")) {
+    if (name == Command::Download) {
+        VLError error;
+        if (!VLAudioNotes::keepDownloadedNote(response, pathForGlobalAutoSyncMatchesAudioFolder(), &error))
+            syncDidReceiveErrorRunNextStep(error, false);
+    } else if (name == Command::DeleteFile) {
         m_run->needsRebootAfterSync = true;
         if (m_syncInfo)
-            m_syncInfo->removeDeviceFandeckWithFandeckID(argument(command, "FileID"));
-    } else if (name == QLatin1String("Upload")) {
+            m_syncInfo->removeDeviceFandeckWithFandeckID(argument(command, Argument::FileID));
+    } else if (name == Command::Upload) {
         m_run->needsRebootAfterSync = true;
-        const VLSyncFileInfoPtr local = m_syncInfo ? m_syncInfo->localFandeckWithFandeckID(argument(command, "FileID"))
+        const VLSyncFileInfoPtr local = m_syncInfo ? m_syncInfo->localFandeckWithFandeckID(argument(command, Argument::FileID))
                                                    : VLSyncFileInfoPtr();
         if (local)
             m_syncInfo->replaceDeviceFile(local);
         if (VLSyncRunReport *report = reportOfRunUnderWay())
             report->installed.append(local ? vlSyncRunReportFile(local) : uploadedFileOfCommand(command));
-    } else if (name == QLatin1String("EnableFandeck")) {
-        const QString deviceFileID = argument(command, "DeviceFileID");
+    } else if (name == Command::EnableFandeck) {
+        const QString deviceFileID = argument(command, Argument::DeviceFileID);
         const VLSyncFileInfoPtr enabled = m_syncInfo ? m_syncInfo->deviceFileWithDeviceFileID(deviceFileID) : nullptr;
         if (VLSyncRunReport *report = reportOfRunUnderWay())
             report->fandecksEnabled.append(enabled ? vlSyncRunReportFile(enabled)
                                                    : VLSyncRunReport::File{QStringLiteral("Fandeck"), {}, {},
-                                                                           argument(command, "Description"), {}});
+                                                                           argument(command, Argument::Description), {}});
     }
 }
 
@@ -333,21 +294,7 @@ void VLSyncManager::commandManagerDidCompleteAllCommands(VLDeviceCommandManager 
 
 KDCommandPtr VLSyncManager::uploadCommandForFile(const VLSyncFileInfoPtr &file, const QString &payloadPath) const
 {
-    const KDCommandPtr upload = KDCommand::initWithName(QStringLiteral("Upload"));
-    setDataFromFilename(upload, payloadPath);
-    const QList<std::pair<QString, QString>> arguments{
-        {QStringLiteral("FileType"), file->fileType()},   {QStringLiteral("FileID"), file->fileID()},
-        {QStringLiteral("SKU"), file->SKU()},             {QStringLiteral("Description"), file->fileDescription()},
-        {QStringLiteral("VersionString"), file->versionString()},
-    };
-    for (const auto &[key, value] : arguments) {
-        if (!value.isNull())
-            setArgumentForKey(upload, value, key);
-    }
-    setArgumentForKey(upload, vlFormat("%ld", file->byteLength()), QStringLiteral("ByteLength"));
-    if (file->fileURL().isValid())
-        setArgumentForKey(upload, file->fileURL().toString(QUrl::FullyEncoded), QStringLiteral("FileURL"));
-    return upload;
+    return VLDeviceVocabulary::uploadCommand(file, payloadPath);
 }
 
 void VLSyncManager::updateDeviceFandecks()
@@ -408,12 +355,7 @@ void VLSyncManager::updateDeviceFandecks()
     }
     QList<KDCommandPtr> commands;
     for (const VLSyncFileInfoPtr &doomed : std::as_const(remove)) {
-        const KDCommandPtr deleteFile = KDCommand::initWithName(QStringLiteral("DeleteFile"));
-        setArgumentForKey(deleteFile, doomed->fileID(), QStringLiteral("FileID"));
-        setArgumentForKey(deleteFile, doomed->deviceFileID(), QStringLiteral("DeviceFileID"));
-        if (!doomed->fileDescription().isNull())
-            setArgumentForKey(deleteFile, doomed->fileDescription(), QStringLiteral("Description"));
-        commands.append(deleteFile);
+        commands.append(deleteFileCommand(doomed));
     }
     m_run->fandecksToEnableAfterReboot.clear();
     const QString fandecksFolder = pathForGlobalFandecksFolder();
@@ -468,11 +410,7 @@ void VLSyncManager::enableAllDeviceFandecks()
     }
     QList<KDCommandPtr> commands;
     for (const VLSyncFileInfoPtr &fandeck : std::as_const(found)) {
-        const KDCommandPtr enable = KDCommand::initWithName(QStringLiteral("EnableFandeck"));
-        setArgumentForKey(enable, fandeck->deviceFileID(), QStringLiteral("DeviceFileID"));
-        if (!fandeck->fileDescription().isNull())
-            setArgumentForKey(enable, fandeck->fileDescription(), QStringLiteral("Description"));
-        commands.append(enable);
+        commands.append(enableFandeckCommand(fandeck));
     }
     startCommandQueue(commands);
 }

@@ -5,6 +5,7 @@
 #include "TSLogger.h"
 #include "VLApplicationInfo.h"
 #include "VLDeviceSettings.h"
+#include "VLDeviceVocabulary.h"
 #include "VLPathComponent.h"
 #include "VLPrivateFolder.h"
 #include "VLSyncInfo.h"
@@ -315,7 +316,7 @@ void VLSyncManager::installDeviceFileForDeviceDidReceiveResponse(const KDDeviceP
                                                                   const KDCommandResponsePtr &response)
 {
     const VLSyncFileInfoPtr local =
-        m_syncInfo ? m_syncInfo->localFileWithFileID(argumentForKey(response->command(), QStringLiteral("FileID")))
+        m_syncInfo ? m_syncInfo->localFileWithFileID(argumentForKey(response->command(), VLDeviceVocabulary::Argument::FileID))
                    : nullptr;
     if (!response->error().isNull()) {
         VL_LOG("installDeviceFileForDevice error");
@@ -338,7 +339,7 @@ void VLSyncManager::installDeviceFileForDeviceDidReceiveResponse(const KDDeviceP
         m_run->needsRebootAfterSync = true;
     } else if (local->needsRebootAfterInstall()) {
         setStatusMessage(tr("Waiting for device..."));
-        sendDeviceCommand(QStringLiteral("Reboot"), &VLSyncManager::receivedRebootDidReceiveResponse);
+        sendDeviceCommand(VLDeviceVocabulary::Command::Reboot, &VLSyncManager::receivedRebootDidReceiveResponse);
     } else if (local->fileType() == VLSyncSessionFileTypeDeviceSettings) {
         installDeviceSettingsFile(local);
     } else {
@@ -423,9 +424,8 @@ void VLSyncManager::deviceSettingsWereSetForDeviceResponse(const KDDevicePtr &, 
     }
     if (!m_run->storedDeviceFileIDToSetAsPrefered.isEmpty() && m_syncInfo
         && m_syncInfo->deviceFileWithDeviceFileID(m_run->storedDeviceFileIDToSetAsPrefered)) {
-        const KDCommandPtr preferred = KDCommand::initWithName(QStringLiteral("SetPreferredFandeck"));
-        setArgumentForKey(preferred, m_run->storedDeviceFileIDToSetAsPrefered, QStringLiteral("DeviceFileID"));
-        sendDeviceCommand(preferred, &VLSyncManager::preferedFandeckWasSetForDeviceResponse);
+        sendDeviceCommand(VLDeviceVocabulary::preferredFandeckCommand(m_run->storedDeviceFileIDToSetAsPrefered),
+                          &VLSyncManager::preferedFandeckWasSetForDeviceResponse);
     } else {
         m_run->storedDeviceFileIDToSetAsPrefered.clear();
         recordAppliedDeviceSettings(true);

@@ -5,6 +5,7 @@
 #include "VLPathComponent.h"
 #include "VLPropertyList.h"
 #include "VLDeviceCommandManager.h"
+#include "VLFandeckDocumentCache.h"
 #include "VLMatchExportFormat.h"
 #include "VLSyncInfo.h"
 #include "VLSyncManagerDeviceRelay.h"
@@ -98,6 +99,7 @@ VLSyncManager::VLSyncManager(const QString &serialNumber, const KDDevicePtr &dev
     , m_serviceRelay(std::make_unique<VLSyncManagerServiceRelay>(*this))
     , m_deviceRelay(std::make_unique<VLSyncManagerDeviceRelay>(*this))
 {
+    m_fandeckDocuments = std::make_unique<VLFandeckDocumentCache>();
     // Managers live as long as the process, and a program that quits in the middle of a run does
     // not end the run: a fandeck parse still going on a worker must not outlive the event loop.
     if (QCoreApplication *application = QCoreApplication::instance())

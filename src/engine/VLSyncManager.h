@@ -25,16 +25,15 @@
 #include <QPointer>
 #include <QSharedPointer>
 #include <QVariantMap>
+#include <QWaitCondition>
 
 #include <atomic>
-#include <condition_variable>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
-#include <thread>
 
 class HBColorDocument;
+class VLFandeckDocumentCache;
 class VLDeviceCommandManager;
 struct VLDeviceSettings;
 struct VLMatchRecord;
@@ -342,27 +341,13 @@ private:
     QList<QSharedPointer<HBColorDocument>> m_memoryFandecks;
     QHash<QString, QSharedPointer<HBColorDocument>> m_deviceFileIDToMemoryFandeckMap;
     QMutex m_memoryFandecksLock; // held by an export from loading the fandecks until it has used them
-    // The file each loaded document was read from, as it was then: a file unchanged since is not
-    // parsed again by the next load.
-    struct LoadedFandeckSource
-    {
-        qint64 size = -1;
-        qint64 modified = 0; // nanoseconds since 1970
-        quint64 inode = 0;
-        QSharedPointer<HBColorDocument> document;
-    };
-    QHash<QString, LoadedFandeckSource> m_loadedFandeckSources;
-    // Fandecks parsed on a worker while the device is updated, for the export step that follows.
-    // The worker is joined when the run ends, so it never outlives the run (nor the process's
-    // libraries at exit) however the run ends.
-    struct FandeckPrefetch;
-    std::shared_ptr<FandeckPrefetch> m_fandeckPrefetch;
-    std::mutex m_fandeckPrefetchLock; // the user's export may load while a sync runs
-    std::shared_ptr<FandeckPrefetch> m_fandeckPrefetchRunning; // main thread only, as the worker
-    std::thread m_fandeckPrefetchWorker;
+    // The documents parsed from the installed fandecks, for this load and the next: filled ahead by
+    // a prefetch while the device is updated, for the export step that follows. The prefetch is
+    // stopped when the run ends, so it never outlives the run (nor the process's libraries at exit).
+    std::unique_ptr<VLFandeckDocumentCache> m_fandeckDocuments;
     // Export workers that have entered the manager, so that quitting can wait for them.
-    std::mutex m_exportsLock;
-    std::condition_variable m_exportsChanged;
+    QMutex m_exportsLock;
+    QWaitCondition m_exportsChanged;
     int m_exportsRunning = 0;
     std::atomic<bool> m_quitting{false};
     // Receives the export workers' calls to the main thread (the inventory copy, the writing) and

@@ -6,12 +6,15 @@
 #include "TSLogger.h"
 #include "VLDataFolder.h"
 #include "VLDeviceCommandManager.h"
+#include "VLDeviceVocabulary.h"
 #include "VLPropertyList.h"
 #include "VLSyncInfo.h"
 #include "VLSyncManagerServiceRelay.h"
 
 #include <QDir>
 #include <QFileInfo>
+
+namespace Command = VLDeviceVocabulary::Command;
 
 namespace {
 
@@ -307,7 +310,7 @@ void VLSyncManager::runCurrentStep(QObject *)
 
     switch (m_status) {
     case VLSyncManagerResetSyncMode:
-        sendDeviceCommand(QStringLiteral("EndSync"), &VLSyncManager::endSyncDidReceiveResponse);
+        sendDeviceCommand(Command::EndSync, &VLSyncManager::endSyncDidReceiveResponse);
         break;
     case VLSyncManagerStatusOpeningSessionWithCloud:
         setStatusMessage(tr("Opening session..."));
@@ -348,7 +351,7 @@ void VLSyncManager::runCurrentStep(QObject *)
     case VLSyncManagerStatusQueryingDeviceFandecks:
     case VLSyncManagerStatusQueryingDeviceFandecks2:
         setStatusMessage(tr("Gathering device files info..."));
-        sendDeviceCommand(QStringLiteral("GetFiles"), &VLSyncManager::receivedFilesForDeviceDidReceiveResponse);
+        sendDeviceCommand(Command::GetFiles, &VLSyncManager::receivedFilesForDeviceDidReceiveResponse);
         break;
     case VLSyncManagerStatusQueryCloudFandecks:
         setStatusMessage(tr("Requesting store info..."));
@@ -378,11 +381,11 @@ void VLSyncManager::runCurrentStep(QObject *)
         break;
     case VLSyncManagerBeginSyncMode:
         setStatusMessage(tr("Starting sync..."));
-        sendDeviceCommand(QStringLiteral("BeginSync"), &VLSyncManager::beginSyncDidReceiveResponse);
+        sendDeviceCommand(Command::BeginSync, &VLSyncManager::beginSyncDidReceiveResponse);
         break;
     case VLSyncManagerStatusGettingDeviceMeasurements:
         setStatusMessage(tr("Getting device measurements..."));
-        sendDeviceCommand(QStringLiteral("GetMeasurements"),
+        sendDeviceCommand(Command::GetMeasurements,
                           &VLSyncManager::receivedMeasurementsForDeviceDidReceiveResponse);
         break;
     case VLSyncManagerUpdateBootloaderIfNeeded:
@@ -422,12 +425,12 @@ void VLSyncManager::runCurrentStep(QObject *)
             runNextSyncStep();
         } else {
             setStatusMessage(tr("Waiting for device..."));
-            sendDeviceCommand(QStringLiteral("Reboot"), &VLSyncManager::receivedRebootDidReceiveResponse);
+            sendDeviceCommand(Command::Reboot, &VLSyncManager::receivedRebootDidReceiveResponse);
         }
         break;
     case VLSyncManagerStatusUpdateDeviceFandeckCache:
         setStatusMessage(tr("Updating device cache..."));
-        sendDeviceCommand(QStringLiteral("GetFiles"), &VLSyncManager::receivedFilesForDeviceDidReceiveResponse);
+        sendDeviceCommand(Command::GetFiles, &VLSyncManager::receivedFilesForDeviceDidReceiveResponse);
         break;
     case VLSyncManagerStatusEnableAllFandecks:
         setStatusMessage(tr("Enabling fandecks..."));
@@ -445,7 +448,7 @@ void VLSyncManager::runCurrentStep(QObject *)
         break;
     case VLSyncManagerEndSyncMode:
         setStatusMessage(tr("Finishing sync..."));
-        sendDeviceCommand(QStringLiteral("EndSync"), &VLSyncManager::endSyncDidReceiveResponse);
+        sendDeviceCommand(Command::EndSync, &VLSyncManager::endSyncDidReceiveResponse);
         break;
     case VLSyncManagerStatusDone:
         setStatusMessage(QString());

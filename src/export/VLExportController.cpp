@@ -1,23 +1,20 @@
 #include "VLExportController.h"
 
-#include "KDCommandArgumentForKey.h"
 #include "KDDeviceCommandSendTinteraSync.h"
 #include "KDError.h"
 #include "TSLogger.h"
 #include "VLExportTarget.h"
 #include "VLPathComponent.h"
+#include "VLAudioNotes.h"
+#include "VLDeviceVocabulary.h"
 #include "VLPrivateFolder.h"
 #include "VLSyncManager.h"
 
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
 #include <QThread>
 
 #include <memory>
-
-using namespace KDCommandArgumentForKey;
 
 VLExportController::VLExportController(VLSyncManager *syncManager, QObject *parent)
     : QObject(parent)
@@ -42,7 +39,7 @@ void VLExportController::exportToFilename(const QString &path)
         return;
     }
     KDDeviceCommandSendTinteraSync::sendCommandDelegateResponseSelector(
-        device, KDCommand::initWithName(QStringLiteral("GetMeasurements")), this,
+        device, VLDeviceVocabulary::command(VLDeviceVocabulary::Command::GetMeasurements), this,
         &VLExportController::receivedMeasurementsFromDeviceResponse);
 }
 
@@ -60,31 +57,24 @@ void VLExportController::receivedMeasurementsFromDeviceResponse(const KDDevicePt
         m_cmdManager->setDelegate(this);
     }
     m_matches = response->measurements();
-    m_audioFileNames.clear();
-    const QString audioFolder = m_syncManager ? m_syncManager->pathForGlobalAutoSyncMatchesAudioFolder() : QString();
-    QStringList missing;
-    for (const KDMeasurementPtr &match : std::as_const(m_matches)) {
-        const HBColorPtr colour = match ? match->measurementColorForColorSpace(QStringLiteral("ColorInfo")) : HBColorPtr();
-        const QString name = colour ? colour->attributeForKey(QStringLiteral("AudioFileName")).toString() : QString();
-        // Only plain names: they become paths in the audio folder and in the export.
-        if (name.isEmpty() || !vlIsPlainPathComponent(name) || m_audioFileNames.contains(name)
-            || m_format != VLMatchExportFormat::CxF3)
-            continue;
-        // Deliberately every note the document refers to, the ones already on the computer too:
-        // the document names "Audio/<note>" beside it, and a note left behind is a broken link.
-        m_audioFileNames << name;
-        if (!QFileInfo::exists(audioFolder + QLatin1Char('/') + name))
-            missing << name;
-    }
-    if (missing.isEmpty()) {
+    // Only plain names: they become paths in the audio folder and in the export. Deliberately every
+    // note the document refers to, the ones already on the computer too: the document names
+    // "Audio/<note>" beside it, and a note left behind is a broken link.
+    VLAudioNotes notes =
+        VLAudioNotes::ofMatches(m_matches, m_syncManager ? m_syncManager->pathForGlobalAutoSyncMatchesAudioFolder() : QString());
+    notes.named.removeDuplicates();
+    notes.missing.removeDuplicates();
+    // Only a CxF3 document can refer to its notes: other formats get none beside them.
+    if (m_format != VLMatchExportFormat::CxF3)
+        notes = VLAudioNotes();
+    m_audioFileNames = notes.named;
+    if (notes.missing.isEmpty()) {
         exportAll();
         return;
     }
     // Only the last missing note is fetched in one export; the others stay out of it.
-    const KDCommandPtr download = KDCommand::initWithName(QStringLiteral("Download"));
-    setArgumentForKey(download, missing.last(), QStringLiteral("filename"));
     m_cmdManager->pause();
-    m_cmdManager->addCommand(download);
+    m_cmdManager->addCommand(VLDeviceVocabulary::downloadCommand(notes.missing.last()));
     m_cmdManager->start();
 }
 
@@ -98,17 +88,9 @@ void VLExportController::commandManagerDidReceiveResponse(VLDeviceCommandManager
         VL_LOG("commandManager:didReceiveResponse: %@", response->error());
         return;
     }
-    const KDCommandPtr command = response->command();
-    const QString filename = argumentForKey(command, QStringLiteral("filename"));
-    if (!command || command->name() != QLatin1String("Download") || response->data().isNull() || filename.isNull()
-        || !vlIsPlainPathComponent(filename) || !m_syncManager)
-        return;
-    const QString target = m_syncManager->pathForGlobalAutoSyncMatchesAudioFolder() + QLatin1Char('/') + filename;
-    QFile::remove(target);
-    QSaveFile file(target);
-    if (file.open(QIODevice::WriteOnly) && file.setPermissions(kVLPrivateFilePermissions)
-        && file.write(response->data()) == response->data().size())
-        file.commit();
+    // A note that cannot be written is not reported: the export goes on without it.
+    if (m_syncManager)
+        VLAudioNotes::keepDownloadedNote(response, m_syncManager->pathForGlobalAutoSyncMatchesAudioFolder(), nullptr);
 }
 
 void VLExportController::commandManagerDidCompleteAllCommands(VLDeviceCommandManager *)

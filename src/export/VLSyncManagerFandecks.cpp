@@ -1,13 +1,15 @@
 #include "VLSyncManager.h"
 
+#include "VLFandeckDocumentCache.h"
+
 #include "HBColorDocument.h"
 #include "HBColorimetry.h"
 #include "TSLogger.h"
 #include "TX350CustomResource.h"
+#include "VLMatchEntry.h"
 #include "VLMatchRecordWriter.h"
 #include "VLPathComponent.h"
 #include "VLPrivateFolder.h"
-#include "VLSecondsSince1970.h"
 #include "VLSyncInfo.h"
 
 #include <QCoreApplication>
@@ -19,18 +21,7 @@
 #include <QScopeGuard>
 #include <QThread>
 
-#include <sys/stat.h>
-
-#include <algorithm>
-#include <atomic>
-#include <chrono>
-#include <condition_variable>
-#include <thread>
-#include <vector>
-
 namespace {
-
-const QString kColorInfo = QStringLiteral("ColorInfo");
 
 // The seven measurement conditions every exported representation carries: 45/0 annular geometry,
 // D65, 10 degree observer, M2, ASTM E308 Table 6.
@@ -44,24 +35,6 @@ void setExportConditions(const HBColorRepresentationPtr &representation)
     representation->setAttribute(2, HBColorRepMeasurementTypeAttributeKey);
     representation->setAttribute(HBTristimulusConvertionMethodE308Table6,
                                   HBColorRepTristimulusSpectralConvertionMethodAttributeKey);
-}
-
-// What tells one version of a file from another without reading it: size, modification time to
-// the nanosecond, and the inode (a file replaced by a rename is another file).
-struct FileIdentity
-{
-    qint64 size = -1;
-    qint64 modified = 0;
-    quint64 inode = 0;
-};
-
-FileIdentity fileIdentity(const QString &path)
-{
-    struct stat status{};
-    if (::stat(QFile::encodeName(path).constData(), &status) != 0)
-        return {};
-    return {qint64(status.st_size), qint64(status.st_mtim.tv_sec) * 1000000000 + status.st_mtim.tv_nsec,
-            quint64(status.st_ino)};
 }
 
 void insertIfPresent(QVariantMap &entry, const QString &key, const QVariant &value)
@@ -106,70 +79,35 @@ VLMatchRecord matchRecord(const HBColorDocument &fandeck, const HBColor &fandeck
     return record;
 }
 
-} // namespace
-
-struct VLSyncManager::FandeckPrefetch
+// Where a fandeck record's document is installed; a null string when its SKU is no plain name.
+QString payloadPath(const QString &fandecksFolder, const VLSyncFileInfoPtr &record)
 {
-    struct Parsed
-    {
-        FileIdentity identity;
-        HBColorDocumentPtr document;
-    };
-    std::mutex lock;
-    std::condition_variable finishedChanged;
-    bool finished = false;
-    std::atomic<bool> abandoned{false}; // the run ended: stop at the next document
-    QHash<QString, Parsed> parsed; // by path
-};
+    return vlIsPlainPathComponent(record->SKU())
+               ? fandecksFolder + QLatin1Char('/') + record->SKU() + QStringLiteral("/payload.cxf")
+               : QString();
+}
+
+} // namespace
 
 void VLSyncManager::prefetchFandecksForExport()
 {
-    // Only worth it when the export step will load them: there are matches to export. The
-    // documents are parsed as the load would parse them and handed to it untouched, so the
-    // export reads exactly what it would have read; it only no longer waits for the parse.
+    // Only worth it when the export step will load them: there are matches to export. The export
+    // step then takes the documents as they were parsed and only no longer waits for the parse.
     stopFandeckPrefetch();
     if (m_run->latestMatches.isEmpty() || !m_syncInfo)
         return;
     QStringList paths;
     const QString fandecksFolder = pathForGlobalFandecksFolder();
     for (const VLSyncFileInfoPtr &record : m_syncInfo->localFandecks()) {
-        if (vlIsPlainPathComponent(record->SKU()))
-            paths << fandecksFolder + QLatin1Char('/') + record->SKU() + QStringLiteral("/payload.cxf");
+        if (const QString path = payloadPath(fandecksFolder, record); !path.isNull())
+            paths << path;
     }
-    auto prefetch = std::make_shared<FandeckPrefetch>();
-    {
-        std::lock_guard locker(m_fandeckPrefetchLock);
-        m_fandeckPrefetch = prefetch;
-    }
-    m_fandeckPrefetchRunning = prefetch;
-    m_fandeckPrefetchWorker = std::thread([prefetch, paths] {
-        for (const QString &path : paths) {
-            if (prefetch->abandoned)
-                break;
-            const FileIdentity identity = fileIdentity(path);
-            HBColorDocumentPtr document = HBColorDocument::initWithFile(path, nullptr, nullptr);
-            std::lock_guard locker(prefetch->lock);
-            if (document)
-                prefetch->parsed.insert(path, {identity, document});
-        }
-        std::lock_guard locker(prefetch->lock);
-        prefetch->finished = true;
-        prefetch->finishedChanged.notify_all();
-    });
+    m_fandeckDocuments->prefetch(paths);
 }
 
 void VLSyncManager::stopFandeckPrefetch()
 {
-    {
-        std::lock_guard locker(m_fandeckPrefetchLock);
-        m_fandeckPrefetch.reset();
-    }
-    // A load already waiting on it gets what was parsed so far and opens the rest itself.
-    if (m_fandeckPrefetchRunning)
-        m_fandeckPrefetchRunning->abandoned = true;
-    m_fandeckPrefetchRunning.reset();
-    if (m_fandeckPrefetchWorker.joinable())
-        m_fandeckPrefetchWorker.join();
+    m_fandeckDocuments->stopPrefetch();
 }
 
 VLSyncManager::FandeckSnapshot VLSyncManager::fandeckSnapshot() const
@@ -203,65 +141,13 @@ void VLSyncManager::loadFandecksIntoMemory()
 
 void VLSyncManager::loadFandecksIntoMemoryWithDecks(const VLSyncFileList &decks, const FandeckSnapshot &snapshot)
 {
-    // Parsing is most of the time and each document is independent: parse on every core, then
-    // take the results in the records' order, so the log, the list and the map read as if the
-    // documents had been opened one after another.
-    // A document already loaded from a file that has not changed since is taken as it is: the
-    // manager holds it, and parsing is nearly all of an export's time.
-    struct Opened
-    {
-        QString path;
-        FileIdentity identity;
-        HBColorDocumentPtr document;
-        VLError error;
-    };
+    // The documents are parsed side by side and taken in the records' order, so the log, the list
+    // and the map read as if they had been opened one after another.
     const QString fandecksFolder = pathForGlobalFandecksFolder();
-    QList<Opened> opened(decks.size());
-    const QHash<QString, LoadedFandeckSource> previous = std::exchange(m_loadedFandeckSources, {});
-    // Documents parsed ahead for this load: waited for (parsing them twice would be slower) and
-    // taken when their file is still the one they were read from.
-    std::shared_ptr<FandeckPrefetch> prefetch;
-    {
-        std::lock_guard locker(m_fandeckPrefetchLock);
-        prefetch = std::exchange(m_fandeckPrefetch, nullptr);
-    }
-    QHash<QString, FandeckPrefetch::Parsed> prefetched;
-    if (prefetch) {
-        std::unique_lock locker(prefetch->lock);
-        prefetch->finishedChanged.wait(locker, [&] { return prefetch->finished; });
-        prefetched = prefetch->parsed;
-    }
-    std::atomic<qsizetype> next{0};
-    const auto open = [&] {
-        for (qsizetype i = next++; i < decks.size() && !m_quitting; i = next++) {
-            const VLSyncFileInfoPtr &record = decks.at(i);
-            if (!vlIsPlainPathComponent(record->SKU()))
-                continue;
-            Opened &slot = opened[i];
-            slot.path = fandecksFolder + QLatin1Char('/') + record->SKU() + QStringLiteral("/payload.cxf");
-            slot.identity = fileIdentity(slot.path);
-            const auto held = previous.constFind(slot.path);
-            if (held != previous.constEnd() && slot.identity.size >= 0 && held->size == slot.identity.size
-                && held->modified == slot.identity.modified && held->inode == slot.identity.inode) {
-                slot.document = held->document;
-                continue;
-            }
-            const auto ahead = prefetched.constFind(slot.path);
-            if (ahead != prefetched.constEnd() && slot.identity.size >= 0 && ahead->identity.size == slot.identity.size
-                && ahead->identity.modified == slot.identity.modified && ahead->identity.inode == slot.identity.inode) {
-                slot.document = ahead->document;
-                continue;
-            }
-            slot.document = HBColorDocument::initWithFile(slot.path, nullptr, &slot.error);
-        }
-    };
-    std::vector<std::thread> helpers;
-    const qsizetype helperCount = std::min<qsizetype>(QThread::idealThreadCount(), decks.size()) - 1;
-    for (qsizetype i = 0; i < helperCount; ++i)
-        helpers.emplace_back(open);
-    open();
-    for (std::thread &helper : helpers)
-        helper.join();
+    QStringList paths;
+    for (const VLSyncFileInfoPtr &record : decks)
+        paths << payloadPath(fandecksFolder, record);
+    const QList<VLFandeckDocumentCache::Loaded> opened = m_fandeckDocuments->load(paths, m_quitting);
 
     const QList<QString> currentIDs = snapshot.deviceFileIDByFileID.values();
     const QSet<QString> currentDeviceFileIDs(currentIDs.cbegin(), currentIDs.cend());
@@ -277,8 +163,6 @@ void VLSyncManager::loadFandecksIntoMemoryWithDecks(const VLSyncFileList &decks,
             VL_LOG("%@", record);
             continue;
         }
-        const FileIdentity &identity = opened.at(i).identity;
-        m_loadedFandeckSources.insert(opened.at(i).path, {identity.size, identity.modified, identity.inode, document});
         for (const QString &key : {CXF3FandeckCustomResourceEditionKey, CXF3FandeckCustomResourceNameKey}) {
             const QString value = document->attributeForKey(key).toString();
             if (!value.isEmpty())
@@ -306,7 +190,7 @@ bool VLSyncManager::releaseLoadedFandecks()
         return false;
     m_memoryFandecks.clear();
     m_deviceFileIDToMemoryFandeckMap.clear();
-    m_loadedFandeckSources.clear();
+    m_fandeckDocuments->clear();
     m_memoryFandecksLock.unlock();
     return true;
 }
@@ -347,13 +231,13 @@ void VLSyncManager::loadFandecksThenExportThenRun(const QList<KDMeasurementPtr> 
 VLMatchRecordList VLSyncManager::loadFandecksAndExportMatches(const VLExportParameters &parameters)
 {
     {
-        std::lock_guard locker(m_exportsLock);
+        QMutexLocker locker(&m_exportsLock);
         ++m_exportsRunning;
     }
     const auto left = qScopeGuard([this] {
-        std::lock_guard locker(m_exportsLock);
+        QMutexLocker locker(&m_exportsLock);
         --m_exportsRunning;
-        m_exportsChanged.notify_all();
+        m_exportsChanged.wakeAll();
     });
     VLMatchRecordList records;
     if (m_quitting)
@@ -375,14 +259,15 @@ void VLSyncManager::finishExportsForQuit()
 {
     m_quitting = true;
     stopFandeckPrefetch();
-    std::unique_lock locker(m_exportsLock);
+    QMutexLocker locker(&m_exportsLock);
     while (m_exportsRunning > 0) {
         locker.unlock();
         // The event loop is gone: a worker blocked on its call to the main thread is served here,
         // or it and this wait would wait for each other.
         QCoreApplication::sendPostedEvents(&m_exportCalls, QEvent::MetaCall);
-        locker.lock();
-        m_exportsChanged.wait_for(locker, std::chrono::milliseconds(5), [this] { return m_exportsRunning == 0; });
+        locker.relock();
+        if (m_exportsRunning > 0)
+            m_exportsChanged.wait(&m_exportsLock, 5);
     }
 }
 
@@ -401,15 +286,11 @@ VLMatchRecordList VLSyncManager::exportMatches(const VLExportParameters &paramet
     int fandeckCounter = 0;
 
     for (const KDMeasurementPtr &match : parameters.matches) {
-        const HBColorPtr measured = match ? match->measurementColorForColorSpace(kColorInfo) : HBColorPtr();
-        if (!measured)
+        const VLMatchEntry entry = VLMatchEntry::fromMeasurement(match);
+        if (!entry.measured)
             continue;
-        const QString audioFileName = measured->attributeForKey(QStringLiteral("AudioFileName")).toString();
-        const QVariant textTag = measured->attributeForKey(QStringLiteral("TextTag"));
-        const QString colorId = measured->attributeForKey(QStringLiteral("ColorId")).toString();
-        const QString deviceFileID = measured->attributeForKey(QStringLiteral("DeviceFileID")).toString();
-        const QVariant since1970 = measured->attributeForKey(QStringLiteral("DateSince1970"));
-        const QDateTime date = vlDateFromSecondsSince1970(since1970.toDouble());
+        const QString &colorId = entry.colorId;
+        const QString &deviceFileID = entry.deviceFileID;
 
         const HBColorDocumentPtr fandeck = m_deviceFileIDToMemoryFandeckMap.value(deviceFileID);
         if (!fandeck) {
@@ -474,27 +355,14 @@ VLMatchRecordList VLSyncManager::exportMatches(const VLExportParameters &paramet
                         fandeck->attributeForKey(CXF3FandeckCustomResourceVersionKey));
         resource->addFandeck(fandeckEntry);
 
-        QVariantMap matchEntry{
-            {TX350CustomResourceMatchColorFandeckIDKey, fandeckID},
-            {TX350CustomResourceMatchDeviceManufacturerKey, QStringLiteral("Kalvex")},
-            {TX350CustomResourceMatchDeviceModelKey, QStringLiteral("TX350")},
-        };
-        // A capture time no calendar date can show is left out rather than written as an empty date.
-        if (date.isValid())
-            matchEntry.insert(TX350CustomResourceMatchDateKey, date);
-        else
-            VL_LOG("Match %@: capture time %@ is not a date; exported without one", colorId, since1970);
-        insertIfPresent(matchEntry, TX350CustomResourceMatchColorObjectIDKey,
-                        fandeckColor->attributeForKey(HBColorUniqueIdentifierAttributeKey));
-        if (!audioFileName.isEmpty())
-            matchEntry.insert(TX350CustomResourceMatchAudioSourceURIKey, QStringLiteral("Audio/") + audioFileName);
-        insertIfPresent(matchEntry, TX350CustomResourceMatchTextKey, textTag);
-        if (m_device)
-            matchEntry.insert(TX350CustomResourceMatchDeviceSerialNumberKey, m_device->serialNumber());
-        resource->addMatch(matchEntry);
+        if (!entry.date.isValid())
+            VL_LOG("Match %@: capture time %@ is not a date; exported without one", colorId, entry.since1970);
+        resource->addMatch(entry.exportEntry(fandeckID, fandeckColor->attributeForKey(HBColorUniqueIdentifierAttributeKey),
+                                             m_device ? m_device->serialNumber() : QString()));
 
         document->addColor(color);
-        records << matchRecord(*fandeck, *fandeckColor, *representation, textTag, date, audioFileName, deviceFileID);
+        records << matchRecord(*fandeck, *fandeckColor, *representation, entry.textTag, entry.date,
+                               entry.audioFileName, deviceFileID);
         ++exported;
     }
     document->addCustomResource(resource);

@@ -5,7 +5,9 @@ target_sources(tintera_sync PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/VLCSVWriter.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLExportController.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLExportTarget.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/VLFandeckDocumentCache.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLGPLWriter.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/VLMatchEntry.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLMatchExportFormat.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLMatchRecord.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLMatchRecordWriter.cpp

@@ -3,6 +3,7 @@
 #include "KDScriptedDevice.h"
 #include "TestSupport.h"
 #include "VLMatchRecord.h"
+#include "VLFandeckDocumentCache.h"
 #include "VLSyncInfo.h"
 #include "VLSyncManager.h"
 
@@ -12,6 +13,9 @@
 #include <QFile>
 
 #include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/stat.h>
 
 #include <atomic>
 #include <chrono>
@@ -175,4 +179,38 @@ TEST(FandeckLoading, QuittingWaitsForExportWorkersWithoutHangingOnThem)
     EXPECT_TRUE(QFile::exists(path));
     EXPECT_TRUE(manager->memoryFandecks().isEmpty());
     manager->deviceBecameUnavailable();
+}
+
+// The prefetch and the load fill one cache: a load takes what the prefetch parsed while the file
+// is still the one it read (here its bytes are overwritten under the same size, time and inode, so
+// only a document taken from the cache can come back), and parses a file changed since.
+TEST(FandeckLoading, TakesWhatThePrefetchParsedWhileItsFileIsUnchanged)
+{
+    ScopedDataFolder data;
+    const auto write = [](const QString &path, const QByteArray &bytes) {
+        QFile file(path);
+        return file.open(QIODevice::ReadWrite) && file.write(bytes) == bytes.size();
+    };
+    const QStringList paths{data.filePath(QStringLiteral("kept.cxf")), data.filePath(QStringLiteral("changed.cxf"))};
+    for (const QString &path : paths)
+        ASSERT_TRUE(write(path, largeFandeckData(3)));
+    VLFandeckDocumentCache cache;
+    cache.prefetch(paths);
+    cache.waitForPrefetch();
+
+    struct stat before{};
+    ASSERT_EQ(::stat(QFile::encodeName(paths.at(0)).constData(), &before), 0);
+    ASSERT_TRUE(write(paths.at(0), QByteArray(before.st_size, 'x')));
+    const timespec times[2] = {before.st_atim, before.st_mtim};
+    ASSERT_EQ(::utimensat(AT_FDCWD, QFile::encodeName(paths.at(0)).constData(), times, 0), 0);
+    QFile::remove(paths.at(1));
+    ASSERT_TRUE(write(paths.at(1), largeFandeckData(5)));
+
+    const std::atomic<bool> stop{false};
+    const QList<VLFandeckDocumentCache::Loaded> loaded = cache.load(paths, stop);
+    ASSERT_EQ(loaded.size(), 2);
+    ASSERT_TRUE(loaded.at(0).document) << "taken from the prefetch, not parsed again";
+    EXPECT_EQ(loaded.at(0).document->colors().size(), 3);
+    ASSERT_TRUE(loaded.at(1).document);
+    EXPECT_EQ(loaded.at(1).document->colors().size(), 5);
 }
