@@ -9,3 +9,4 @@ int tinteraSettingsCommand(TinteraInvocation &invocation);
 int tinteraSyncCommand(TinteraInvocation &invocation);
 int tinteraExportCommand(TinteraInvocation &invocation);
 int tinteraDemoCommand(TinteraInvocation &invocation);
+int tinteraMeasurementsCommand(TinteraInvocation &invocation);
