@@ -15,7 +15,7 @@ _tintera_fandeck_ids()
 _tintera()
 {
     local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD-1]}
-    local commands="devices status sync export fandecks settings demo help"
+    local commands="devices status sync export measurements fandecks settings demo help"
     local options="--service-url --ca-file --device --wait --verbose --help"
     COMPREPLY=()
 
@@ -23,7 +23,7 @@ _tintera()
     local i command="" position=0
     for ((i = 1; i < COMP_CWORD; i++)); do
         case ${COMP_WORDS[i]} in
-        --service-url | --ca-file | --device | --wait | --stall-timeout | --format) ((i++)) ;;
+        --service-url | --ca-file | --device | --wait | --stall-timeout | --format | --search | --since | --fandeck) ((i++)) ;;
         -*) ;;
         *)
             if [[ -z $command ]]; then
@@ -36,7 +36,11 @@ _tintera()
     done
 
     case $prev in
-    --service-url | --wait | --stall-timeout | --device) return ;;
+    --service-url | --wait | --stall-timeout | --device | --search | --since) return ;;
+    --fandeck)
+        COMPREPLY=($(compgen -W "$(_tintera_fandeck_ids)" -- "$cur"))
+        return
+        ;;
     --ca-file)
         COMPREPLY=($(compgen -f -- "$cur"))
         return
@@ -51,6 +55,7 @@ _tintera()
     sync) options+=" --stall-timeout --json" ;;
     export) options+=" --stall-timeout --zip --format --json" ;;
     fandecks) options+=" --stall-timeout --json" ;;
+    measurements) options+=" --search --since --fandeck --json" ;;
     demo) options+=" --stall-timeout --keep --link" ;;
     devices | status | settings) options+=" --json" ;;
     esac
