@@ -1,0 +1,31 @@
+#pragma once
+
+#include "VLDesktopOpener.h"
+
+#include <QObject>
+#include <QString>
+
+class QMediaPlayer;
+
+// Plays an audio note: inside the program with Qt Multimedia where the build has it and the
+// player takes the file, else in the desktop's player.
+class VLAudioNotePlayer : public QObject
+{
+    Q_OBJECT
+public:
+    explicit VLAudioNotePlayer(QObject *parent = nullptr);
+    ~VLAudioNotePlayer() override;
+
+    void setDesktopOpener(VLDesktopOpener opener) { m_opener = std::move(opener); }
+    void play(const QString &path);
+    void stop();
+
+signals:
+    // The note could not be played, in a sentence for the user.
+    void failed(const QString &message);
+
+private:
+    void playWithDesktop(const QString &path);
+    VLDesktopOpener m_opener;
+    QMediaPlayer *m_player = nullptr;
+};
