@@ -27,7 +27,7 @@ QString dash(const QString &text)
 
 QString captureTable(const VLCaptureList &captures)
 {
-    QList<QStringList> cells = {{tr("Captured"), tr("Colour"), tr("Name"), tr("Fandeck"), tr("L*"), tr("a*"), tr("b*"),
+    QList<QStringList> cells = {{tr("Captured (UTC)"), tr("Colour"), tr("Name"), tr("Fandeck"), tr("L*"), tr("a*"), tr("b*"),
                                  tr("sRGB"), tr("Tag"), tr("On device")}};
     for (const VLCapture &capture : captures) {
         cells.append({capture.capturedAt.toString(QStringLiteral("yyyy-MM-dd HH:mm")), dash(capture.colorNumber),
