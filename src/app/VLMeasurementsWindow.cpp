@@ -17,6 +17,7 @@
 #include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
+#include <QLocale>
 #include <QMessageBox>
 #include <QMimeData>
 #include <QPushButton>
@@ -85,7 +86,9 @@ VLMeasurementsWindow::VLMeasurementsWindow(QString libraryPath, QWidget *parent)
     m_table->setColumnWidth(VLCaptureTableModel::NumberColumn, 10 * em);
     m_table->setColumnWidth(VLCaptureTableModel::NameColumn, 20 * em);
     m_table->setColumnWidth(VLCaptureTableModel::FandeckColumn, 20 * em);
-    m_table->setColumnWidth(VLCaptureTableModel::DateColumn, 18 * em);
+    // Wide enough for the longest date the locale writes, measured once rather than per row.
+    const QString longDate = QLocale().toString(QDateTime(QDate(2026, 12, 28), QTime(23, 58)), QLocale::ShortFormat);
+    m_table->setColumnWidth(VLCaptureTableModel::DateColumn, fontMetrics().horizontalAdvance(longDate) + 4 * em);
     m_table->sortByColumn(VLCaptureTableModel::DateColumn, Qt::DescendingOrder);
 
     m_play->setAccessibleName(tr("Play the audio note"));
@@ -244,7 +247,7 @@ void VLMeasurementsWindow::updateControls()
     if (total == 0)
         m_count->setText(tr("No measurements yet: a sync or an export keeps them here."));
     else if (shown == total)
-        m_count->setText(tr("%n measurement(s)", nullptr, total));
+        m_count->setText(total == 1 ? tr("1 measurement") : tr("%1 measurements").arg(total));
     else
-        m_count->setText(tr("%1 of %n measurement(s)", nullptr, total).arg(shown));
+        m_count->setText(tr("%1 of %2 measurements").arg(shown).arg(total));
 }
