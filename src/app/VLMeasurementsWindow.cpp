@@ -1,5 +1,8 @@
 #include "VLMeasurementsWindow.h"
 
+#include "HBColor.h"
+#include "HBColorDocument.h"
+#include "HBConstants.h"
 #include "VLAudioNotePlayer.h"
 #include "VLCaptureTableModel.h"
 #include "VLMatchExportFormat.h"
@@ -28,12 +31,28 @@
 
 namespace {
 
-// The export formats written from records; a CxF3 document needs the fandecks it came from.
 QList<VLMatchExportFormat> selectionFormats()
 {
-    QList<VLMatchExportFormat> formats = vlMatchExportFormats();
-    formats.removeAll(VLMatchExportFormat::CxF3);
-    return formats;
+    return vlMatchExportFormats();
+}
+
+// The selection as a CxF3 document: each colour with its name, number, CIELAB and, where the
+// fandeck has one, its spectrum. The sync's match list (fandecks, capture details) stays with the
+// sync's own document.
+bool writeCxF3(const VLMatchRecordList &records, const QString &path, VLError *error)
+{
+    const HBColorDocumentPtr document = HBColorDocumentPtr::create();
+    for (const VLMatchRecord &record : records) {
+        const HBColorPtr color = HBColor::color();
+        color->setAttribute(record.colorName, HBColorNameAttributeKey);
+        color->setAttribute(record.colorNumber, HBColorNumberAttributeKey);
+        color->addRepresentation(HBColorRepresentation::labRepresentation(record.L, record.a, record.b));
+        if (!record.spectrum.isEmpty())
+            color->addRepresentation(HBColorRepresentation::spectralRepresentation(record.spectrumStart,
+                                                                                   record.spectrumIncrement, record.spectrum));
+        document->addColor(color);
+    }
+    return document->writeToFile(path, error);
 }
 
 } // namespace
@@ -213,8 +232,8 @@ void VLMeasurementsWindow::exportSelected()
 bool VLMeasurementsWindow::exportSelectedTo(const QString &path, QString *problem)
 {
     const std::optional<VLMatchExportFormat> format = vlMatchExportFormatForPath(path);
-    if (!format || *format == VLMatchExportFormat::CxF3) {
-        *problem = tr("Choose a CGATS, CSV, GIMP palette or Adobe Swatch Exchange file for the selected measurements.");
+    if (!format) {
+        *problem = tr("Choose a CxF3, CGATS, CSV, GIMP palette or Adobe Swatch Exchange file for the selected measurements.");
         return false;
     }
     QList<qint64> ids;
@@ -225,9 +244,11 @@ bool VLMeasurementsWindow::exportSelectedTo(const QString &path, QString *proble
     VLMatchRecordList records;
     if (library.open(&error))
         records = library.matchRecords(ids, &error);
-    if (error.isNull() && !vlWriteMatchRecords(*format, records, path, &error)) {
-        *problem = error.localizedDescription();
-        return false;
+    if (error.isNull()) {
+        const bool written = *format == VLMatchExportFormat::CxF3 ? writeCxF3(records, path, &error)
+                                                                  : vlWriteMatchRecords(*format, records, path, &error);
+        if (!written && error.isNull())
+            error = VLError(VLMatchExportErrorDomain, 1, tr("%1 could not be written.").arg(path));
     }
     if (!error.isNull()) {
         *problem = error.localizedDescription();
