@@ -195,7 +195,7 @@ QString overview()
                       "Keeps a TINTERA colour-capture device in step with the sync service, from the command line.\n\n"
                       "Commands:\n");
     for (const TinteraCommandInfo &command : commands())
-        text += vlFormat("  %-10s %@\n", command.name, tr(command.summary));
+        text += vlFormat("  %-12s %@\n", command.name, tr(command.summary));
     text += tr("\nOptions of every command: --service-url URL, --ca-file FILE, --device SERIAL, --wait SECONDS, --verbose.\n"
                "\"tintera COMMAND --help\" describes a command. TINTERA_SERVICE_URL chooses the service,\n"
                "TINTERA_DATA_DIR the data folder. --json (devices, status, fandecks, settings, sync, export,\n"
