@@ -7,8 +7,9 @@
 
 class QMediaPlayer;
 
-// Plays an audio note: inside the program with Qt Multimedia where the build has it and the
-// player takes the file, else in the desktop's player.
+// Plays an audio note in the desktop's player, or inside the program with Qt Multimedia in a build
+// configured with TINTERA_PLAY_NOTES_IN_APP (falling back to the desktop's player for a file it
+// cannot play).
 class VLAudioNotePlayer : public QObject
 {
     Q_OBJECT
