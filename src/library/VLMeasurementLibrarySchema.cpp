@@ -63,12 +63,14 @@ int VLMeasurementLibrary::schemaVersion(const QSqlDatabase &database)
 
 bool VLMeasurementLibrary::migrate(QSqlDatabase &database, int toVersion, VLError *error)
 {
-    const int version = schemaVersion(database);
-    if (version < 0) {
+    QSqlQuery probe(database);
+    if (!probe.exec(QStringLiteral("PRAGMA user_version")) || !probe.next()) {
         *error = libraryError(vlFormat(QCoreApplication::translate("VLMeasurementLibrary", "%@ is not a measurement library: %@"),
-                                       database.databaseName(), database.lastError().text()));
+                                       database.databaseName(), probe.lastError().text()));
         return false;
     }
+    const int version = probe.value(0).toInt();
+    probe.finish();
     if (version > kSchemaVersion) {
         *error = libraryError(vlFormat(QCoreApplication::translate(
                                            "VLMeasurementLibrary",
