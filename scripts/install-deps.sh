@@ -6,6 +6,7 @@ set -euo pipefail
 packages=(
   cmake ninja-build g++ pkg-config make git
   qt6-base-dev qt6-base-dev-tools qt6-tools-dev qt6-tools-dev-tools qt6-l10n-tools libgl-dev
+  libqt6sql6-sqlite
   libxml2-dev libxml2-utils
   libplist-dev libplist++-dev
   liblcms2-dev

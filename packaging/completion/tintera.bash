@@ -41,7 +41,7 @@ _tintera_links()
 _tintera()
 {
     local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD-1]}
-    local commands="devices status sync updates export fandecks settings demo help"
+    local commands="devices status sync updates export measurements fandecks settings demo help"
     local options="--service-url --ca-file --device --wait --verbose --help"
     COMPREPLY=()
 
@@ -49,7 +49,7 @@ _tintera()
     local i command="" position=0
     for ((i = 1; i < COMP_CWORD; i++)); do
         case ${COMP_WORDS[i]} in
-        --service-url | --ca-file | --device | --wait | --stall-timeout | --format | --link) ((i++)) ;;
+        --service-url | --ca-file | --device | --wait | --stall-timeout | --format | --link | --search | --since | --fandeck) ((i++)) ;;
         -*) ;;
         *)
             if [[ -z $command ]]; then
@@ -62,7 +62,11 @@ _tintera()
     done
 
     case $prev in
-    --service-url | --wait | --stall-timeout) return ;;
+    --service-url | --wait | --stall-timeout | --search | --since) return ;;
+    --fandeck)
+        COMPREPLY=($(compgen -W "$(_tintera_fandeck_ids)" -- "$cur"))
+        return
+        ;;
     --device)
         COMPREPLY=($(compgen -W "$(_tintera_serials)" -- "$cur"))
         return
@@ -85,6 +89,7 @@ _tintera()
     sync | updates) options+=" --stall-timeout --json" ;;
     export) options+=" --stall-timeout --zip --format --json" ;;
     fandecks) options+=" --stall-timeout --json" ;;
+    measurements) options+=" --search --since --fandeck --json" ;;
     demo) options+=" --stall-timeout --keep --link" ;;
     settings) options+=" --json --yes" ;;
     devices | status) options+=" --json" ;;

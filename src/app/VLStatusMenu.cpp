@@ -31,6 +31,7 @@ QMenu *vlCreateStatusMenu(QObject *owner)
     addItem(menu, "Last Sync: Never", VLStatusMenuAction::LastSyncDateNoop);
     menu->addSeparator();
     addItem(menu, "Preferences...", VLStatusMenuAction::RunPreferencesPanel);
+    addItem(menu, "Measurements...", VLStatusMenuAction::ShowMeasurementsWindow);
     addItem(menu, "Launch at Login", VLStatusMenuAction::SwitchRunAtStartFromMenu, VLStatusMenuTagLaunchAtLogin)
         ->setCheckable(true);
     addItem(menu, "Check for Updates...", VLStatusMenuAction::None, VLStatusMenuTagCheckForUpdates);

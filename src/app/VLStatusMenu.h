@@ -23,6 +23,7 @@ enum class VLStatusMenuAction {
     CancelSync,
     LastSyncDateNoop,
     RunPreferencesPanel,
+    ShowMeasurementsWindow,
     SwitchRunAtStartFromMenu,
     RunDebugWindow,
     CleanDevice,

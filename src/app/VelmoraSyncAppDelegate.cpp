@@ -10,6 +10,8 @@
 #include "VLDebugWindowController.h"
 #include "VLErrorWindowController.h"
 #include "VLFormat.h"
+#include "VLMeasurementLibrary.h"
+#include "VLMeasurementsWindow.h"
 #include "VLLoginItem.h"
 #include "VLNotifier.h"
 #include "VLProgressStatusItem.h"
@@ -162,6 +164,9 @@ void VelmoraSyncAppDelegate::connectMenuActions()
         case VLStatusMenuAction::RunPreferencesPanel:
             action = &VelmoraSyncAppDelegate::runPreferencesPanel;
             break;
+        case VLStatusMenuAction::ShowMeasurementsWindow:
+            action = &VelmoraSyncAppDelegate::runMeasurementsWindow;
+            break;
         case VLStatusMenuAction::SwitchRunAtStartFromMenu:
             action = &VelmoraSyncAppDelegate::switchRunAtStartFromMenu;
             break;
@@ -192,6 +197,8 @@ VelmoraSyncPreferencesWindowController *VelmoraSyncAppDelegate::prefsWindowContr
     if (!m_prefsWindowController) {
         m_prefsWindowController = std::make_unique<VelmoraSyncPreferencesWindowController>();
         m_prefsWindowController->setSyncManager(m_syncManager);
+        connect(m_prefsWindowController.get(), &VelmoraSyncPreferencesWindowController::measurementsRequested, this,
+                &VelmoraSyncAppDelegate::runMeasurementsWindow);
     }
     return m_prefsWindowController.get();
 }
@@ -548,6 +555,19 @@ void VelmoraSyncAppDelegate::runPreferencesPanel()
 {
     prefsWindowController()->showWindow();
     showAndActivate(prefsWindowController()->window());
+}
+
+VLMeasurementsWindow *VelmoraSyncAppDelegate::measurementsWindow()
+{
+    if (!m_measurementsWindow)
+        m_measurementsWindow = std::make_unique<VLMeasurementsWindow>(VLMeasurementLibrary::defaultPath());
+    return m_measurementsWindow.get();
+}
+
+void VelmoraSyncAppDelegate::runMeasurementsWindow()
+{
+    measurementsWindow()->showWindow();
+    showAndActivate(measurementsWindow());
 }
 
 void VelmoraSyncAppDelegate::runDebugWindow()

@@ -28,6 +28,7 @@ class VLProgressStatusItem;
 class VLStatusItem;
 class VLUploadFileWindowController;
 class VelmoraSyncPreferencesWindowController;
+class VLMeasurementsWindow;
 
 inline const QString VLLaunchAtLoginKey = QStringLiteral("VLLaunchAtLogin");
 inline const QString VLShowDeveloperDebugWindowKey = QStringLiteral("VLShowDeveloperDebugWindow");
@@ -118,6 +119,9 @@ public:
     void cancelSync();
     void runPreferencesPanel();
     void runDebugWindow();
+    // The captures of the measurement library (status menu "Measurements...", preferences button).
+    void runMeasurementsWindow();
+    VLMeasurementsWindow *measurementsWindow();
     void uploadFile();
     void cleanDevice();
     void switchRunAtStartFromMenu();
@@ -161,6 +165,7 @@ private:
     KDDevicePtr m_velmoraDevice;
     QPointer<VLSyncManager> m_syncManager;
     std::unique_ptr<VLDebugWindowController> m_debugWindowController;
+    std::unique_ptr<VLMeasurementsWindow> m_measurementsWindow;
     std::unique_ptr<VLUploadFileWindowController> m_uploadFileWindowController;
     bool m_isDeviceReady = false;
     bool m_showingModalAlert = false;

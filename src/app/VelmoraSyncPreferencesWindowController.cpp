@@ -89,6 +89,7 @@ void VelmoraSyncPreferencesWindowController::bindControls()
     connect(m_ui->syncNowButton, &QPushButton::clicked, this, &VelmoraSyncPreferencesWindowController::syncNowPressed);
     connect(m_ui->cancelSyncButton, &QPushButton::clicked, this, &VelmoraSyncPreferencesWindowController::cancelSyncPressed);
     connect(m_ui->exportButton, &QPushButton::clicked, this, &VelmoraSyncPreferencesWindowController::exportMeasurements);
+    connect(m_ui->measurementsButton, &QPushButton::clicked, this, &VelmoraSyncPreferencesWindowController::measurementsRequested);
     // The fandeck table follows the inventory's fandeck changes.
     m_fandecksObserver = VLNotificationCenter::defaultCenter()->addObserver(
         VLSyncInfoFandecksDidChangeNotification, nullptr, this, [this](const VLNotification &) { fandecksChanged(); });

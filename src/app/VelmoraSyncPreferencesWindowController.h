@@ -130,6 +130,8 @@ public:
 signals:
     // The help window was shown because no viewer opened the help document (or it is missing).
     void standardHelpShown();
+    // The user asked for the Measurements window; the application delegate owns it.
+    void measurementsRequested();
 
 private:
     void setUpFandeckTable();

@@ -4,6 +4,7 @@
 #include "VLApplicationInfo.h"
 #include "VLApplication.h"
 #include "VLIdleMemory.h"
+#include "VLMeasurementLibrary.h"
 #include "VLSingleInstance.h"
 #include "VLTerminationSignals.h"
 #include "VLTransportSecurity.h"
@@ -62,6 +63,8 @@ int main(int argc, char **argv)
     VLApplication::setApplicationDisplayName(QStringLiteral("TINTERA Sync"));
     VLApplication::setOrganizationName(QStringLiteral("Kalvex"));
     vlQuitOnTerminationSignals(&app);
+    // Every capture a sync or an export reads is kept in the measurement library.
+    vlKeepMatchesInLibrary();
 
     // --demo: the emulated device and service in a temporary folder, set up before anything reads
     // the data folder, the device folder or the service URL.

@@ -53,11 +53,12 @@ const QCommandLineOption kJsonOption(QStringLiteral("json"),
 // The commands that have a --json form.
 const QStringList kJsonCommands = {QStringLiteral("devices"),  QStringLiteral("status"), QStringLiteral("fandecks"),
                                    QStringLiteral("settings"), QStringLiteral("sync"),   QStringLiteral("export"),
-                                   QStringLiteral("updates")};
+                                   QStringLiteral("updates"),  QStringLiteral("measurements")};
 
 // Options that take a value as the next argument, so that a value is not taken for the command.
 const QStringList kValueOptions = {QStringLiteral("--service-url"), QStringLiteral("--ca-file"), QStringLiteral("--device"), QStringLiteral("--wait"),
-                                   QStringLiteral("--stall-timeout"), QStringLiteral("--format"), QStringLiteral("--link")};
+                                   QStringLiteral("--stall-timeout"), QStringLiteral("--format"), QStringLiteral("--link"),
+                                   QStringLiteral("--search"), QStringLiteral("--since"), QStringLiteral("--fandeck")};
 
 const QList<TinteraCommandInfo> &commands()
 {
@@ -121,6 +122,22 @@ const QList<TinteraCommandInfo> &commands()
              parser.addOption(QCommandLineOption(QStringLiteral("yes"),
                                                  QStringLiteral("Turn \"selected-only\" on even though no fandeck is selected.")));
          }},
+        {"measurements", "", "List the captures kept on this computer; no device needed.",
+         "Lists every capture a sync or an export has read, newest first, from the measurement library in\n"
+         "the data folder: capture time, colour number and name, fandeck, CIELAB, sRGB, tag, and whether it\n"
+         "is still on the device (a capture deleted on the device stays in the library). --search keeps the\n"
+         "captures whose tag, name, number or fandeck contain TEXT (ignoring case); --since those captured\n"
+         "at or after DATE (2026-11-22, or a date and time, UTC unless it names a zone); --fandeck those of\n"
+         "one fandeck, by name or id.",
+         tinteraMeasurementsCommand, false,
+         [](QCommandLineParser &parser) {
+             parser.addOption(QCommandLineOption(QStringLiteral("search"), QStringLiteral("Text in the tag, name, number or fandeck."),
+                                                 QStringLiteral("TEXT")));
+             parser.addOption(QCommandLineOption(QStringLiteral("since"), QStringLiteral("Captured at or after this date."),
+                                                 QStringLiteral("DATE")));
+             parser.addOption(QCommandLineOption(QStringLiteral("fandeck"), QStringLiteral("Fandeck name or id."),
+                                                 QStringLiteral("ID")));
+         }},
         {"demo", "", "Run the whole product against an emulated device and service.",
          "Writes the demo catalog into a fresh temporary folder, starts the emulated sync service and an\n"
          "emulated device with a few captured colours, runs a first full sync, prints the exported\n"
@@ -150,7 +167,7 @@ const TinteraCommandInfo *findCommand(const QString &name)
 const char *const kJsonHelp =
     "JSON output (--json)\n"
     "\n"
-    "devices, status, fandecks, settings, sync and export take --json. Standard output then carries\n"
+    "devices, status, fandecks, settings, sync, export and measurements take --json. Standard output then carries\n"
     "JSON objects only, one a line; messages for people still go to standard error. Names are\n"
     "camelCase; a value that is not known is null. The exit status is the same as without --json.\n"
     "\n"
@@ -171,6 +188,10 @@ const char *const kJsonHelp =
     "export    {\"file\", \"format\", \"exported\", \"total\", \"matches\": [{\"colorId\", \"fandeck\",\n"
     "          \"lab\": {\"L\", \"a\", \"b\"}, \"tag\", \"audioNote\"}], \"audioNotes\": [{\"name\", \"path\",\n"
     "          \"present\"}], \"archive\"}\n"
+    "measurements {\"library\", \"total\", \"measurements\": [{\"deviceSerialNumber\", \"capturedAt\",\n"
+    "          \"colorNumber\", \"colorName\", \"fandeck\", \"fandeckId\", \"lab\": {\"L\", \"a\", \"b\"}, \"srgb\",\n"
+    "          \"tag\", \"audioNote\", \"onDevice\", \"firstSeen\", \"lastSeen\"}]}; \"total\" counts the\n"
+    "          library, \"measurements\" what the filters kept, newest first\n"
     "sync      one object per event while it runs; \"run\" is \"preliminary\" (the fandeck\n"
     "          information) or \"sync\" (the full sync):\n"
     "            {\"event\": \"start\", \"device\", \"service\"}\n"
@@ -196,11 +217,11 @@ QString overview()
                       "Keeps a TINTERA colour-capture device in step with the sync service, from the command line.\n\n"
                       "Commands:\n");
     for (const TinteraCommandInfo &command : commands())
-        text += vlFormat("  %-10s %@\n", command.name, tr(command.summary));
+        text += vlFormat("  %-12s %@\n", command.name, tr(command.summary));
     text += tr("\nOptions of every command: --service-url URL, --ca-file FILE, --device SERIAL, --wait SECONDS, --verbose.\n"
                "\"tintera COMMAND --help\" describes a command. TINTERA_SERVICE_URL chooses the service,\n"
-               "TINTERA_DATA_DIR the data folder. --json (devices, status, fandecks, settings, sync, export)\n"
-               "prints JSON for scripts: \"tintera help json\". \"tintera --version\" prints the version.\n"
+               "TINTERA_DATA_DIR the data folder. --json (devices, status, fandecks, settings, sync, export,\n"
+               "measurements) prints JSON for scripts: \"tintera help json\". \"tintera --version\" prints the version.\n"
                "\nExit status: 0 success; 1 a failure, or a sync that collected errors; 2 a wrong command\n"
                "line; 3 a cancelled run (device gone, interrupted, no progress).\n");
     return text;

@@ -10,3 +10,4 @@ int tinteraSyncCommand(TinteraInvocation &invocation);
 int tinteraUpdatesCommand(TinteraInvocation &invocation);
 int tinteraExportCommand(TinteraInvocation &invocation);
 int tinteraDemoCommand(TinteraInvocation &invocation);
+int tinteraMeasurementsCommand(TinteraInvocation &invocation);

@@ -1,4 +1,5 @@
 #include "TinteraCommandLine.h"
+#include "VLMeasurementLibrary.h"
 
 #include <QCoreApplication>
 
@@ -6,5 +7,6 @@ int main(int argc, char *argv[])
 {
     QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("tintera"));
+    vlKeepMatchesInLibrary();
     return tinteraMain(QCoreApplication::arguments());
 }

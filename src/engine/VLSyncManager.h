@@ -254,6 +254,8 @@ public:
     // On a worker thread: loads the installed fandecks, then runs exportMatches on the main thread
     // and waits for it; answers what that exported. Exports that overlap take turns.
     QList<VLMatchRecord> loadFandecksAndExportMatches(const VLExportParameters &parameters);
+    // Tells whoever keeps the captures (vlSetMatchesReadHandler) what an export read and wrote.
+    void handOutMatchesRead(const QList<KDMeasurementPtr> &matches, const QList<VLMatchRecord> &records, bool inSync);
     QList<QSharedPointer<HBColorDocument>> memoryFandecks() const { return m_memoryFandecks; }
     // Lets go of the documents the last load left in memory, unless a run or an export may still
     // read them; answers whether it did. Every export loads its fandecks afresh, so all this costs

@@ -23,6 +23,9 @@ struct VLMatchRecord
     QString textTag;
     QDateTime captureDate; // UTC
     QString audioNotePath; // relative to the exported document ("Audio/<name>"), empty without a note
+    // The capture as the device names it: the fandeck's device file id and the colour id it matched.
+    QString deviceFileID;
+    QString colorID;
 
     // The fandeck colour's reflectance (1.0 = 100 %) from spectrumStart nm in spectrumIncrement
     // steps; empty when the fandeck holds only CIELAB for it.

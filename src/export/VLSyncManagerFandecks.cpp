@@ -8,6 +8,7 @@
 #include "TX350CustomResource.h"
 #include "VLMatchEntry.h"
 #include "VLMatchRecordWriter.h"
+#include "VLMatchesRead.h"
 #include "VLPathComponent.h"
 #include "VLPrivateFolder.h"
 #include "VLSyncInfo.h"
@@ -47,7 +48,7 @@ void insertIfPresent(QVariantMap &entry, const QString &key, const QVariant &val
 // fandeck colour's spectrum (the CxF3 export carries CIELAB only) and sRGB for display.
 VLMatchRecord matchRecord(const HBColorDocument &fandeck, const HBColor &fandeckColor,
                           const HBColorRepresentation &lab, const QVariant &textTag, const QDateTime &date,
-                          const QString &audioFileName, const QString &deviceFileID)
+                          const QString &audioFileName, const QString &deviceFileID, const QString &colorID)
 {
     VLMatchRecord record;
     record.colorName = fandeckColor.attributeForKey(HBColorNameAttributeKey).toString();
@@ -70,6 +71,8 @@ VLMatchRecord matchRecord(const HBColorDocument &fandeck, const HBColor &fandeck
     record.captureDate = date;
     if (!audioFileName.isEmpty())
         record.audioNotePath = QStringLiteral("Audio/") + audioFileName;
+    record.deviceFileID = deviceFileID;
+    record.colorID = colorID;
     const QList<HBColorRepresentationPtr> spectra = fandeckColor.representationsWithColorSpaceModel(HBColorSpaceModelSpectral);
     if (!spectra.isEmpty()) {
         record.spectrum = spectra.last()->values();
@@ -250,9 +253,30 @@ VLMatchRecordList VLSyncManager::loadFandecksAndExportMatches(const VLExportPara
     // of their matches.
     if (m_quitting)
         return records;
-    QMetaObject::invokeMethod(&m_exportCalls, [this, &parameters, &records] { records = exportMatches(parameters); },
-                              Qt::BlockingQueuedConnection);
+    QMetaObject::invokeMethod(&m_exportCalls, [this, &parameters, &records] {
+        records = exportMatches(parameters);
+        handOutMatchesRead(parameters.matches, records, parameters.inSync);
+    }, Qt::BlockingQueuedConnection);
     return records;
+}
+
+void VLSyncManager::handOutMatchesRead(const QList<KDMeasurementPtr> &matches, const VLMatchRecordList &records,
+                                       bool inSync)
+{
+    // Without a serial number no capture can be told from another device's.
+    if (!m_device || m_device->serialNumber().isEmpty())
+        return;
+    VLMatchesRead read{m_device->serialNumber(), {}, records, pathForGlobalAutoSyncMatchesAudioFolder(), inSync};
+    for (const KDMeasurementPtr &match : matches) {
+        const HBColorPtr color = match ? match->measurementColorForColorSpace(KDMeasurementColorSpaceColorInfo) : HBColorPtr();
+        if (!color)
+            continue;
+        if (const auto key = vlCaptureKey(color->attributeForKey(QStringLiteral("DateSince1970")).toDouble(),
+                                          color->attributeForKey(QStringLiteral("DeviceFileID")).toString(),
+                                          color->attributeForKey(QStringLiteral("ColorId")).toString()))
+            read.capturesOnDevice.append(*key);
+    }
+    vlMatchesWereRead(read);
 }
 
 void VLSyncManager::finishExportsForQuit()
@@ -362,7 +386,7 @@ VLMatchRecordList VLSyncManager::exportMatches(const VLExportParameters &paramet
 
         document->addColor(color);
         records << matchRecord(*fandeck, *fandeckColor, *representation, entry.textTag, entry.date,
-                               entry.audioFileName, deviceFileID);
+                               entry.audioFileName, deviceFileID, colorId);
         ++exported;
     }
     document->addCustomResource(resource);

@@ -12,6 +12,7 @@ target_sources(tintera_sync PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/VLMatchRecord.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLMatchRecordWriter.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLSyncManagerFandeckIdentities.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/VLMatchesRead.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLSyncManagerFandecks.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLZip.cpp
 )

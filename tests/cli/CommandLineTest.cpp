@@ -40,7 +40,7 @@ TEST(TinteraCommandLine, HelpAndUsageErrors)
 {
     const TinteraRun overview = runTintera({"--help"});
     EXPECT_EQ(overview.exitCode, 0);
-    for (const char *command : {"devices", "status", "sync", "updates", "export", "fandecks", "settings", "demo"}) {
+    for (const char *command : {"devices", "status", "sync", "updates", "export", "measurements", "fandecks", "settings", "demo"}) {
         EXPECT_TRUE(overview.out.contains(QStringLiteral("  %1 ").arg(command))) << command;
         const TinteraRun help = runTintera({command, "--help"});
         EXPECT_EQ(help.exitCode, 0) << command;

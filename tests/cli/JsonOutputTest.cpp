@@ -420,6 +420,15 @@ TEST_F(TinteraAgainstEmulators, SettingsFandecksAndExportAsJson)
     EXPECT_TRUE(QFile::exists(palette.value("file").toString()));
     EXPECT_EQ(palette.value("exported").toInt(), 3);
     EXPECT_TRUE(palette.value("archive").isNull());
+
+    // The sync and both exports read the same three captures: the library keeps each once, with
+    // the two audio notes beside it.
+    const QJsonObject library = onlyObject(runTintera({"measurements", "--json"}));
+    EXPECT_EQ(library.value("total").toInt(), 3);
+    int kept = 0;
+    for (const QJsonValue &value : library.value("measurements").toArray())
+        kept += QFile::exists(value.toObject().value("audioNote").toString()) ? 1 : 0;
+    EXPECT_EQ(kept, 2);
 }
 
 // Without a runtime folder and without a device folder named, the command line decides the folder

@@ -25,3 +25,5 @@ struct DevsimCaptureRequest
 // Matches the colour against the enabled fandecks and stores the measurement record; the record
 // is returned. A colour that matches nothing is stored without "ColorId" and "DeviceFileID".
 QVariantMap devsimCapture(const DevsimStore &store, const DevsimCaptureRequest &request, VLError *error);
+// The same for many captures at once, stored in one go; none when one of them fails.
+QList<QVariantMap> devsimCaptureMany(const DevsimStore &store, const QList<DevsimCaptureRequest> &requests, VLError *error);

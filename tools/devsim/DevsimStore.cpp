@@ -112,16 +112,29 @@ QVariantList DevsimStore::measurementRecords() const
 
 QString DevsimStore::addMeasurementRecord(const QVariantMap &record, VLError *error) const
 {
+    const QStringList paths = addMeasurementRecords({record}, error);
+    return paths.isEmpty() ? QString() : paths.first();
+}
+
+QStringList DevsimStore::addMeasurementRecords(const QList<QVariantMap> &records, VLError *error) const
+{
     const QDir folder(measurementsFolder());
     QDir().mkpath(folder.path());
     const QStringList names = folder.entryList({QStringLiteral("*.plist")}, QDir::Files, QDir::Name);
     int next = 1;
     if (!names.isEmpty())
         next = QFileInfo(names.last()).completeBaseName().toInt() + 1;
-    const QString path = folder.filePath(QStringLiteral("%1.plist").arg(next, 6, 10, QLatin1Char('0')));
-    if (!VLPropertyList::writeXml(path, record, error))
-        return {};
-    return path;
+    QStringList paths;
+    for (const QVariantMap &record : records) {
+        const QString path = folder.filePath(QStringLiteral("%1.plist").arg(next++, 6, 10, QLatin1Char('0')));
+        if (!VLPropertyList::writeXml(path, record, error)) {
+            for (const QString &written : std::as_const(paths))
+                QFile::remove(written);
+            return {};
+        }
+        paths << path;
+    }
+    return paths;
 }
 
 qint64 DevsimStore::usedBytes(const QVariantMap &state) const

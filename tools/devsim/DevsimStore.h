@@ -54,6 +54,8 @@ public:
     QVariantList measurementRecords() const;
     // Stores a record under the next free number; returns its path.
     QString addMeasurementRecord(const QVariantMap &record, VLError *error) const;
+    // Several records, numbered in order; none are kept when one cannot be written.
+    QStringList addMeasurementRecords(const QList<QVariantMap> &records, VLError *error) const;
     qint64 usedBytes(const QVariantMap &state) const;
 
 private:

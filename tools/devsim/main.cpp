@@ -6,6 +6,9 @@
 //                             [--capacity BYTES] [--reboot-ms MS]
 //   tintera-devsim capture    --state DIR --serial SERIAL (--lab L,a,b | --spectrum START,STEP,v1,v2,...)
 //                             [--tag TEXT] [--audio FILE.wav] [--date SECONDS]
+//   tintera-devsim add-captures --state DIR --serial SERIAL N [--seed N]
+//                             (N captures of colours spread over the gamut, one every ten minutes back
+//                              from now, every third tagged)
 //   tintera-devsim fault      --state DIR --serial SERIAL --command NAME
 //                             (--error CODE [--message TEXT] | --delay MS | --disconnect | --no-answer | --garbage
 //                              | --nul-key | --huge-numbers | --trickle MS)
@@ -28,6 +31,7 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QCryptographicHash>
+#include <QDateTime>
 #include <QFile>
 #include <QTextStream>
 
@@ -291,6 +295,46 @@ int capture(const QStringList &arguments)
     return 0;
 }
 
+// Many captures at once, for trying the library, the Measurements window and the benches at size.
+int addCaptures(const QStringList &arguments)
+{
+    Command command(QStringLiteral("Captures N colours on an emulated device, spread over the gamut, one every ten minutes "
+                                   "back from now; every third carries a tag."));
+    QCommandLineOption seed(QStringLiteral("seed"), QStringLiteral("Varies the colours and tags (default 1)."), QStringLiteral("N"),
+                            QStringLiteral("1"));
+    command.parser.addOptions({command.serial, seed});
+    command.parser.addPositionalArgument(QStringLiteral("N"), QStringLiteral("How many captures (1 to 100000)."));
+    if (!command.parse(arguments, true))
+        return kUsage;
+    bool ok = false;
+    const int count = command.parser.positionalArguments().value(0).toInt(&ok);
+    const int variant = command.parser.value(seed).toInt();
+    if (!ok || count < 1 || count > 100000 || command.parser.positionalArguments().size() != 1)
+        return fail(QStringLiteral("add-captures takes one number from 1 to 100000"), kUsage);
+    const DevsimStore store = command.store();
+    if (!requireDevice(store))
+        return 1;
+    static const QStringList kTags = {QStringLiteral("kitchen"), QStringLiteral("hallway"), QStringLiteral("client quote"),
+                                      QStringLiteral("bedroom wall"), QStringLiteral("front door")};
+    const double now = double(QDateTime::currentSecsSinceEpoch());
+    QList<DevsimCaptureRequest> requests;
+    requests.reserve(count);
+    for (int k = 0; k < count; ++k) {
+        const int n = k + variant * 7919;
+        DevsimCaptureRequest request;
+        request.lab = DevsimLab{20.0 + (n * 37) % 71, double((n * 53) % 121 - 60), double((n * 71) % 121 - 60)};
+        request.dateSince1970 = now - 600.0 * (k + 1);
+        if (k % 3 == 0)
+            request.textTag = QStringLiteral("%1 %2").arg(kTags.at((n / 3) % kTags.size())).arg(k / 3 + 1);
+        requests.append(request);
+    }
+    VLError error;
+    if (devsimCaptureMany(store, requests, &error).isEmpty())
+        return fail(error.localizedDescription());
+    out() << count << " captures added" << Qt::endl;
+    return 0;
+}
+
 int fault(const QStringList &arguments)
 {
     Command command(QStringLiteral("Injects a fault for a command of an emulated device."));
@@ -445,7 +489,7 @@ int main(int argc, char **argv)
     const QString verb = arguments.value(1);
     arguments.removeAt(1 < arguments.size() ? 1 : 0);
     const QString usage =
-        QStringLiteral("usage: tintera-devsim serve|add-device|capture|fault|plug|unplug|link|show --state DIR ...\n"
+        QStringLiteral("usage: tintera-devsim serve|add-device|capture|add-captures|fault|plug|unplug|link|show --state DIR ...\n"
                        "\"tintera-devsim COMMAND --help\" lists the options of a command.");
     if (verb == QStringLiteral("--help") || verb == QStringLiteral("-h")) {
         out() << usage << '\n';
@@ -458,6 +502,8 @@ int main(int argc, char **argv)
         status = addDevice(arguments);
     else if (verb == QStringLiteral("capture"))
         status = capture(arguments);
+    else if (verb == QStringLiteral("add-captures"))
+        status = addCaptures(arguments);
     else if (verb == QStringLiteral("fault"))
         status = fault(arguments);
     else if (verb == QStringLiteral("plug") || verb == QStringLiteral("unplug"))

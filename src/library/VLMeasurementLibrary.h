@@ -1,0 +1,62 @@
+#pragma once
+
+#include "VLCapture.h"
+#include "VLError.h"
+#include "VLMatchesRead.h"
+
+#include <QList>
+#include <QSqlDatabase>
+#include <QString>
+
+// The measurement library: every capture any sync or export has read, stored once per device,
+// capture time and colour, in an SQLite database in the data folder with the audio notes in a
+// folder beside it. A capture deleted on its device stays, marked as no longer on the device.
+//
+// Each read goes in as one transaction: a program killed while it writes leaves the library as it
+// was before that read. The schema carries its version (PRAGMA user_version) and is brought up to
+// date when the library opens; a library written by a newer program is refused, not changed.
+// Main thread only; several processes may share a library (SQLite locks it).
+class VLMeasurementLibrary
+{
+public:
+    static constexpr int kSchemaVersion = 2;
+
+    // <data folder>/Library/Measurements.sqlite.
+    static QString defaultPath();
+
+    explicit VLMeasurementLibrary(QString path);
+    ~VLMeasurementLibrary();
+    VLMeasurementLibrary(const VLMeasurementLibrary &) = delete;
+    VLMeasurementLibrary &operator=(const VLMeasurementLibrary &) = delete;
+
+    // Creates the database (private to the user) or brings its schema up to date.
+    bool open(VLError *error);
+    QString path() const { return m_path; }
+    QString audioFolder() const;
+
+    // Keeps what one sync or export read: new captures are added, known ones updated and seen
+    // again, the device's captures the read did not find are marked as no longer on the device.
+    // All or nothing.
+    bool addMatchesRead(const VLMatchesRead &read, VLError *error);
+
+    // Every capture, newest first. Spectra stay in the database: matchRecords() brings them.
+    VLCaptureList captures(VLError *error) const;
+    // The captures with these ids as export records, spectra included, in the order given.
+    VLMatchRecordList matchRecords(const QList<qint64> &ids, VLError *error) const;
+
+    // Brings a database to the schema version given (kSchemaVersion normally; tests ask for older
+    // ones). The database's version must not be newer.
+    static bool migrate(QSqlDatabase &database, int toVersion, VLError *error);
+    static int schemaVersion(const QSqlDatabase &database);
+
+private:
+    QSqlDatabase database() const;
+    QString m_path;
+    QString m_connection;
+};
+
+// Keeps every read an export hands out in the library at its default path: front ends call this
+// once at start. Failures are logged; a read the library refuses is still in the export's file.
+void vlKeepMatchesInLibrary();
+
+inline const QString VLMeasurementLibraryErrorDomain = QStringLiteral("VLMeasurementLibraryDomain");

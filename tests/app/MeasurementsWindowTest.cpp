@@ -1,0 +1,83 @@
+#include "HBColorDocument.h"
+#include "TestSupport.h"
+#include "VLCaptureTableModel.h"
+#include "VLMatchRecordWriter.h"
+#include "VLMeasurementLibrary.h"
+#include "VLMeasurementsWindow.h"
+
+#include <QLineEdit>
+#include <QMimeData>
+#include <QTableView>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+// The window over a library of three captures, the second and third selected.
+class MeasurementsWindowTest : public ::testing::TestWithParam<VLMatchExportFormat>
+{
+protected:
+    void SetUp() override
+    {
+        VLMatchesRead read{QStringLiteral("VL1"), {}, {}, {}, true};
+        for (int k = 0; k < 3; ++k) {
+            VLMatchRecord r;
+            r.colorNumber = QStringLiteral("VX %1").arg(k);
+            r.colorName = k == 1 ? QStringLiteral("Arctic Stone") : QStringLiteral("Desert Dune");
+            r.colorID = r.colorNumber;
+            r.L = 40 + k;
+            r.red = 0x10 * k;
+            r.textTag = k == 2 ? QStringLiteral("kitchen") : QString();
+            r.captureDate = QDateTime::fromSecsSinceEpoch(1794908800 + 60 * k, Qt::UTC);
+            read.records.append(r);
+        }
+        VLMeasurementLibrary library(VLMeasurementLibrary::defaultPath());
+        VLError error;
+        ASSERT_TRUE(library.open(&error) && library.addMatchesRead(read, &error));
+        window.reload();
+        window.table()->selectRow(0); // newest first: VX 2, then VX 1
+        window.table()->selectionModel()->select(window.filterModel()->index(1, 0),
+                                                 QItemSelectionModel::Select | QItemSelectionModel::Rows);
+    }
+    ScopedDataFolder data;
+    VLMeasurementsWindow window{VLMeasurementLibrary::defaultPath()};
+};
+
+TEST_F(MeasurementsWindowTest, FiltersAndCarriesTheSelectionAsTextAndColour)
+{
+    ASSERT_EQ(window.selectedCaptures().size(), 2);
+    const QModelIndexList rows = window.table()->selectionModel()->selectedIndexes();
+    std::unique_ptr<QMimeData> mime(window.model()->mimeData(
+        {window.filterModel()->mapToSource(rows.first()), window.filterModel()->mapToSource(rows.last())}));
+    EXPECT_EQ(mime->text(), "VX 2 Desert Dune\t#200000\tL*a*b* 42.00 0.00 0.00\n"
+                            "VX 1 Arctic Stone\t#100000\tL*a*b* 41.00 0.00 0.00\n");
+    EXPECT_TRUE(mime->hasColor());
+
+    window.filterField()->setText("KITCHEN");
+    EXPECT_EQ(window.filterModel()->rowCount(), 1);
+    window.filterField()->setText("arctic");
+    ASSERT_EQ(window.filterModel()->rowCount(), 1);
+    EXPECT_EQ(window.filterModel()->index(0, VLCaptureTableModel::NumberColumn).data().toString(), "VX 1");
+}
+
+TEST_P(MeasurementsWindowTest, ExportsTheSelectionInEveryFormat)
+{
+    const QString path = data.filePath("selection." + vlMatchExportFileExtension(GetParam()));
+    QString problem;
+    ASSERT_TRUE(window.exportSelectedTo(path, &problem)) << problem.toStdString();
+    if (GetParam() == VLMatchExportFormat::CxF3) {
+        VLError error;
+        const HBColorDocumentPtr document = HBColorDocument::initWithFile(path, nullptr, &error);
+        ASSERT_TRUE(document) << error.description().toStdString();
+        EXPECT_EQ(document->colors().size(), 2);
+        return;
+    }
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    EXPECT_GT(file.size(), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Formats, MeasurementsWindowTest, ::testing::ValuesIn(vlMatchExportFormats()),
+                         [](const auto &row) { return vlMatchExportFormatName(row.param).toStdString(); });
+
+} // namespace

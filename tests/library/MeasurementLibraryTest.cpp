@@ -1,0 +1,272 @@
+#include "TestSupport.h"
+#include "TinteraProcess.h"
+#include "VLMeasurementLibrary.h"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QSqlQuery>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+bool privateToUser(const QString &path)
+{
+    const QFile::Permissions others = QFile::ReadGroup | QFile::WriteGroup | QFile::ExeGroup | QFile::ReadOther
+                                      | QFile::WriteOther | QFile::ExeOther;
+    return QFileInfo::exists(path) && !(QFileInfo(path).permissions() & others);
+}
+
+constexpr double kMonday = 1794908800; // 2026-11-17T09:46:40Z
+
+VLMatchRecord record(const QString &number, double seconds, const QString &tag = {}, const QString &note = {})
+{
+    VLMatchRecord r;
+    r.colorNumber = number;
+    r.colorName = QStringLiteral("Name of ") + number;
+    r.colorID = number;
+    r.deviceFileID = QStringLiteral("D-1");
+    r.fandeck = QStringLiteral("Velmora Interiors");
+    r.L = 50;
+    r.red = 0x12;
+    r.green = 0x34;
+    r.blue = 0x56;
+    r.textTag = tag;
+    r.captureDate = QDateTime::fromMSecsSinceEpoch(qint64(seconds * 1000), Qt::UTC);
+    if (!note.isEmpty())
+        r.audioNotePath = QStringLiteral("Audio/") + note;
+    r.spectrum = {0.25, 0.5};
+    r.spectrumStart = 400;
+    r.spectrumIncrement = 10;
+    return r;
+}
+
+class MeasurementLibraryTest : public ::testing::Test
+{
+protected:
+    // A read of a device that holds exactly these records.
+    VLMatchesRead read(const VLMatchRecordList &records, const QString &serial = QStringLiteral("VL000001"))
+    {
+        VLMatchesRead matches{serial, {}, records, data.filePath(QStringLiteral("DeviceAudio")), true};
+        for (const VLMatchRecord &r : records)
+            matches.capturesOnDevice.append(*vlCaptureKey(r));
+        return matches;
+    }
+    void add(const VLMatchesRead &matches)
+    {
+        VLError error;
+        ASSERT_TRUE(library.addMatchesRead(matches, &error)) << error.description().toStdString();
+    }
+    VLCaptureList captures()
+    {
+        VLError error;
+        const VLCaptureList list = library.captures(&error);
+        EXPECT_TRUE(error.isNull()) << error.description().toStdString();
+        return list;
+    }
+    void SetUp() override
+    {
+        VLError error;
+        ASSERT_TRUE(library.open(&error)) << error.description().toStdString();
+    }
+
+    ScopedDataFolder data;
+    VLMeasurementLibrary library{VLMeasurementLibrary::defaultPath()};
+};
+
+TEST_F(MeasurementLibraryTest, KeepsEachCaptureOncePerDeviceAndUpdatesWhatChanged)
+{
+    add(read({record("VX 1", kMonday, "kitchen"), record("VX 2", kMonday + 60)}));
+    add(read({record("VX 1", kMonday, "kitchen wall"), record("VX 2", kMonday + 60)}));
+    // The same capture time and colour on another device is another capture.
+    add(read({record("VX 1", kMonday)}, QStringLiteral("VL000002")));
+
+    const VLCaptureList list = captures();
+    ASSERT_EQ(list.size(), 3);
+    EXPECT_EQ(list.at(0).colorNumber, "VX 2"); // newest first
+    const auto first = std::find_if(list.cbegin(), list.cend(), [](const VLCapture &c) { return c.tag == "kitchen wall"; });
+    ASSERT_NE(first, list.cend());
+    EXPECT_EQ(first->deviceSerialNumber, "VL000001");
+    EXPECT_EQ(first->hexColor(), "#123456");
+    EXPECT_LE(first->firstSeen, first->lastSeen);
+    EXPECT_TRUE(privateToUser(library.path()));
+
+    QSqlQuery runs(QSqlDatabase::database(QSqlDatabase::connectionNames().constLast()));
+    ASSERT_TRUE(runs.exec("SELECT first_run, last_run FROM captures WHERE id = " + QString::number(first->id)) && runs.next());
+    EXPECT_EQ(runs.value(0).toInt(), 1);
+    EXPECT_EQ(runs.value(1).toInt(), 2);
+
+    VLError error;
+    const VLMatchRecordList records = library.matchRecords({first->id}, &error);
+    ASSERT_EQ(records.size(), 1);
+    EXPECT_EQ(records.first().spectrum, (QList<double>{0.25, 0.5}));
+    EXPECT_EQ(records.first().captureDate, first->capturedAt);
+}
+
+TEST_F(MeasurementLibraryTest, CaptureDeletedOnTheDeviceStaysMarkedAndOneNotMatchedStaysOnIt)
+{
+    add(read({record("VX 1", kMonday), record("VX 2", kMonday + 60), record("VX 3", kMonday + 120)}));
+    // VX 1 deleted on the device; VX 3 still there, but its fandeck is gone from the computer.
+    VLMatchesRead next = read({record("VX 2", kMonday + 60)});
+    next.capturesOnDevice.append(*vlCaptureKey(record("VX 3", kMonday + 120)));
+    add(next);
+
+    QHash<QString, bool> onDevice;
+    for (const VLCapture &capture : captures())
+        onDevice.insert(capture.colorNumber, capture.onDevice);
+    EXPECT_EQ(onDevice, (QHash<QString, bool>{{"VX 1", false}, {"VX 2", true}, {"VX 3", true}}));
+}
+
+TEST_F(MeasurementLibraryTest, AudioNotesAreCopiedBesideTheLibraryPrivately)
+{
+    QDir().mkpath(data.filePath("DeviceAudio"));
+    QFile note(data.filePath("DeviceAudio/note-0001.wav"));
+    ASSERT_TRUE(note.open(QIODevice::WriteOnly) && note.write("RIFF") == 4);
+    note.close();
+    add(read({record("VX 1", kMonday, {}, "note-0001.wav"), record("VX 2", kMonday + 1, {}, "../escape.wav")}));
+
+    const VLCaptureList list = captures();
+    ASSERT_EQ(list.size(), 2);
+    EXPECT_TRUE(list.at(0).audioNotePath.isEmpty());
+    EXPECT_EQ(QFileInfo(list.at(1).audioNotePath).absolutePath(), library.audioFolder());
+    EXPECT_TRUE(privateToUser(list.at(1).audioNotePath));
+}
+
+TEST_F(MeasurementLibraryTest, WriteThatFailsHalfwayLeavesTheLibraryAsBefore)
+{
+    add(read({record("VX 1", kMonday), record("VX 2", kMonday + 60)}));
+    const VLCaptureList before = captures();
+    // The second capture of the next read fails to go in, after the first went in and before the
+    // deletion of VX 2 is marked.
+    QSqlQuery trigger(QSqlDatabase::database(QSqlDatabase::connectionNames().constLast()));
+    ASSERT_TRUE(trigger.exec("CREATE TRIGGER fail BEFORE INSERT ON captures WHEN NEW.color_id = 'BOOM'"
+                             " BEGIN SELECT RAISE(ABORT, 'injected'); END"));
+    VLError error;
+    EXPECT_FALSE(library.addMatchesRead(read({record("VX 1", kMonday, "changed"), record("VX 3", kMonday + 120),
+                                              record("BOOM", kMonday + 180)}),
+                                         &error));
+    EXPECT_TRUE(error.localizedDescription().contains("injected"));
+
+    const VLCaptureList after = captures();
+    ASSERT_EQ(after.size(), before.size());
+    for (qsizetype i = 0; i < after.size(); ++i) {
+        EXPECT_EQ(after.at(i).colorNumber, before.at(i).colorNumber);
+        EXPECT_EQ(after.at(i).tag, before.at(i).tag);
+        EXPECT_EQ(after.at(i).onDevice, before.at(i).onDevice);
+        EXPECT_EQ(after.at(i).lastSeen, before.at(i).lastSeen);
+    }
+}
+
+// A library at an older schema version (0: a new, empty file) is brought up to date with its
+// captures; one from a newer program is refused and left as it is.
+class LibraryMigrationTest : public ::testing::TestWithParam<int>
+{
+};
+
+TEST_P(LibraryMigrationTest, OpensAtTheCurrentSchemaKeepingTheCaptures)
+{
+    ScopedDataFolder data;
+    const int from = GetParam();
+    const QString path = data.filePath("old.sqlite");
+    {
+        QSqlDatabase old = QSqlDatabase::addDatabase("QSQLITE", "old");
+        old.setDatabaseName(path);
+        ASSERT_TRUE(old.open());
+        VLError error;
+        if (from > 0 && from <= VLMeasurementLibrary::kSchemaVersion) {
+            ASSERT_TRUE(VLMeasurementLibrary::migrate(old, from, &error)) << error.description().toStdString();
+        }
+        QSqlQuery query(old);
+        if (from == 1) {
+            ASSERT_TRUE(query.exec("INSERT INTO sync_runs VALUES (1, 0, 'VL1', 'sync')")
+                        && query.exec("INSERT INTO captures (device_serial, captured_at, device_file_id, color_id, lab_l, lab_a,"
+                                      " lab_b, srgb, first_run, last_run) VALUES ('VL1', 5, 'D', 'C', 1, 2, 3, 0, 1, 1)"));
+        }
+        if (from > VLMeasurementLibrary::kSchemaVersion) {
+            ASSERT_TRUE(query.exec(QStringLiteral("PRAGMA user_version = %1").arg(from)));
+        }
+        old.close();
+    }
+    QSqlDatabase::removeDatabase("old");
+
+    VLMeasurementLibrary library(path);
+    VLError error;
+    const bool opened = library.open(&error);
+    if (from > VLMeasurementLibrary::kSchemaVersion) {
+        EXPECT_FALSE(opened);
+        EXPECT_TRUE(error.localizedDescription().contains("newer version"));
+        EXPECT_EQ(VLMeasurementLibrary::schemaVersion(QSqlDatabase::database(QSqlDatabase::connectionNames().constLast())), from);
+        return;
+    }
+    ASSERT_TRUE(opened) << error.description().toStdString();
+    EXPECT_EQ(VLMeasurementLibrary::schemaVersion(QSqlDatabase::database(QSqlDatabase::connectionNames().constLast())),
+              VLMeasurementLibrary::kSchemaVersion);
+    EXPECT_EQ(library.captures(&error).size(), from == 1 ? 1 : 0);
+    EXPECT_TRUE(error.isNull());
+}
+
+INSTANTIATE_TEST_SUITE_P(FromVersion, LibraryMigrationTest, ::testing::Values(0, 1, VLMeasurementLibrary::kSchemaVersion + 1));
+
+// "tintera measurements" over a library of three captures: the filters, as JSON, and the table.
+struct MeasurementsCase
+{
+    QStringList arguments;
+    QStringList numbers; // what it lists, newest first
+};
+
+void PrintTo(const MeasurementsCase &c, std::ostream *os)
+{
+    *os << "measurements " << c.arguments.join(' ').toStdString();
+}
+
+class MeasurementsCommandTest : public MeasurementLibraryTest, public ::testing::WithParamInterface<MeasurementsCase>
+{
+};
+
+TEST_P(MeasurementsCommandTest, ListsWhatTheFiltersKeep)
+{
+    VLMatchRecord other = record("GR 7", kMonday + 86400, "client quote");
+    other.fandeck = "Heritage Classics";
+    other.deviceFileID = "D-2";
+    add(read({record("VX 1", kMonday, "Kitchen wall"), record("VX 2", kMonday + 3600), other}));
+
+    const TinteraRun run = runTintera(QStringList{"measurements", "--json"} + GetParam().arguments);
+    ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
+    const QJsonObject answer = QJsonDocument::fromJson(run.out.toUtf8()).object();
+    EXPECT_EQ(answer.value("total").toInt(), 3);
+    QStringList numbers;
+    for (const QJsonValue &capture : answer.value("measurements").toArray())
+        numbers << capture.toObject().value("colorNumber").toString();
+    EXPECT_EQ(numbers, GetParam().numbers);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Filters, MeasurementsCommandTest,
+    ::testing::Values(MeasurementsCase{{}, {"GR 7", "VX 2", "VX 1"}},
+                      MeasurementsCase{{"--search", "KITCHEN"}, {"VX 1"}},          // tag, any case
+                      MeasurementsCase{{"--search", "heritage"}, {"GR 7"}},         // fandeck
+                      MeasurementsCase{{"--search", "of VX"}, {"VX 2", "VX 1"}},    // name
+                      MeasurementsCase{{"--fandeck", "d-1"}, {"VX 2", "VX 1"}},     // fandeck id
+                      MeasurementsCase{{"--since", "2026-11-18"}, {"GR 7"}},
+                      MeasurementsCase{{"--since", "2026-11-17T10:00:00Z"}, {"GR 7", "VX 2"}}));
+
+TEST_F(MeasurementLibraryTest, MeasurementsCommandPrintsATableAndRefusesABadDate)
+{
+    add(read({record("VX 1", kMonday, "Kitchen wall")}));
+    add(read({}));
+    const TinteraRun table = runTintera({"measurements"});
+    ASSERT_EQ(table.exitCode, 0) << table.err.toStdString();
+    const QStringList lines = table.out.split('\n', Qt::SkipEmptyParts);
+    ASSERT_EQ(lines.size(), 3) << table.out.toStdString();
+    EXPECT_TRUE(lines.at(0).startsWith("Captured (UTC)"));
+    for (const char *cell : {"2026-11-17 09:46", "VX 1", "Name of VX 1", "Velmora Interiors", "50.00", "#123456", "Kitchen wall", " no"})
+        EXPECT_TRUE(lines.at(1).contains(cell)) << cell << " in " << lines.at(1).toStdString();
+    EXPECT_TRUE(lines.at(2).startsWith("1 of 1 captures"));
+
+    EXPECT_EQ(runTintera({"measurements", "--since", "last tuesday"}).exitCode, 2);
+}
+
+} // namespace
