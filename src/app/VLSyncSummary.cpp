@@ -1,6 +1,7 @@
 #include "VLSyncSummary.h"
 
 #include "VLMatchRecord.h"
+#include "VLSyncAdvice.h"
 
 #include <QCoreApplication>
 #include <QStringList>
@@ -27,7 +28,11 @@ VLSyncSummary VLSyncSummary::ofReport(const VLSyncRunReport &report)
     summary.installed = int(report.installed.size());
     summary.matchesExported = int(report.matchesExported.size());
     summary.errors = int(report.errors.size());
+    summary.installedNames = vlSyncRunInstalledList(report);
     summary.cancelled = report.wasCancelled();
+    // A run that was cut short ends for its own reason; what helps with its errors is in the alert.
+    if (!summary.cancelled)
+        summary.advice = vlSyncErrorsAdvice(report.errors);
     summary.stalled = report.ending == VLSyncRunReport::Ending::Stalled;
     return summary;
 }
@@ -44,15 +49,21 @@ QString VLSyncSummary::text() const
     else
         ending = tr("The sync finished.");
 
+    QStringList sentences{ending};
+    if (!installedNames.isEmpty())
+        sentences << tr("Installed %1.").arg(installedNames);
     QStringList changes;
     if (downloaded > 0)
         changes << counted(downloaded, "%1 file downloaded", "%1 files downloaded");
-    if (installed > 0)
+    if (installed > 0 && installedNames.isEmpty())
         changes << counted(installed, "%1 installed on the device", "%1 installed on the device");
     if (matchesExported > 0)
         changes << counted(matchesExported, "%1 match exported", "%1 matches exported");
-    if (changes.isEmpty())
-        return cancelled || stalled || errors > 0 ? ending : ending + QLatin1Char(' ') + tr("Everything was up to date.");
-    QString list = changes.join(QStringLiteral(", "));
-    return ending + QLatin1Char(' ') + list + QLatin1Char('.');
+    if (!changes.isEmpty())
+        sentences << changes.join(QStringLiteral(", ")) + QLatin1Char('.');
+    if (sentences.size() == 1 && !cancelled && !stalled && errors == 0)
+        sentences << tr("Everything was up to date.");
+    if (!advice.isEmpty())
+        sentences << advice;
+    return sentences.join(QLatin1Char(' '));
 }

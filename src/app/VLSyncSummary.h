@@ -11,6 +11,8 @@ struct VLSyncSummary
     int installed = 0;       // files put on the device
     int matchesExported = 0; // matches written to the measurements document
     int errors = 0;
+    QString installedNames;  // "firmware 2.5, Velmora Interiors 1.1": said instead of the count
+    QString advice;          // what helps with the errors of a run that went to its end
     bool cancelled = false;
     bool stalled = false;
 

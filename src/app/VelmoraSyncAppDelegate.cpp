@@ -16,6 +16,7 @@
 #include "VLNotifier.h"
 #include "VLProgressStatusItem.h"
 #include "VLReachability.h"
+#include "VLSyncAdvice.h"
 #include "VLStatusMenu.h"
 #include "VLSyncInfo.h"
 #include "VLSyncManager.h"
@@ -345,7 +346,7 @@ void VelmoraSyncAppDelegate::syncManagerDidFinishSync(VLSyncManager *manager)
         m_showingModalAlert = true;
         const bool details = m_platform.alerts->runModalAlertWithDetails(
             tr("TINTERA Sync Error"),
-            tr("There were errors during sync. Please sync again in order to fix these errors."),
+            QStringList{tr("There were errors during sync."), vlSyncErrorsAdvice(errors)}.join(QLatin1Char(' ')).trimmed(),
             causes.join(QLatin1Char('\n')), tr("OK"), tr("Details..."));
         m_showingModalAlert = false;
         if (details)

@@ -6,6 +6,7 @@
 #include "VLMatchRecord.h"
 #include "TinteraProgressDisplay.h"
 #include "VLFormat.h"
+#include "VLSyncAdvice.h"
 #include "VLSyncManager.h"
 #include "VLTerminationSignals.h"
 
@@ -221,9 +222,12 @@ int tinteraReportSync(TinteraInvocation &invocation, const std::optional<VLSyncR
         invocation.println(vlFormat(tr("Sync cancelled after %@%@."), took, reason));
         return TinteraExitCancelled;
     }
+    if (const QString installed = vlSyncRunInstalledList(*report); !installed.isEmpty())
+        invocation.println(vlFormat(tr("Installed %@."), installed));
     if (!report->errors.isEmpty()) {
-        invocation.println(vlFormat(tr("Sync finished in %@ with %d error(s). Please sync again in order to fix these errors."),
-                                    took, int(report->errors.size())));
+        const QString advice = vlSyncErrorsAdvice(report->errors);
+        invocation.println(vlFormat(tr("Sync finished in %@ with %d error(s).%@"), took, int(report->errors.size()),
+                                    advice.isEmpty() ? QString() : QLatin1Char(' ') + advice));
         return TinteraExitFailure;
     }
     invocation.println(vlFormat(tr("Sync finished in %@ without errors. Last Sync: %@"), took,

@@ -61,5 +61,9 @@ struct VLSyncRunReport
     qint64 milliseconds() const;
 };
 
+// What the run put on the device, as a person reads it: "firmware 2.5, Velmora Interiors 1.1", the
+// first `named` of them and then "and N more"; empty when it installed nothing.
+QString vlSyncRunInstalledList(const VLSyncRunReport &report, qsizetype named = 4);
+
 // "running", "completed", "failed", "cancelled", "stalled", "deviceGone", "refused".
 QString vlSyncRunEndingName(VLSyncRunReport::Ending ending);

@@ -4,6 +4,7 @@ target_sources(tintera_sync PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/VLFileTrust.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLPreferencesInfo.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLSelectedOnlyWarning.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/VLSyncAdvice.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLSyncFileInfo.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLSyncInfo.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLSyncManager.cpp

@@ -92,7 +92,8 @@ TEST(TrayAgainstEmulators, ARefusedFandeckStallsIntoAnErrorAndTheNextSyncSaysWha
         EXPECT_FALSE(done.warning);
         EXPECT_TRUE(done.text.startsWith("The sync finished. ")) << qPrintable(done.text);
         // The refused fandeck and the ones queued behind it.
-        EXPECT_TRUE(done.text.contains(QRegularExpression("[1-5] files? downloaded"))) << qPrintable(done.text);
+        EXPECT_TRUE(done.text.contains(QRegularExpression("\\. Installed .+\\. [1-5] files? downloaded")))
+            << qPrintable(done.text);
         EXPECT_TRUE(done.text.contains(QRegularExpression("\\d+ match(es)? exported"))) << qPrintable(done.text);
         EXPECT_EQ(app.delegate->lastSyncSummary().matchesExported, 3);
         EXPECT_EQ(app.notifier->actionKeys(), QStringList{"show-measurements"});

@@ -7,6 +7,10 @@
 #include "VLSyncStallWatchdog.h"
 #include "VLSyncWindow.h"
 #include "VLMatchRecord.h"
+#include "KDError.h"
+#include "VLExportTarget.h"
+#include "VLFileTrust.h"
+#include "VLSyncAdvice.h"
 #include "VLSyncSummary.h"
 #include "VLUploadFileWindowController.h"
 #include "VelmoraSyncPreferencesWindowController.h"
@@ -234,6 +238,39 @@ TEST(TraySummary, TheEndTellsWhatChanged)
     report.ending = VLSyncRunReport::Ending::DeviceGone;
     report.errors = {VLError(QStringLiteral("Device"), 1, QStringLiteral("gone"))};
     EXPECT_EQ(VLSyncSummary::ofReport(report).text(), QStringLiteral("The sync was cancelled."));
+
+    // What was installed is named, the first four of it; syncing again is advised only where it helps.
+    report.ending = VLSyncRunReport::Ending::Completed;
+    report.installed = {{QStringLiteral("Firmware"), {}, {}, QStringLiteral("TX350 firmware"), QStringLiteral("2.5")},
+                        {QStringLiteral("Fandeck"), QStringLiteral("F1"), {}, QStringLiteral("Velmora Interiors"), QStringLiteral("1.1")},
+                        {QStringLiteral("Fandeck"), QStringLiteral("F2"), {}, {}, {}}, {QStringLiteral("WelcomeScreen"), {}, {}, {}, {}},
+                        {QStringLiteral("Fandeck"), QStringLiteral("F3"), {}, {}, {}}, {QStringLiteral("Fandeck"), QStringLiteral("F4"), {}, {}, {}}};
+    const QString installed = QStringLiteral("The sync finished with 1 error. Installed firmware 2.5, Velmora Interiors 1.1, F2, welcome image and 2 more. ");
+    const VLError untrusted(VLFileTrustErrorDomain, VLFileTrustErrorSignatureRefused, QStringLiteral("signature"));
+    const VLError unwritable(VLExportTargetErrorDomain, VLExportTargetFolderUnusable, QStringLiteral("read-only"));
+    const VLError otherSync(QStringLiteral("SyncManager"), 16, QStringLiteral("a sync of VL000001 is already running"));
+    const VLError full(KDDeviceErrorDomain, KDDeviceErrorNotEnoughSpace, QStringLiteral("full"));
+    const VLError fault(KDErrorDomain, KDErrorBadCommand, QStringLiteral("bad command"));
+    const VLError passing(QStringLiteral("SyncManager"), 2, QStringLiteral("Downloaded file is incomplete"));
+    const struct { QList<VLError> errors; const char *advice; } rows[] = {
+        {{passing}, "Please sync again in order to fix these errors."},
+        {{untrusted}, "A file was refused as untrusted: check the service address and the trusted keys."},
+        {{unwritable}, "Make the folder named in the error writable, or choose another one."},
+        {{otherSync}, "Wait until the other program's sync has finished."},
+        {{full}, "Free space on the device: sync only the fandecks you use."},
+        {{fault}, ""},
+        {{untrusted, fault, untrusted, full}, "A file was refused as untrusted: check the service address and the trusted keys. "
+                                              "Free space on the device: sync only the fandecks you use."},
+        {{untrusted, passing}, "Please sync again in order to fix these errors."},
+    };
+    for (const auto &row : rows) {
+        report.errors = row.errors;
+        QString expected = installed + QLatin1String(row.advice);
+        if (row.errors.size() > 1)
+            expected.replace(QStringLiteral("1 error."), QStringLiteral("%1 errors.").arg(row.errors.size()));
+        EXPECT_EQ(VLSyncSummary::ofReport(report).text(), expected.trimmed()) << row.advice;
+        EXPECT_EQ(vlSyncAgainHelps(row.errors.first()), row.errors.first() == passing) << row.advice;
+    }
 }
 
 TEST(TrayMenu, LastSyncStaysAfterTheDeviceIsUnplugged)

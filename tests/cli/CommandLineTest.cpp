@@ -199,6 +199,7 @@ TEST_F(TinteraAgainstEmulators, SyncShowsProgressAndASecondSyncMovesNothing)
     EXPECT_TRUE(first.out.contains("    download 100%\n"));
     EXPECT_FALSE(first.out.contains("\x1b["));
     EXPECT_TRUE(first.out.contains("without errors"));
+    EXPECT_TRUE(first.out.contains(QRegularExpression(R"(\nInstalled bootloader [0-9.]+, firmware [0-9.]+, .+ and [0-9]+ more\.\n)"))) << qPrintable(first.out);
     EXPECT_TRUE(QFile::exists(dataPath("Measurements/LastMeasurements.cxf")));
 
     const qint64 served = bytesServed();
@@ -286,7 +287,7 @@ TEST_F(TinteraAgainstEmulators, SyncThatCollectsAnErrorPrintsItAndExitsNonZero)
     const TinteraRun run = runTintera({"sync"});
     EXPECT_EQ(run.exitCode, 1) << qPrintable(run.out + run.err);
     EXPECT_TRUE(run.out.contains("Error code -77, clock refused")) << qPrintable(run.out);
-    EXPECT_TRUE(run.out.contains("with 1 error(s)"));
+    EXPECT_TRUE(run.out.contains("with 1 error(s). Please sync again in order to fix these errors."));
 }
 
 TEST_F(TinteraAgainstEmulators, SyncWithTheServiceDownSaysSo)

@@ -20,6 +20,12 @@ enum KDErrorCode : qint64 {
     KDErrorCommandTooSlow = 10,    // bytes kept coming, too few to count as progress (the link is dropped)
 };
 
+// The device's own errors come in its domain; the codes the program acts on.
+inline const QString KDDeviceErrorDomain = QStringLiteral("KDDeviceErrorDomain");
+enum KDDeviceErrorCode : qint64 {
+    KDDeviceErrorNotEnoughSpace = 104, // the file does not fit in what the device has free
+};
+
 VLError kdError(KDErrorCode code, const QString &detail = {});
 // The device broke the protocol (unreadable frames, an answer over its bound, a trickle): its link
 // is dropped and the device is not taken on again over the same socket.
