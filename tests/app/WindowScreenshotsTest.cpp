@@ -1,15 +1,21 @@
 #include "AppTestSupport.h"
+#include "LaunchedApp.h"
+#include "VLSingleInstance.h"
+#include "VLTrayStatusItem.h"
 #include "VLErrorWindowController.h"
 #include "VLHelpWindowController.h"
 #include "VLSyncInfo.h"
 #include "VLSyncWindow.h"
 #include "VelmoraSyncPreferencesWindowController.h"
+#include "ui_VelmoraSyncPreferencesWindowController.h"
 
 #include <QDate>
 #include <QDir>
 #include <QFile>
 #include <QFileDialog>
 #include <QGuiApplication>
+#include <QMenu>
+#include <QStyleFactory>
 #include <QMessageBox>
 #include <QScreen>
 #include <QTest>
@@ -46,11 +52,43 @@ void saveScreenshot(QWidget *window, const QString &name)
     ASSERT_TRUE(shot.save(path)) << qPrintable(path);
 }
 
-VLSyncFileInfoPtr fandeck(const QString &id, const QString &description)
+VLSyncFileInfoPtr fandeck(const QString &id, const QString &description, const QString &deviceFileID = {})
 {
-    return VLSyncFileInfoPtr::create(QVariantMap{{VLSyncFileInfoFileType, QStringLiteral("Fandeck")},
-                                                 {VLSyncFileInfoFileID, id},
-                                                 {VLSyncFileInfoDescription, description}});
+    QVariantMap info{{VLSyncFileInfoFileType, QStringLiteral("Fandeck")},
+                     {VLSyncFileInfoFileID, id},
+                     {VLSyncFileInfoDescription, description}};
+    if (!deviceFileID.isEmpty())
+        info.insert(QStringLiteral("DeviceFileID"), deviceFileID);
+    return VLSyncFileInfoPtr::create(info);
+}
+
+// TINTERA_SCREENSHOT_PALETTE=dark: the windows as a dark desktop theme draws them.
+void applyPalette()
+{
+    if (qEnvironmentVariable("TINTERA_SCREENSHOT_PALETTE") != QLatin1String("dark"))
+        return;
+    QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
+    QPalette dark;
+    dark.setColor(QPalette::Window, QColor(45, 45, 48));
+    dark.setColor(QPalette::WindowText, QColor(230, 230, 230));
+    dark.setColor(QPalette::Base, QColor(30, 30, 32));
+    dark.setColor(QPalette::AlternateBase, QColor(52, 52, 56));
+    dark.setColor(QPalette::Text, QColor(230, 230, 230));
+    dark.setColor(QPalette::Button, QColor(58, 58, 62));
+    dark.setColor(QPalette::ButtonText, QColor(230, 230, 230));
+    // The bevel colours too: Fusion etches disabled text with the Light colour.
+    dark.setColor(QPalette::Light, QColor(72, 72, 76));
+    dark.setColor(QPalette::Midlight, QColor(64, 64, 68));
+    dark.setColor(QPalette::Mid, QColor(40, 40, 42));
+    dark.setColor(QPalette::Dark, QColor(32, 32, 34));
+    dark.setColor(QPalette::Shadow, QColor(10, 10, 10));
+    dark.setColor(QPalette::Highlight, QColor(42, 130, 218));
+    dark.setColor(QPalette::HighlightedText, Qt::white);
+    dark.setColor(QPalette::ToolTipBase, QColor(58, 58, 62));
+    dark.setColor(QPalette::ToolTipText, QColor(230, 230, 230));
+    for (const QPalette::ColorRole role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText})
+        dark.setColor(QPalette::Disabled, role, QColor(128, 128, 128));
+    QApplication::setPalette(dark);
 }
 
 } // namespace
@@ -62,6 +100,7 @@ protected:
     {
         if (!onARealDisplay())
             GTEST_SKIP() << "needs an X server and TINTERA_SCREENSHOT_DIR (WindowScreenshotsTest.sh)";
+        applyPalette();
     }
 };
 
@@ -149,4 +188,78 @@ TEST_F(WindowScreenshots, ErrorWindowListsEveryError)
                                   QStringLiteral("No progress for 120 s at step 19 (Downloading Accent Colours...); the sync was stopped."))});
     saveScreenshot(controller.window(), QStringLiteral("error-window.png"));
     controller.window()->close();
+}
+
+// The tray's menu while firmware is written: the title line says so in full.
+TEST_F(WindowScreenshots, TrayMenuDuringAFirmwareInstall)
+{
+    LaunchedApp app;
+    VLTrayStatusItem tray(QStringLiteral("TINTERA Sync"));
+    QMenu *menu = app.statusItem->menu();
+    ASSERT_NE(menu, nullptr);
+    tray.setMenu(menu);
+    tray.setTitle(VelmoraSyncAppDelegate::syncProgressTitle(
+        19, QStringLiteral("Installing TX350 Firmware (2.5) on device: keep the device connected..."), -1));
+    menu->popup(QPoint(20, 20));
+    saveScreenshot(menu, QStringLiteral("tray-menu-firmware.png"));
+    menu->hide();
+    tray.setMenu(nullptr);
+}
+
+// Nothing ticked: turning "selected only" on asks first and names what the next sync removes.
+TEST_F(WindowScreenshots, SelectedOnlyAsksBeforeItRemovesFandecks)
+{
+    AttachedManager attached;
+    attached.manager->syncInfo()->setLocalFiles({fandeck("F1", "Heritage Classics"), fandeck("F2", "Velmora Interiors")});
+    attached.manager->syncInfo()->setDeviceFiles(
+        {fandeck("F1", "Heritage Classics", "11"), fandeck("F2", "Velmora Interiors", "12")});
+    VelmoraSyncPreferencesWindowController controller;
+    controller.setSyncManager(attached.manager);
+    controller.showWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(controller.window()));
+    controller.ui()->syncSelectedOnlyCheckboxButton->click();
+    ASSERT_NE(controller.selectedOnlyConfirmation(), nullptr);
+    saveScreenshot(controller.selectedOnlyConfirmation(), QStringLiteral("selected-only-confirmation.png"));
+    controller.selectedOnlyConfirmation()->close();
+    controller.window()->close();
+    controller.setSyncManager(nullptr);
+}
+
+// An export to a document that is there already asks before it replaces it.
+TEST_F(WindowScreenshots, ExportAsksBeforeItReplacesADocument)
+{
+    AttachedManager attached;
+    QTemporaryDir out;
+    QFile existing(out.filePath(QStringLiteral("Kitchen.cxf")));
+    ASSERT_TRUE(existing.open(QIODevice::WriteOnly));
+    existing.close();
+    VelmoraSyncPreferencesWindowController controller;
+    controller.setSyncManager(attached.manager);
+    controller.showWindow();
+    controller.exportPanelDidEnd(out.filePath(QStringLiteral("Kitchen.cxf")), QDialog::Accepted);
+    ASSERT_TRUE(QTest::qWaitFor([&] {
+        return controller.exportConfirmation()
+            && controller.exportConfirmation()->objectName() == QLatin1String("exportReplaceQuestion");
+    }, 20000));
+    saveScreenshot(controller.exportConfirmation(), QStringLiteral("export-replace-question.png"));
+    controller.exportConfirmation()->close();
+    controller.window()->close();
+    controller.setSyncManager(nullptr);
+}
+
+// A second launch hands over to the running instance, which brings its window forward.
+TEST_F(WindowScreenshots, ASecondLaunchBringsTheWindowForward)
+{
+    LaunchedApp app;
+    const QString name = QStringLiteral("VelmoraSync-screenshot-%1").arg(QCoreApplication::applicationPid());
+    VLSingleInstance running(name);
+    ASSERT_EQ(running.claim({}), VLSingleInstance::Role::Primary);
+    QObject::connect(&running, &VLSingleInstance::activationRequested, app.delegate.get(),
+                     &VelmoraSyncAppDelegate::runPreferencesPanel);
+    VLSingleInstance second(name);
+    ASSERT_EQ(second.claim({}), VLSingleInstance::Role::Secondary);
+    QWidget *window = app.delegate->prefsWindowController()->window();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return window->isVisible(); }, 5000));
+    saveScreenshot(window, QStringLiteral("second-launch.png"));
+    window->close();
 }

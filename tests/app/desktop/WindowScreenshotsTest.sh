@@ -4,6 +4,8 @@
 #
 #   WindowScreenshotsTest.sh APP_TESTS SCREENSHOT_FOLDER
 #
+# TINTERA_SCREENSHOT_PALETTE=dark draws them in a dark palette, QT_SCALE_FACTOR=2 at 200%.
+#
 # Exits 77 (skipped) when the X tools are missing.
 set -euo pipefail
 
@@ -13,7 +15,8 @@ work=$(mktemp -d)
 source "$(dirname "$0")/XvfbFixture.sh"
 xvfb_require Xvfb xdpyinfo
 mkdir -p "$shots"
-rm -f "$shots"/preferences-*.png "$shots"/help-window.png "$shots"/export-*.png "$shots"/error-window.png
+rm -f "$shots"/preferences-*.png "$shots"/help-window.png "$shots"/export-*.png "$shots"/error-window.png \
+  "$shots"/tray-menu-firmware.png "$shots"/selected-only-confirmation.png "$shots"/second-launch.png
 
 xvfb_start
 # A home with a documents folder, where the export's save panel opens.
@@ -24,7 +27,8 @@ TINTERA_SCREENSHOT_DIR="$shots" QT_QPA_PLATFORM=xcb "$tests" --gtest_filter='Win
 grep -q "SKIPPED" "$log" && fail "the screenshot tests were skipped on the X server"
 cat "$log"
 for shot in preferences-all-fandecks-synced preferences-device-away help-window export-save-panel \
-            export-confirmation error-window; do
+            export-confirmation error-window tray-menu-firmware selected-only-confirmation \
+            export-replace-question second-launch; do
   [ -s "$shots/$shot.png" ] || fail "no screenshot $shot.png"
 done
 echo "screenshots in $shots"

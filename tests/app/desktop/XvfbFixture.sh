@@ -40,9 +40,10 @@ wait_for() {
   return 1
 }
 
-# A free display: Xvfb picks the number and writes it to descriptor 3.
+# A free display: Xvfb picks the number and writes it to descriptor 3. XVFB_SCREEN sets its size
+# (a 200% scale wants the screen of a high-density display, 2560x1600x24).
 xvfb_start() {
-  Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp 3>"$work/display" >"$work/xvfb.log" 2>&1 &
+  Xvfb -displayfd 3 -screen 0 "${XVFB_SCREEN:-1024x768x24}" -nolisten tcp 3>"$work/display" >"$work/xvfb.log" 2>&1 &
   pids+=($!)
   wait_for 10 test -s "$work/display" || fail "Xvfb did not start"
   export DISPLAY=":$(head -n 1 "$work/display")"
