@@ -214,6 +214,9 @@ int tinteraReportSync(TinteraInvocation &invocation, const std::optional<VLSyncR
         invocation.fail(tr("You do not appear to be connected to the Internet.  Please connect and sync again."));
         return TinteraExitFailure;
     }
+    // Said of a cancelled run too: what is on the device now is what matters next.
+    if (const QString installed = vlSyncRunInstalledList(*report); !installed.isEmpty())
+        invocation.println(vlFormat(tr("Installed %@."), installed));
     const QString took = seconds(report->milliseconds());
     if (report->wasCancelled()) {
         const QString reason = report->ending == Ending::DeviceGone ? tr(": the device is no longer connected")
@@ -222,8 +225,6 @@ int tinteraReportSync(TinteraInvocation &invocation, const std::optional<VLSyncR
         invocation.println(vlFormat(tr("Sync cancelled after %@%@."), took, reason));
         return TinteraExitCancelled;
     }
-    if (const QString installed = vlSyncRunInstalledList(*report); !installed.isEmpty())
-        invocation.println(vlFormat(tr("Installed %@."), installed));
     if (!report->errors.isEmpty()) {
         const QString advice = vlSyncErrorsAdvice(report->errors);
         invocation.println(vlFormat(tr("Sync finished in %@ with %d error(s).%@"), took, int(report->errors.size()),

@@ -288,6 +288,14 @@ TEST_F(TinteraAgainstEmulators, SyncThatCollectsAnErrorPrintsItAndExitsNonZero)
     EXPECT_EQ(run.exitCode, 1) << qPrintable(run.out + run.err);
     EXPECT_TRUE(run.out.contains("Error code -77, clock refused")) << qPrintable(run.out);
     EXPECT_TRUE(run.out.contains("with 1 error(s). Please sync again in order to fix these errors."));
+
+    // A full device is not mended by syncing again: the line says what helps instead.
+    ASSERT_TRUE(environment.devsim({"fault", "--serial", serial, "--command", "SetClock", "--error", "104", "--message",
+                                    "not enough space"},
+                                   nullptr, nullptr));
+    const TinteraRun full = runTintera({"sync"});
+    EXPECT_TRUE(full.out.contains("with 1 error(s). Free space on the device: sync only the fandecks you use.\n"))
+        << qPrintable(full.out);
 }
 
 TEST_F(TinteraAgainstEmulators, SyncWithTheServiceDownSaysSo)
