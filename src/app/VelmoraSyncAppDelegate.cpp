@@ -49,7 +49,7 @@ VelmoraSyncAppDelegate::Platform VelmoraSyncAppDelegate::systemPlatform()
     platform.createStatusItem = [] { return vlCreateSystemStatusItem(tr("TINTERA Sync")); };
     platform.alerts = std::make_shared<VLMessageBoxAlertPresenter>();
     platform.syncServiceOnline = [] { return vlHostIsReachable(vlHostOfURL(vlSyncProductionURL())); };
-    platform.notifier = std::make_shared<VLFreedesktopNotifier>();
+    platform.notifier = vlCreateSystemNotifier();
     platform.openWithDesktop = [](const QString &path, VLOpenedHandler done) {
         vlOpenWithDesktop(path, qApp, std::move(done));
     };

@@ -517,6 +517,8 @@ TEST(TinteraDemo, RunsTheWholeProductAndPrintsTheMatches)
     for (const char *tag : {"Front door", "Garden shed", "Window frames"})
         EXPECT_TRUE(demo.out.contains(tag)) << tag;
     EXPECT_TRUE(demo.out.contains("Audio/note-0001.wav"));
+    // Both figures come from the service emulator's own counters.
+    EXPECT_TRUE(demo.out.contains(QRegularExpression("Downloaded [1-9]\\d* file\\(s\\), [1-9]\\d* bytes, from the service.")));
     EXPECT_TRUE(demo.out.contains("Downloaded 0 bytes from the service in the second sync."));
     EXPECT_TRUE(demo.out.trimmed().endsWith("Demo finished."));
     // Without --keep its folder is gone.

@@ -9,6 +9,8 @@
 
 #include <QDateTime>
 #include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QProcess>
 #include <QRegularExpression>
 
@@ -334,7 +336,7 @@ TEST_F(TinteraAgainstEmulators, UpdatesListsWhatTheFollowingSyncDoes)
     EXPECT_TRUE(synced.out.contains("on device: keep the device connected...")) << qPrintable(synced.out);
     // The service served the files listed, each once and whole; the device got what was listed.
     EXPECT_EQ(bytesServed(), bytes);
-    EXPECT_EQ(servedTotal(environment, "requests"), downloads.size());
+    EXPECT_EQ(environment.served("requests"), downloads.size());
     const QJsonObject fandecks = plan.value("fandecks").toObject();
     EXPECT_EQ(served("Upload") - uploads, plan.value("install").toArray().size() + fandecks.value("add").toArray().size());
     EXPECT_EQ(served("DeleteFile") - deletes, fandecks.value("remove").toArray().size());

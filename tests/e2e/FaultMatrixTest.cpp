@@ -307,26 +307,9 @@ protected:
 
     QString dataPath(const QString &relative) const { return environment.dataFolder() + QLatin1Char('/') + relative; }
 
-    QVariantList deviceInventory()
-    {
-        const QString path = environment.folder() + QStringLiteral("/inventory.plist");
-        VLError error;
-        if (!environment.deviceCommand(serial, {"GetFiles", "--out", path}, nullptr, &error))
-            return {};
-        const QVariantList inventory = VLPropertyList::readFile(path).toList();
-        QFile::remove(path);
-        return inventory;
-    }
-    QVariantMap deviceState() const
-    {
-        return VLPropertyList::readDictionary(environment.devsimStateFolder() + "/devices/" + serial + "/device.plist");
-    }
-    QJsonObject served()
-    {
-        QByteArray reply;
-        environment.cloudsimControl("stats", &reply, nullptr);
-        return QJsonDocument::fromJson(reply).object().value("files").toObject();
-    }
+    QVariantList deviceInventory() { return environment.deviceInventory(serial); }
+    QVariantMap deviceState() const { return environment.deviceState(serial); }
+    QJsonObject served() { return environment.serviceStatistics().value("files").toObject(); }
 
     QMap<QString, QVariantMap> catalogRecords()
     {
