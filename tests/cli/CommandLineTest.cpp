@@ -8,7 +8,6 @@
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 #include <QTemporaryDir>
 #include <QRegularExpression>
 
@@ -194,13 +193,8 @@ TEST_F(TinteraAgainstEmulators, HostileTagsAndTimesStillExportEveryMatch)
     ASSERT_EQ(sync.exitCode, 0) << qPrintable(sync.out + sync.err);
 
     const QString matches = dataPath("Measurements/LastMeasurements.cxf");
-    const QString schema = cxf3SchemaPath();
-    if (!schema.isEmpty()) {
-        QProcess xmllint;
-        xmllint.start("xmllint", {"--noout", "--schema", schema, matches});
-        ASSERT_TRUE(xmllint.waitForFinished(30000));
-        EXPECT_EQ(xmllint.exitCode(), 0) << xmllint.readAllStandardError().constData();
-    }
+    const QString verdict = xmllintVerdict(matches);
+    EXPECT_TRUE(verdict == "valid" || verdict == "skipped") << qPrintable(verdict);
     QFile written(matches);
     ASSERT_TRUE(written.open(QIODevice::ReadOnly));
     const QString text = QString::fromUtf8(written.readAll());

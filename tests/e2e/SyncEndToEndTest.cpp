@@ -11,39 +11,10 @@
 #include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
-#include <QProcess>
 #include <QTemporaryDir>
 #include <QTimer>
 
 #include <sys/stat.h>
-
-namespace {
-
-QMap<QString, QVariantMap> bySKU(const QVariantList &inventory)
-{
-    QMap<QString, QVariantMap> files;
-    for (const QVariant &file : inventory)
-        files.insert(file.toMap().value("SKU").toString(), file.toMap());
-    return files;
-}
-
-QString xmllintVerdict(const QString &path)
-{
-    const QString schema = cxf3SchemaPath();
-    if (schema.isEmpty())
-        return QStringLiteral("skipped");
-    QProcess xmllint;
-    xmllint.start("xmllint", {"--noout", "--schema", schema, path});
-    xmllint.waitForFinished(30000);
-    return xmllint.exitCode() == 0 ? QStringLiteral("valid") : QString::fromUtf8(xmllint.readAllStandardError());
-}
-
-const QStringList kFandeckSKUs{"ALD-FD-HERITAGE", "VLM-FD-ACCENT", "VLM-FD-EXT", "VLM-FD-INT", "VLM-FD-WHITES"};
-const QStringList kDeviceFileSKUs{"TX350-BL",          "TX350-FW",          "TX350-INVMATRIX", "TX350-SETTINGS",
-                                  "TX350-SOUND-END",   "TX350-SOUND-MULTI", "TX350-SOUND-START",
-                                  "TX350-WALLPAPER",   "TX350-WELCOME"};
-
-} // namespace
 
 TEST_F(E2EFixture, FirstFullSyncInstallsEverythingExportsTheMatchesAndASecondMovesNothing)
 {

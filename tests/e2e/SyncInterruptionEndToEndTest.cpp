@@ -4,23 +4,8 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QJsonArray>
-#include <QJsonDocument>
 
 namespace {
-
-// The name under "files/" of the catalog's payload for a SKU.
-QString catalogFileName(const QString &catalogFolder, const QString &sku)
-{
-    QFile index(catalogFolder + "/index.json");
-    if (!index.open(QIODevice::ReadOnly))
-        return {};
-    for (const QJsonValue &record : QJsonDocument::fromJson(index.readAll()).object().value("files").toArray()) {
-        if (record.toObject().value("SKU").toString() == sku)
-            return record.toObject().value("FileURL").toString().section('/', -1);
-    }
-    return {};
-}
 
 QStringList skusOf(const QList<VLFileDownloadPtr> &downloads)
 {

@@ -1,5 +1,6 @@
 #include "CloudSimProcess.h"
 #include "QtPrinters.h"
+#include "TestSupport.h"
 #include "VLFileDownload.h"
 #include "VLFileDownloadManager.h"
 #include "VLNetworkError.h"
@@ -26,12 +27,6 @@ QByteArray randomBytes(qsizetype size, quint32 seed)
     for (qsizetype i = 0; i < size; ++i)
         bytes[i] = char(generator.bounded(256));
     return bytes;
-}
-
-QByteArray readFile(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 class RecordingDownloadDelegate : public QObject, public VLFileDownloadDelegate
