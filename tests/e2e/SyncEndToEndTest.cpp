@@ -190,7 +190,11 @@ TEST_F(E2EFixture, ACancelCodeFromTheDeviceEndsTheSyncAtTheNextStep)
                                    nullptr, &error));
     ASSERT_TRUE(runPreliminaryAndFullSync());
     EXPECT_TRUE(delegate.wasCancelledAtFinish);
+    EXPECT_FALSE(manager->wasCancelled());
+    EXPECT_FALSE(manager->isCancellingSync());
     EXPECT_EQ(manager->status(), 0);
+    ASSERT_FALSE(manager->errors().isEmpty());
+    EXPECT_EQ(manager->errors().last().code(), -1024);
     EXPECT_TRUE(localFolderEntries("Fandecks").isEmpty()); // stopped long before the downloads
 }
 
@@ -233,6 +237,7 @@ TEST_F(E2EFixture, PullingTheDeviceMidSyncEndsTheRunExactlyOnce)
     EXPECT_TRUE(delegate.wasCancelledAtFinish);
     EXPECT_EQ(manager->status(), 0);
     EXPECT_EQ(manager->syncSession(), nullptr);
+    EXPECT_FALSE(manager->hasErrorList());
     manager = nullptr; // already unavailable
 }
 
