@@ -188,44 +188,6 @@ TEST(CatalogTool, PayloadsAreRealFilesOfTheirKind)
         EXPECT_FALSE(xpathValue(settings, path).isEmpty()) << path;
 }
 
-TEST(CatalogTool, SecondEditionRaisesSomeVersionsAndKeepsTheRest)
-{
-    QTemporaryDir dir;
-    const QString one = dir.filePath(QStringLiteral("one"));
-    const QString two = dir.filePath(QStringLiteral("two"));
-    ASSERT_EQ(runCatalog({QStringLiteral("write"), one}).exitCode, 0);
-    ASSERT_EQ(runCatalog({QStringLiteral("write"), two, QStringLiteral("--edition"), QStringLiteral("2")}).exitCode, 0);
-    const QMap<QString, QJsonObject> before = recordsBySKU(readIndex(one));
-    const QMap<QString, QJsonObject> after = recordsBySKU(readIndex(two));
-    EXPECT_EQ(readIndex(two).value(QStringLiteral("edition")).toInt(), 2);
-    ASSERT_EQ(before.keys(), after.keys());
-
-    QSet<QString> newerTypes;
-    int unchanged = 0;
-    for (const QString &sku : before.keys()) {
-        const QJsonObject &old = before[sku];
-        const QJsonObject &now = after[sku];
-        EXPECT_EQ(old.value(QStringLiteral("FileID")), now.value(QStringLiteral("FileID")));
-        const QByteArray oldBytes = readFile(one + QLatin1Char('/') + old.value(QStringLiteral("FileURL")).toString());
-        const QByteArray newBytes = readFile(two + QLatin1Char('/') + now.value(QStringLiteral("FileURL")).toString());
-        if (old.value(QStringLiteral("VersionString")) == now.value(QStringLiteral("VersionString"))) {
-            ++unchanged;
-            EXPECT_EQ(old, now);
-            EXPECT_EQ(oldBytes, newBytes) << sku.toStdString();
-        } else {
-            newerTypes.insert(now.value(QStringLiteral("FileType")).toString());
-            EXPECT_GT(now.value(QStringLiteral("VersionString")).toString().toDouble(),
-                      old.value(QStringLiteral("VersionString")).toString().toDouble());
-            EXPECT_NE(oldBytes, newBytes) << sku.toStdString();
-            EXPECT_NE(old.value(QStringLiteral("FileURL")), now.value(QStringLiteral("FileURL")));
-        }
-    }
-    EXPECT_GT(unchanged, 0);
-    EXPECT_TRUE(newerTypes.contains(QStringLiteral("Fandeck")));
-    EXPECT_TRUE(newerTypes.contains(QStringLiteral("Firmware")));
-    EXPECT_TRUE(newerTypes.contains(QStringLiteral("DeviceSettings")));
-}
-
 TEST(CatalogTool, InspectPrintsColoursThenResourcesAndRejectsBadFiles)
 {
     QTemporaryDir dir;
