@@ -242,6 +242,22 @@ TEST_F(TinteraAgainstEmulators, ARunWithoutProgressIsCancelled)
     EXPECT_TRUE(stalled.out.contains(QRegularExpression("Sync cancelled after [0-9.]+ s: no progress.")));
 }
 
+// Only here must the run name the device's going as the reason: the fault matrix lets a dropped
+// link end as a failed command instead.
+TEST_F(TinteraAgainstEmulators, PullingTheDeviceMidSyncEndsItWithTheReason)
+{
+    bool pulled = false;
+    const TinteraRun run = runTintera({"sync"}, 60000, [&](const QString &out, qint64) {
+        if (!out.contains("step 19 of 28"))
+            return true;
+        pulled = environment.devsim({"unplug", "--serial", serial}, nullptr, nullptr);
+        return false;
+    });
+    EXPECT_TRUE(pulled);
+    EXPECT_EQ(run.exitCode, 3) << qPrintable(run.out + run.err);
+    EXPECT_TRUE(run.out.contains("the device is no longer connected")) << qPrintable(run.out);
+}
+
 TEST_F(TinteraAgainstEmulators, SettingsAndFandeckChoicesLastAcrossRuns)
 {
     EXPECT_TRUE(runTintera({"settings", "selected-only", "on"}).out.contains("Sync selected fandecks only:    on"));
