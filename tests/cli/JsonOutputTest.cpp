@@ -255,11 +255,16 @@ TEST_F(TinteraAgainstEmulators, StatusAndSyncAsJsonFieldByField)
     EXPECT_NE(onlyObject(after).value("lastSyncText").toString(), "Never");
 }
 
-TEST_F(TinteraAgainstEmulators, SyncErrorsAsJson)
+TEST_F(TinteraAgainstEmulators, SyncErrorsAsTextAndJson)
 {
     ASSERT_TRUE(environment.devsim({"fault", "--serial", serial, "--command", "SetClock", "--error", "-77", "--message",
-                                    "clock refused"},
+                                    "clock refused", "--times", "0"},
                                    nullptr, nullptr));
+    const TinteraRun text = runTintera({"sync"});
+    EXPECT_EQ(text.exitCode, 1) << qPrintable(text.out + text.err);
+    EXPECT_TRUE(text.out.contains("Error code -77, clock refused")) << qPrintable(text.out);
+    EXPECT_TRUE(text.out.contains("with 1 error(s)"));
+
     const TinteraRun failed = runTintera({"sync", "--json"});
     EXPECT_EQ(failed.exitCode, 1) << qPrintable(failed.out + failed.err);
     const QList<QJsonObject> lines = jsonLines(failed.out);
@@ -431,31 +436,4 @@ TEST_F(TinteraAgainstEmulators, SettingsFandecksAndExportAsJson)
     for (const QJsonValue &value : library.value("measurements").toArray())
         kept += QFile::exists(value.toObject().value("audioNote").toString()) ? 1 : 0;
     EXPECT_EQ(kept, 2);
-}
-
-// Without a runtime folder and without a device folder named, the command line decides the folder
-// itself and says nothing about it.
-TEST(TinteraQuiet, NoWarningWithoutARuntimeFolder)
-{
-    const ScopedEnvironment noRuntimeFolder("XDG_RUNTIME_DIR");
-    const ScopedEnvironment noDeviceFolder("KALVEX_DEVICE_DIR");
-    const TinteraRun devices = runTintera({"devices", "--wait", "1"});
-    EXPECT_EQ(devices.exitCode, 0);
-    EXPECT_TRUE(devices.err.isEmpty()) << qPrintable(devices.err);
-}
-
-// Standard error is for what went wrong: ordinary commands that go right leave it empty, also
-// without a runtime folder and with their progress going nowhere near a terminal.
-TEST_F(TinteraAgainstEmulators, OrdinaryCommandsLeaveStandardErrorEmpty)
-{
-    const ScopedEnvironment noRuntimeFolder("XDG_RUNTIME_DIR");
-    QTemporaryDir out;
-    const QList<QStringList> commands = {{"--version"}, {"help"},     {"devices"},
-                                         {"status"},    {"settings"}, {"settings", "auto-sync", "off"},
-                                         {"sync"},      {"fandecks"}, {"export", out.filePath("kitchen.cxf")}};
-    for (const QStringList &arguments : commands) {
-        const TinteraRun run = runTintera(arguments);
-        EXPECT_EQ(run.exitCode, 0) << qPrintable(arguments.join(' ') + "\n" + run.out + run.err);
-        EXPECT_TRUE(run.err.isEmpty()) << qPrintable(arguments.join(' ') + ": " + run.err);
-    }
 }

@@ -78,11 +78,7 @@ void PrintTo(const FaultRow &row, std::ostream *out)
     *out << row.name;
 }
 
-// The demo catalog's SKUs and the names under which the service serves them.
-const QStringList kFandeckSKUs{"ALD-FD-HERITAGE", "VLM-FD-ACCENT", "VLM-FD-EXT", "VLM-FD-INT", "VLM-FD-WHITES"};
-const QStringList kDeviceFileSKUs{"TX350-BL",        "TX350-FW",          "TX350-INVMATRIX",   "TX350-SETTINGS",
-                                  "TX350-SOUND-END", "TX350-SOUND-MULTI", "TX350-SOUND-START", "TX350-WALLPAPER",
-                                  "TX350-WELCOME"};
+// The names under which the service serves the demo catalog's files.
 constexpr const char *kInteriors = "VLM-FD-INT-1.0.cxf";
 constexpr qint64 kInteriorsBytes = 1037518;
 constexpr qint64 kInteriorsPause = 500000;
@@ -270,14 +266,6 @@ void signAsTheDemoService(QJsonObject &record)
 {
     record.insert("Signature", QString::fromLatin1(VLRecordSigning::sign(demoSigningKeyPem(),
                                                                          vlFileRecordSigningText(record.toVariantMap()))));
-}
-
-QMap<QString, QVariantMap> bySKU(const QVariantList &inventory)
-{
-    QMap<QString, QVariantMap> files;
-    for (const QVariant &file : inventory)
-        files.insert(file.toMap().value("SKU").toString(), file.toMap());
-    return files;
 }
 
 class FaultMatrix : public ::testing::TestWithParam<FaultRow>
