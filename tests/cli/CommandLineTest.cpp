@@ -178,6 +178,9 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(DeviceFolderCase{"Created", "devices", 0, false, ""},
                       DeviceFolderCase{"CreatedInTheFallbackRuntimeFolder", "tmp/runtime-<user>", 0, false, ""},
                       DeviceFolderCase{"OpenToOthers", "devices", 0755, false, "other users may enter it (mode 0755"},
+                      // Shared by design (a runtime folder set to /tmp): left as it is, not closed.
+                      DeviceFolderCase{"SharedStickyRuntimeFolder", "tmp/runtime-<user>", 01777, false,
+                                       "other users may enter it (mode 1777"},
                       DeviceFolderCase{"AnotherUsers", "devices", 0700, true, "it belongs to another user (uid 65534)"},
                       DeviceFolderCase{"InAnotherUsersRuntimeFolder", "tmp/runtime-<user>", 0700, true,
                                        "it belongs to another user (uid 65534)"}),
