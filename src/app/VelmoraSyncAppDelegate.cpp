@@ -357,6 +357,7 @@ void VelmoraSyncAppDelegate::notifySyncEnded(VLSyncManager *manager)
 {
     // The errors the run collected, those before a device went away included.
     const VLSyncRunReport &report = manager->runReport();
+    vlRecordSyncInLibrary(report, manager->serialNumber());
     const VLSyncSummary summary = VLSyncSummary::ofReport(report);
     m_lastSyncErrors = report.errors;
     const QFileInfo matches(manager->pathForGlobalAutoSyncMatchesFile());

@@ -253,6 +253,16 @@ TEST_F(TinteraAgainstEmulators, StatusAndSyncAsJsonFieldByField)
     const TinteraRun after = runTintera({"status", "--json"});
     EXPECT_EQ(onlyObject(after).value("lastSync"), summary.value("lastSync"));
     EXPECT_NE(onlyObject(after).value("lastSyncText").toString(), "Never");
+
+    // The history keeps the sync once, with what the summary said it installed.
+    const QJsonArray history = onlyObject(runTintera({"history", "--json"})).value("history").toArray();
+    ASSERT_EQ(history.size(), 1) << qPrintable(QJsonDocument(history).toJson());
+    const QJsonObject recorded = history.first().toObject();
+    EXPECT_EQ(recorded.value("deviceSerialNumber").toString(), serial);
+    EXPECT_EQ(recorded.value("ending").toString(), "completed");
+    EXPECT_EQ(recorded.value("installed"), summary.value("installed"));
+    EXPECT_EQ(recorded.value("fandecksEnabled"), summary.value("fandecksEnabled"));
+    EXPECT_EQ(recorded.value("errors").toArray(), QJsonArray());
 }
 
 TEST_F(TinteraAgainstEmulators, SyncErrorsAsTextAndJson)
