@@ -6,7 +6,7 @@ FUZZ_SECONDS ?= 60
 JOBS       ?= $(shell nproc)
 CMAKE_ARGS ?=
 
-.PHONY: all deps configure build test test-asan fuzz demo install package clean
+.PHONY: all deps configure build test test-asan fuzz demo screenshots install package clean
 
 all: build
 
@@ -47,6 +47,10 @@ fuzz: deps $(FUZZ_BUILD)/build.ninja $(BUILD)/build.ninja
 
 demo: build
 	$(BUILD)/src/cli/tintera demo
+
+# The windows whose look changed, drawn by Xvfb, as PNGs in $(BUILD)/screenshots (not a test).
+screenshots: build
+	cmake --build $(BUILD) --target screenshots
 
 install: build
 	cmake --install $(BUILD)

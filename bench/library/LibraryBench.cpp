@@ -3,9 +3,9 @@
 // 50 ms; the window opens with 10,000 in at most 300 ms and adds at most 20 MB resident memory.
 //
 //   library_bench [benchmark options]          (QT_QPA_PLATFORM=offscreen, or under a display)
-//   library_bench --shot FILE.png [--library PATH] [--filter TEXT]
-//       the window with the library at PATH (default: 10,000 generated captures), filtered, as a
-//       picture: QT_SCALE_FACTOR=2 for high-density screens.
+//   library_bench --shot FILE.png [--library PATH] [--filter TEXT] [--history]
+//       the window with the library at PATH (default: 10,000 generated captures), filtered, or its
+//       History tab, as a picture: QT_SCALE_FACTOR=2 for high-density screens.
 
 #include "HBColorimetry.h"
 #include "HBConstants.h"
@@ -16,6 +16,7 @@
 
 #include <QApplication>
 #include <QLineEdit>
+#include <QTabWidget>
 #include <QTableView>
 #include <QTemporaryDir>
 
@@ -165,6 +166,8 @@ int takeShot(const QStringList &arguments)
     if (filterAt > 0)
         window.filterField()->setText(arguments.value(filterAt + 1));
     window.table()->selectRow(1);
+    if (arguments.contains(QStringLiteral("--history")))
+        window.tabs()->setCurrentWidget(window.historyTable());
     for (int i = 0; i < 20; ++i)
         QApplication::processEvents();
     return window.grab().save(file) ? 0 : 1;

@@ -41,7 +41,7 @@ _tintera_links()
 _tintera()
 {
     local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD-1]}
-    local commands="devices status sync updates export measurements fandecks settings demo help"
+    local commands="devices status sync updates export measurements history fandecks settings demo help"
     local options="--service-url --ca-file --device --wait --verbose --help"
     COMPREPLY=()
 
@@ -92,7 +92,7 @@ _tintera()
     measurements) options+=" --search --since --fandeck --json" ;;
     demo) options+=" --stall-timeout --keep --link" ;;
     settings) options+=" --json --yes" ;;
-    devices | status) options+=" --json" ;;
+    devices | status | history) options+=" --json" ;;
     esac
 
     if [[ $cur == -* ]]; then

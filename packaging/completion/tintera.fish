@@ -1,6 +1,6 @@
 # fish completion for tintera, the TINTERA Sync command line.
 
-set -l commands devices status sync updates export measurements fandecks settings demo help
+set -l commands devices status sync updates export measurements history fandecks settings demo help
 
 # The ids of the fandecks stored on this computer ("FileID" of each fandeck's info.plist).
 function __tintera_fandeck_ids
@@ -37,6 +37,7 @@ complete -c tintera -n "not __fish_seen_subcommand_from $commands" -a sync -d 'R
 complete -c tintera -n "not __fish_seen_subcommand_from $commands" -a updates -d 'Show what the next sync will do'
 complete -c tintera -n "not __fish_seen_subcommand_from $commands" -a export -d 'Export the matches to a CxF3, CGATS, CSV or palette file'
 complete -c tintera -n "not __fish_seen_subcommand_from $commands" -a measurements -d 'List the captures kept on this computer'
+complete -c tintera -n "not __fish_seen_subcommand_from $commands" -a history -d 'List the syncs run on this computer'
 complete -c tintera -n "not __fish_seen_subcommand_from $commands" -a fandecks -d 'List the fandecks; choose which ones sync'
 complete -c tintera -n "not __fish_seen_subcommand_from $commands" -a settings -d 'Show or change the sync settings'
 complete -c tintera -n "not __fish_seen_subcommand_from $commands" -a demo -d 'Run against an emulated device and service'
@@ -50,7 +51,7 @@ complete -c tintera -l wait -x -d 'Seconds to wait for the device'
 complete -c tintera -s v -l verbose -d 'Copy every log line to standard error'
 complete -c tintera -s h -l help -d 'Show the help'
 complete -c tintera -n "__fish_seen_subcommand_from sync updates export fandecks demo" -l stall-timeout -x -d 'Cancel a run without progress after this many seconds'
-complete -c tintera -n "__fish_seen_subcommand_from devices status fandecks settings sync updates export measurements" -l json -d 'Print JSON objects, one a line'
+complete -c tintera -n "__fish_seen_subcommand_from devices status fandecks settings sync updates export measurements history" -l json -d 'Print JSON objects, one a line'
 complete -c tintera -n "__fish_seen_subcommand_from export" -l zip -d 'Also pack the export into FILE.zip'
 complete -c tintera -n "__fish_seen_subcommand_from export" -l format -x -a 'cxf cgats csv gpl ase' -d 'File format'
 complete -c tintera -n "__fish_seen_subcommand_from export" -F

@@ -9,6 +9,7 @@
 #include "VLMatchRecordWriter.h"
 #include "VLMeasurementLibrary.h"
 #include "VLSwatchDelegate.h"
+#include "VLSyncHistoryTableModel.h"
 
 #include <QAction>
 #include <QApplication>
@@ -24,6 +25,7 @@
 #include <QMessageBox>
 #include <QMimeData>
 #include <QPushButton>
+#include <QTabWidget>
 #include <QTableView>
 #include <QVBoxLayout>
 
@@ -69,10 +71,13 @@ VLMeasurementsWindow::VLMeasurementsWindow(QString libraryPath, QWidget *parent)
     , m_copy(new QPushButton(tr("&Copy"), this))
     , m_export(new QPushButton(tr("&Export Selected..."), this))
     , m_player(new VLAudioNotePlayer(this))
+    , m_tabs(new QTabWidget(this))
+    , m_historyModel(new VLSyncHistoryTableModel(this))
+    , m_historyTable(new QTableView(this))
 {
     setWindowTitle(tr("Measurements"));
     setObjectName(QStringLiteral("measurementsWindow"));
-    resize(760, 480);
+    resize(860, 480);
 
     m_filter->setPlaceholderText(tr("Filter by tag, name, number or fandeck"));
     m_filter->setClearButtonEnabled(true);
@@ -131,10 +136,36 @@ VLMeasurementsWindow::VLMeasurementsWindow(QString libraryPath, QWidget *parent)
     buttons->addWidget(m_play);
     buttons->addWidget(m_copy);
     buttons->addWidget(m_export);
-    auto *layout = new QVBoxLayout(this);
+    auto *capturesPage = new QWidget(m_tabs);
+    auto *layout = new QVBoxLayout(capturesPage);
     layout->addLayout(top);
     layout->addWidget(m_table, 1);
     layout->addLayout(buttons);
+
+    m_historyTable->setModel(m_historyModel);
+    m_historyTable->setAccessibleName(tr("Sync history"));
+    m_historyTable->setSelectionBehavior(QAbstractItemView::SelectRows);
+    m_historyTable->setAlternatingRowColors(true);
+    m_historyTable->setWordWrap(false);
+    m_historyTable->verticalHeader()->hide();
+    m_historyTable->horizontalHeader()->setStretchLastSection(true);
+    m_historyTable->setColumnWidth(VLSyncHistoryTableModel::StartedColumn, m_table->columnWidth(VLCaptureTableModel::DateColumn));
+    m_historyTable->setColumnWidth(VLSyncHistoryTableModel::DeviceColumn, 12 * em);
+    m_historyTable->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+    m_historyTable->verticalHeader()->setDefaultSectionSize(m_table->verticalHeader()->defaultSectionSize());
+    // How a sync ended is short and worth reading whole; the lists have their whole text as a tooltip.
+    int endingWidth = 0;
+    for (const char *ending : {"completed", "failed", "cancelled", "stalled", "deviceGone", "refused"})
+        endingWidth = std::max(endingWidth, fontMetrics().horizontalAdvance(VLSyncHistoryTableModel::endingText(QLatin1String(ending))));
+    m_historyTable->setColumnWidth(VLSyncHistoryTableModel::EndingColumn, endingWidth + 2 * em);
+    m_historyTable->setColumnWidth(VLSyncHistoryTableModel::InstalledColumn, 24 * em);
+    m_historyTable->setColumnWidth(VLSyncHistoryTableModel::FandecksColumn, 24 * em);
+
+    m_tabs->addTab(capturesPage, tr("C&aptures"));
+    m_tabs->addTab(m_historyTable, tr("&History"));
+    m_tabs->setAccessibleName(tr("Measurements and sync history"));
+    auto *windowLayout = new QVBoxLayout(this);
+    windowLayout->addWidget(m_tabs);
     setTabOrder(m_filter, m_table);
     setTabOrder(m_table, m_play);
 
@@ -159,13 +190,15 @@ VLMeasurementsWindow::~VLMeasurementsWindow() = default;
 void VLMeasurementsWindow::reload()
 {
     VLCaptureList captures;
+    VLSyncHistory history;
     VLError error;
     if (QFileInfo::exists(m_libraryPath)) {
         VLMeasurementLibrary library(m_libraryPath);
-        if (library.open(&error))
-            captures = library.captures(&error);
+        if (library.open(&error) && (captures = library.captures(&error), error.isNull()))
+            history = library.history(&error, kHistoryRows);
     }
     m_model->setCaptures(std::move(captures));
+    m_historyModel->setHistory(std::move(history));
     updateControls();
     if (!error.isNull())
         m_count->setText(error.localizedDescription());

@@ -10,15 +10,17 @@
 class QLabel;
 class QLineEdit;
 class QPushButton;
+class QTabWidget;
 class QTableView;
 class VLAudioNotePlayer;
 class VLCaptureFilterModel;
 class VLCaptureTableModel;
+class VLSyncHistoryTableModel;
 
 // The Measurements window: every capture of the measurement library as a swatch with its colour
 // number, name, fandeck, date and tag; a filter field; sorting by any column (date, newest first,
 // to begin with); the audio note played; the selection copied or dragged out as text and colour,
-// or exported to a file in one of the export formats.
+// or exported to a file in one of the export formats. A second tab lists the last syncs.
 class VLMeasurementsWindow : public QWidget
 {
     Q_OBJECT
@@ -44,6 +46,12 @@ public:
     VLCaptureFilterModel *filterModel() const { return m_proxy; }
     VLAudioNotePlayer *player() const { return m_player; }
     QLabel *countLabel() const { return m_count; }
+    QTabWidget *tabs() const { return m_tabs; }
+    QTableView *historyTable() const { return m_historyTable; }
+    VLSyncHistoryTableModel *historyModel() const { return m_historyModel; }
+
+    // The syncs the History tab lists, at most.
+    static constexpr int kHistoryRows = 200;
 
 private:
     void updateControls();
@@ -58,4 +66,7 @@ private:
     QPushButton *m_copy;
     QPushButton *m_export;
     VLAudioNotePlayer *m_player;
+    QTabWidget *m_tabs;
+    VLSyncHistoryTableModel *m_historyModel;
+    QTableView *m_historyTable;
 };

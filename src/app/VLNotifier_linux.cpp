@@ -1,4 +1,4 @@
-#include "VLNotifier.h"
+#include "VLNotifier_linux.h"
 
 #include "VLAlertPresenter.h"
 
@@ -81,4 +81,9 @@ void VLFreedesktopNotifier::notificationClosed(uint id, uint)
 {
     if (id == m_lastId)
         m_onAction = nullptr;
+}
+
+std::shared_ptr<VLNotifier> vlCreateSystemNotifier()
+{
+    return std::make_shared<VLFreedesktopNotifier>();
 }

@@ -1,20 +1,17 @@
 #include "VLNotifier.h"
 
+namespace {
+
 // No notification service is spoken to here: the status item's own message says it.
-VLFreedesktopNotifier::VLFreedesktopNotifier(QObject *parent)
-    : QObject(parent)
+class VLStatusItemOnlyNotifier : public VLNotifier
 {
-}
+public:
+    bool notify(const QString &, const QString &, bool, const QList<Action> &, ActionHandler) override { return false; }
+};
 
-bool VLFreedesktopNotifier::notify(const QString &, const QString &, bool, const QList<Action> &, ActionHandler)
-{
-    return false;
-}
+} // namespace
 
-void VLFreedesktopNotifier::actionInvoked(uint, const QString &)
+std::shared_ptr<VLNotifier> vlCreateSystemNotifier()
 {
-}
-
-void VLFreedesktopNotifier::notificationClosed(uint, uint)
-{
+    return std::make_shared<VLStatusItemOnlyNotifier>();
 }

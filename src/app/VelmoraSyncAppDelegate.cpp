@@ -50,7 +50,7 @@ VelmoraSyncAppDelegate::Platform VelmoraSyncAppDelegate::systemPlatform()
     platform.createStatusItem = [] { return vlCreateSystemStatusItem(tr("TINTERA Sync")); };
     platform.alerts = std::make_shared<VLMessageBoxAlertPresenter>();
     platform.syncServiceOnline = [] { return vlHostIsReachable(vlHostOfURL(vlSyncProductionURL())); };
-    platform.notifier = std::make_shared<VLFreedesktopNotifier>();
+    platform.notifier = vlCreateSystemNotifier();
     platform.openWithDesktop = [](const QString &path, VLOpenedHandler done) {
         vlOpenWithDesktop(path, qApp, std::move(done));
     };
@@ -358,6 +358,7 @@ void VelmoraSyncAppDelegate::notifySyncEnded(VLSyncManager *manager)
 {
     // The errors the run collected, those before a device went away included.
     const VLSyncRunReport &report = manager->runReport();
+    vlRecordSyncInLibrary(report, manager->serialNumber());
     const VLSyncSummary summary = VLSyncSummary::ofReport(report);
     m_lastSyncErrors = report.errors;
     const QFileInfo matches(manager->pathForGlobalAutoSyncMatchesFile());

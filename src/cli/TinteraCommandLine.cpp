@@ -53,7 +53,8 @@ const QCommandLineOption kJsonOption(QStringLiteral("json"),
 // The commands that have a --json form.
 const QStringList kJsonCommands = {QStringLiteral("devices"),  QStringLiteral("status"), QStringLiteral("fandecks"),
                                    QStringLiteral("settings"), QStringLiteral("sync"),   QStringLiteral("export"),
-                                   QStringLiteral("updates"),  QStringLiteral("measurements")};
+                                   QStringLiteral("updates"),  QStringLiteral("measurements"),
+                                   QStringLiteral("history")};
 
 // Options that take a value as the next argument, so that a value is not taken for the command.
 const QStringList kValueOptions = {QStringLiteral("--service-url"), QStringLiteral("--ca-file"), QStringLiteral("--device"), QStringLiteral("--wait"),
@@ -138,6 +139,12 @@ const QList<TinteraCommandInfo> &commands()
              parser.addOption(QCommandLineOption(QStringLiteral("fandeck"), QStringLiteral("Fandeck name or id."),
                                                  QStringLiteral("ID")));
          }},
+        {"history", "", "List the syncs run on this computer; no device needed.",
+         "Lists every full sync run on this computer, newest first, from the history kept in the\n"
+         "measurement library in the data folder: when it started, the device, how it ended (completed,\n"
+         "failed, cancelled, stalled, deviceGone, refused) and how long it took, the files it installed\n"
+         "on the device and the fandecks it enabled, with their versions, and the errors it collected.",
+         tinteraHistoryCommand, false, {}},
         {"demo", "", "Run the whole product against an emulated device and service.",
          "Writes the demo catalog into a fresh temporary folder, starts the emulated sync service and an\n"
          "emulated device with a few captured colours, runs a first full sync, prints the exported\n"
@@ -167,7 +174,7 @@ const TinteraCommandInfo *findCommand(const QString &name)
 const char *const kJsonHelp =
     "JSON output (--json)\n"
     "\n"
-    "devices, status, fandecks, settings, sync, export and measurements take --json. Standard output then carries\n"
+    "devices, status, fandecks, settings, sync, export, measurements and history take --json. Standard output then carries\n"
     "JSON objects only, one a line; messages for people still go to standard error. Names are\n"
     "camelCase; a value that is not known is null. The exit status is the same as without --json.\n"
     "\n"
@@ -192,6 +199,10 @@ const char *const kJsonHelp =
     "          \"colorNumber\", \"colorName\", \"fandeck\", \"fandeckId\", \"lab\": {\"L\", \"a\", \"b\"}, \"srgb\",\n"
     "          \"tag\", \"audioNote\", \"onDevice\", \"firstSeen\", \"lastSeen\"}]}; \"total\" counts the\n"
     "          library, \"measurements\" what the filters kept, newest first\n"
+    "history   {\"library\", \"history\": [{\"startedAt\", \"endedAt\", \"deviceSerialNumber\", \"ending\",\n"
+    "          \"installed\": [S], \"fandecksEnabled\": [S], \"errors\": [{\"code\", \"domain\", \"message\"}]}]},\n"
+    "          newest first; \"ending\" is \"completed\", \"failed\", \"cancelled\", \"stalled\",\n"
+    "          \"deviceGone\" or \"refused\"; S is a file: {\"type\", \"sku\", \"description\", \"version\"}\n"
     "sync      one object per event while it runs; \"run\" is \"preliminary\" (the fandeck\n"
     "          information) or \"sync\" (the full sync):\n"
     "            {\"event\": \"start\", \"device\", \"service\"}\n"
@@ -221,7 +232,7 @@ QString overview()
     text += tr("\nOptions of every command: --service-url URL, --ca-file FILE, --device SERIAL, --wait SECONDS, --verbose.\n"
                "\"tintera COMMAND --help\" describes a command. TINTERA_SERVICE_URL chooses the service,\n"
                "TINTERA_DATA_DIR the data folder. --json (devices, status, fandecks, settings, sync, export,\n"
-               "measurements) prints JSON for scripts: \"tintera help json\". \"tintera --version\" prints the version.\n"
+               "measurements, history) prints JSON for scripts: \"tintera help json\". \"tintera --version\" prints the version.\n"
                "\nExit status: 0 success; 1 a failure, or a sync that collected errors; 2 a wrong command\n"
                "line; 3 a cancelled run (device gone, interrupted, no progress).\n");
     return text;

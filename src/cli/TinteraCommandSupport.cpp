@@ -6,6 +6,7 @@
 #include "VLMatchRecord.h"
 #include "TinteraProgressDisplay.h"
 #include "VLFormat.h"
+#include "VLMeasurementLibrary.h"
 #include "VLSyncAdvice.h"
 #include "VLSyncManager.h"
 #include "VLTerminationSignals.h"
@@ -39,17 +40,6 @@ std::unique_ptr<TinteraRunObserver> observerFor(const TinteraInvocation &invocat
     if (invocation.json || (progress != invocation.out && mode != TinteraProgressDisplay::Mode::Live))
         return std::make_unique<TinteraQuietObserver>();
     return std::make_unique<TinteraProgressDisplay>(progress, mode);
-}
-
-QJsonArray filesJson(const QList<VLSyncRunReport::File> &files)
-{
-    QJsonArray array;
-    for (const VLSyncRunReport::File &file : files)
-        array.append(QJsonObject{{QStringLiteral("type"), file.fileType},
-                                 {QStringLiteral("sku"), tinteraTextJson(file.SKU)},
-                                 {QStringLiteral("description"), tinteraTextJson(file.description)},
-                                 {QStringLiteral("version"), tinteraTextJson(file.versionString)}});
-    return array;
 }
 
 int reportSyncAsJson(TinteraInvocation &invocation, const std::optional<VLSyncRunReport> &report, VLSyncManager *manager)
@@ -90,10 +80,10 @@ int reportSyncAsJson(TinteraInvocation &invocation, const std::optional<VLSyncRu
                           {QStringLiteral("measurements"),
                            status == TinteraExitSuccess && QFileInfo::exists(matches) ? QJsonValue(matches) : QJsonValue()},
                           {QStringLiteral("error"), failure},
-                          {QStringLiteral("downloaded"), filesJson(shown.downloaded)},
-                          {QStringLiteral("installed"), filesJson(shown.installed)},
-                          {QStringLiteral("fandecksEnabled"), filesJson(shown.fandecksEnabled)},
-                          {QStringLiteral("settingsApplied"), filesJson(shown.settingsApplied)},
+                          {QStringLiteral("downloaded"), tinteraFilesJson(shown.downloaded)},
+                          {QStringLiteral("installed"), tinteraFilesJson(shown.installed)},
+                          {QStringLiteral("fandecksEnabled"), tinteraFilesJson(shown.fandecksEnabled)},
+                          {QStringLiteral("settingsApplied"), tinteraFilesJson(shown.settingsApplied)},
                           {QStringLiteral("matchesFound"), qint64(shown.matchesFound)},
                           {QStringLiteral("matchesExported"), int(shown.matchesExported.size())}});
     return status;
@@ -198,6 +188,8 @@ bool TinteraDeviceSession::gatherPreliminaryInfo()
 int tinteraReportSync(TinteraInvocation &invocation, const std::optional<VLSyncRunReport> &report, VLSyncManager *manager)
 {
     using Ending = VLSyncRunReport::Ending;
+    if (report && manager)
+        vlRecordSyncInLibrary(*report, manager->serialNumber());
     if (invocation.json)
         return reportSyncAsJson(invocation, report, manager);
     if (!report) {

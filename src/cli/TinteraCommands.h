@@ -11,3 +11,4 @@ int tinteraUpdatesCommand(TinteraInvocation &invocation);
 int tinteraExportCommand(TinteraInvocation &invocation);
 int tinteraDemoCommand(TinteraInvocation &invocation);
 int tinteraMeasurementsCommand(TinteraInvocation &invocation);
+int tinteraHistoryCommand(TinteraInvocation &invocation);

@@ -9,8 +9,9 @@
 #include "VLSyncManager.h"
 
 #include <QCoreApplication>
-#include <QJsonDocument>
 #include <QJsonObject>
+
+#include <optional>
 
 namespace {
 
@@ -28,20 +29,27 @@ struct ServedBytes
     qint64 files = 0; // files with at least one byte served
 };
 
-// What the emulated service has sent so far, from its own counters.
-ServedBytes servedBytes(TinteraDemoEnvironment &environment)
+// What the emulated service has sent so far, from its own counters: the second sync's "nothing
+// moved" rests on them, so counters that cannot be read end the demo.
+std::optional<ServedBytes> servedBytes(TinteraDemoEnvironment &environment, VLError *error)
 {
+    const QJsonObject statistics = environment.serviceStatistics(error);
+    if (statistics.isEmpty())
+        return std::nullopt;
     ServedBytes served;
-    QByteArray reply;
-    if (!environment.cloudsimControl(QStringLiteral("stats"), &reply, nullptr))
-        return served;
-    const QJsonObject files = QJsonDocument::fromJson(reply).object().value(QStringLiteral("files")).toObject();
+    const QJsonObject files = statistics.value(QStringLiteral("files")).toObject();
     for (auto it = files.begin(); it != files.end(); ++it) {
         const qint64 bytes = it->toObject().value(QStringLiteral("bytesServed")).toInteger();
         served.bytes += bytes;
         served.files += bytes > 0 ? 1 : 0;
     }
     return served;
+}
+
+int unreadableCounters(TinteraInvocation &invocation, const VLError &error)
+{
+    invocation.fail(vlFormat(tr("the service emulator's counters cannot be read: %@"), error.localizedDescription()));
+    return TinteraExitFailure;
 }
 
 } // namespace
@@ -93,13 +101,17 @@ int tinteraDemoCommand(TinteraInvocation &invocation)
     invocation.println(tr("First sync: everything is new."));
     if (!session.gatherPreliminaryInfo())
         return TinteraExitFailure;
-    const ServedBytes beforeFirst = servedBytes(environment);
+    const std::optional<ServedBytes> beforeFirst = servedBytes(environment, &error);
+    if (!beforeFirst)
+        return unreadableCounters(invocation, error);
     int status = tinteraReportSync(invocation, runner.sync(), manager);
     if (status != TinteraExitSuccess)
         return status;
-    const ServedBytes afterFirst = servedBytes(environment);
+    const std::optional<ServedBytes> afterFirst = servedBytes(environment, &error);
+    if (!afterFirst)
+        return unreadableCounters(invocation, error);
     invocation.println(vlFormat(tr("Downloaded %d file(s), %lld bytes, from the service."),
-                                int(afterFirst.files - beforeFirst.files), afterFirst.bytes - beforeFirst.bytes));
+                                int(afterFirst->files - beforeFirst->files), afterFirst->bytes - beforeFirst->bytes));
 
     const QString matchesFile = manager->pathForGlobalAutoSyncMatchesFile();
     const QList<TinteraMatchRow> rows = tinteraReadMatchRows(matchesFile, &error);
@@ -120,8 +132,10 @@ int tinteraDemoCommand(TinteraInvocation &invocation)
     status = tinteraReportSync(invocation, runner.sync(), manager);
     if (status != TinteraExitSuccess)
         return status;
-    const ServedBytes afterSecond = servedBytes(environment);
-    const qint64 secondBytes = afterSecond.bytes - afterFirst.bytes;
+    const std::optional<ServedBytes> afterSecond = servedBytes(environment, &error);
+    if (!afterSecond)
+        return unreadableCounters(invocation, error);
+    const qint64 secondBytes = afterSecond->bytes - afterFirst->bytes;
     invocation.println(vlFormat(tr("Downloaded %lld bytes from the service in the second sync."), secondBytes));
 
     environment.stop();

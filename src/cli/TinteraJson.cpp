@@ -135,3 +135,14 @@ void TinteraJsonEvents::stalled(int seconds, int step, const QString &message, b
     stall.insert(QStringLiteral("givingUp"), givingUp);
     m_invocation.printJson(stall);
 }
+
+QJsonArray tinteraFilesJson(const QList<VLSyncRunReport::File> &files)
+{
+    QJsonArray array;
+    for (const VLSyncRunReport::File &file : files)
+        array.append(QJsonObject{{QStringLiteral("type"), file.fileType},
+                                 {QStringLiteral("sku"), tinteraTextJson(file.SKU)},
+                                 {QStringLiteral("description"), tinteraTextJson(file.description)},
+                                 {QStringLiteral("version"), tinteraTextJson(file.versionString)}});
+    return array;
+}

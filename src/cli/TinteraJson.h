@@ -3,8 +3,10 @@
 #include "TinteraMatchTable.h"
 #include "TinteraRunObserver.h"
 #include "VLError.h"
+#include "VLSyncRunReport.h"
 
 #include <QDateTime>
+#include <QJsonArray>
 #include <QJsonObject>
 #include <QJsonValue>
 
@@ -23,6 +25,8 @@ QJsonValue tinteraBytesJson(const QString &bytes);
 QJsonValue tinteraTextJson(const QString &text);
 // {"colorId", "fandeck", "lab": {"L", "a", "b"} or null, "tag", "audioNote"}
 QJsonObject tinteraMatchRowJson(const TinteraMatchRow &row);
+// [{"type", "sku", "description", "version"}], as a run report lists files.
+QJsonArray tinteraFilesJson(const QList<VLSyncRunReport::File> &files);
 
 // A sync's progress as JSON lines on the invocation's output, one object per event:
 //   {"event": "run", "run": "preliminary"|"sync", "totalSteps": 7}

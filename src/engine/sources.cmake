@@ -5,12 +5,13 @@ target_sources(tintera_sync PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/VLPreferencesInfo.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLSelectedOnlyWarning.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLSyncAdvice.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/VLSyncFileInfo.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLSyncInfo.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLSyncManager.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLSyncManager.h
   ${CMAKE_CURRENT_LIST_DIR}/VLSyncManagerDefaults.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/VLSyncManagerDownload.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLSyncManagerPaths.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/VLSyncManagerRefusedDownload.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLSyncManagerPlan.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLSyncManagerSteps.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLSyncPlan.cpp

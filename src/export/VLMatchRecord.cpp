@@ -2,14 +2,19 @@
 
 #include <QStringList>
 
-QString VLMatchRecord::displayName() const
+QString vlColourDisplayName(const QString &number, const QString &name)
 {
     QStringList parts;
-    if (!colorNumber.isEmpty())
-        parts << colorNumber;
-    if (!colorName.isEmpty() && colorName != colorNumber)
-        parts << colorName;
+    if (!number.isEmpty())
+        parts << number;
+    if (!name.isEmpty() && name != number)
+        parts << name;
     return parts.join(QLatin1Char(' '));
+}
+
+QString VLMatchRecord::displayName() const
+{
+    return vlColourDisplayName(colorNumber, colorName);
 }
 
 std::optional<VLSpectralGrid> vlCommonSpectralGrid(const VLMatchRecordList &records)

@@ -39,6 +39,9 @@ struct VLMatchRecord
 
 using VLMatchRecordList = QList<VLMatchRecord>;
 
+// A colour's number and name as one label, the name left out when it only repeats the number.
+QString vlColourDisplayName(const QString &number, const QString &name);
+
 // The spectral grid every record shares (start, increment, band count), or none when a record has
 // no spectrum or the records disagree: formats with one set of columns carry spectra only then.
 struct VLSpectralGrid

@@ -4,12 +4,7 @@
 
 QString VLCapture::displayName() const
 {
-    QStringList parts;
-    if (!colorNumber.isEmpty())
-        parts << colorNumber;
-    if (!colorName.isEmpty() && colorName != colorNumber)
-        parts << colorName;
-    return parts.join(QLatin1Char(' '));
+    return vlColourDisplayName(colorNumber, colorName);
 }
 
 QString VLCapture::hexColor() const

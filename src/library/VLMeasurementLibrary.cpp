@@ -112,7 +112,9 @@ QString VLMeasurementLibrary::audioFolder() const
 bool VLMeasurementLibrary::open(VLError *error)
 {
     const QString folder = QFileInfo(m_path).absolutePath();
-    for (const QString &privateFolder : {QFileInfo(folder).absolutePath(), folder, audioFolder()}) {
+    // Its own folders only: the one above is the data folder (prepared with it, private already) or,
+    // for a library opened elsewhere, someone else's.
+    for (const QString &privateFolder : {folder, audioFolder()}) {
         const QString problem = vlPreparePrivateFolder(privateFolder, VLWiderPermissions::Tighten);
         if (!problem.isEmpty()) {
             *error = VLError(VLMeasurementLibraryErrorDomain, 3, problem);

@@ -3,6 +3,7 @@
 #include "VLCapture.h"
 #include "VLError.h"
 #include "VLMatchesRead.h"
+#include "VLSyncHistory.h"
 
 #include <QList>
 #include <QSqlDatabase>
@@ -19,7 +20,7 @@
 class VLMeasurementLibrary
 {
 public:
-    static constexpr int kSchemaVersion = 2;
+    static constexpr int kSchemaVersion = 3;
 
     // <data folder>/Library/Measurements.sqlite.
     static QString defaultPath();
@@ -44,6 +45,13 @@ public:
     // The captures with these ids as export records, spectra included, in the order given.
     VLMatchRecordList matchRecords(const QList<qint64> &ids, VLError *error) const;
 
+    // Keeps a full sync in the history once it has ended, in one transaction: the run row its
+    // export step made for the captures when there is one, else a new row. Preliminary runs and
+    // runs still going are not history; they are left out and answer true.
+    bool recordRun(const VLSyncRunReport &report, const QString &deviceSerialNumber, VLError *error);
+    // The recorded syncs, newest first; at most `limit` of them when it is above 0.
+    VLSyncHistory history(VLError *error, int limit = 0) const;
+
     // Brings a database to the schema version given (kSchemaVersion normally; tests ask for older
     // ones). The database's version must not be newer.
     static bool migrate(QSqlDatabase &database, int toVersion, VLError *error);
@@ -58,5 +66,8 @@ private:
 // Keeps every read an export hands out in the library at its default path: front ends call this
 // once at start. Failures are logged; a read the library refuses is still in the export's file.
 void vlKeepMatchesInLibrary();
+// Records a sync that ended in the library at its default path, as both front ends do at the end
+// of every run. Failures are logged: the history is a record, never a reason for a sync to fail.
+void vlRecordSyncInLibrary(const VLSyncRunReport &report, const QString &deviceSerialNumber);
 
 inline const QString VLMeasurementLibraryErrorDomain = QStringLiteral("VLMeasurementLibraryDomain");

@@ -45,8 +45,19 @@ const QList<QStringList> kSteps = {
         QStringLiteral("ALTER TABLE captures ADD COLUMN spectrum_increment INTEGER NOT NULL DEFAULT 0"),
         QStringLiteral("ALTER TABLE captures ADD COLUMN spectrum BLOB"), // little-endian doubles
     },
+    // 3: the sync history: how each sync ended and what it did. A run recorded at its end has an
+    // ending; the lists are JSON arrays (files: type, sku, description, version; errors: domain,
+    // code, description), read back whole and never queried into.
+    {
+        QStringLiteral("ALTER TABLE sync_runs ADD COLUMN ended_at INTEGER"), // milliseconds since 1970, UTC
+        QStringLiteral("ALTER TABLE sync_runs ADD COLUMN ending TEXT NOT NULL DEFAULT ''"), // vlSyncRunEndingName
+        QStringLiteral("ALTER TABLE sync_runs ADD COLUMN installed TEXT NOT NULL DEFAULT '[]'"),
+        QStringLiteral("ALTER TABLE sync_runs ADD COLUMN fandecks_enabled TEXT NOT NULL DEFAULT '[]'"),
+        QStringLiteral("ALTER TABLE sync_runs ADD COLUMN errors TEXT NOT NULL DEFAULT '[]'"),
+        QStringLiteral("CREATE INDEX sync_runs_by_start ON sync_runs (started_at)"),
+    },
 };
-static_assert(VLMeasurementLibrary::kSchemaVersion == 2, "a new schema version needs its step in kSteps");
+static_assert(VLMeasurementLibrary::kSchemaVersion == 3, "a new schema version needs its step in kSteps");
 
 VLError libraryError(const QString &text)
 {

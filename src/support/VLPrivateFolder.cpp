@@ -61,7 +61,8 @@ QString vlPreparePrivateFolder(const QString &path, VLWiderPermissions wider)
     if ((mode & 077) == 0)
         return {};
     const QString octal = QString::number(mode, 8).rightJustified(4, QLatin1Char('0'));
-    if (wider == VLWiderPermissions::Refuse)
+    // A folder with the sticky bit is shared by design (/tmp): never ours to close, whoever owns it.
+    if (wider == VLWiderPermissions::Refuse || (mode & S_ISVTX))
         return QStringLiteral("The folder %1 is not used: other users may enter it (mode %2, it must be 0700).").arg(folder, octal);
     if (::chmod(encoded.constData(), 0700) != 0)
         return QStringLiteral("The folder %1 is open to other users (mode %2) and cannot be made private: %3.")

@@ -9,8 +9,7 @@ target_sources(tintera_sync PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/VLServiceSettings.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLSyncReply.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLSyncRequest.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/VLSyncManagerDownload.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/VLSyncManagerRefusedDownload.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/VLSyncFileInfo.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLSyncSession.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLTransportSecurity.cpp
   ${CMAKE_CURRENT_LIST_DIR}/VLTransferPace.cpp

@@ -29,15 +29,6 @@
 
 namespace {
 
-// A device whose answer to the first command of every run ("EndSync") is the cancelling error, so
-// that a run started in a test ends at its first step without reaching for the web service.
-void endRunsAtTheFirstStep(KDScriptedDevice &device)
-{
-    device.setReply(QStringLiteral("EndSync"),
-                    KDScriptedDevice::Reply{.error = VLError(QStringLiteral("SyncManager"), -1024, QStringLiteral("stop")),
-                                            .delay = 20});
-}
-
 QList<QJsonObject> analyticsEvents(const ScopedDataFolder &data, const QString &name)
 {
     QList<QJsonObject> events;
@@ -159,10 +150,8 @@ TEST(AppDelegate, DeviceArrivalUpdateAndRemoval)
     EXPECT_TRUE(QTest::qWaitFor([&] { return !app.delegate->velmoraDevice(); }, 5000));
 }
 
-TEST(AppDelegate, AnUpdateMakesADeviceReadyWhenNoneIsServed)
+TEST_F(AppWithDevice, AnUpdateMakesADeviceReadyWhenNoneIsServed)
 {
-    LaunchedApp app;
-    KDScriptedDevice device(freshSerial(), deviceAttributes());
     device.plugIn();
     ASSERT_TRUE(QTest::qWaitFor([&] { return app.delegate->velmoraDevice() == device.device(); }, 5000));
     // Updates of the served device only refresh the menu.
@@ -189,10 +178,8 @@ TEST(AppDelegate, AnUpdateMakesADeviceReadyWhenNoneIsServed)
     EXPECT_FALSE(app.delegate->velmoraDevice());
 }
 
-TEST(AppDelegate, MenuTitlesFollowTheManager)
+TEST_F(AppWithDevice, MenuTitlesFollowTheManager)
 {
-    LaunchedApp app;
-    KDScriptedDevice device(freshSerial(), deviceAttributes());
     endRunsAtTheFirstStep(device);
     app.plugIn(device);
     VLSyncManager *manager = app.delegate->syncManager();
@@ -223,11 +210,9 @@ TEST(AppDelegate, MenuTitlesFollowTheManager)
     ASSERT_TRUE(app.unplug(device));
 }
 
-TEST(AppDelegate, PullingTheDeviceDuringTheFirstLookEndsIt)
+TEST_F(AppWithDevice, PullingTheDeviceDuringTheFirstLookEndsIt)
 {
-    LaunchedApp app;
     app.online = true; // the default service URL: the session's request is still out when the device goes
-    KDScriptedDevice device(freshSerial(), deviceAttributes());
     app.plugIn(device);
     VLSyncManager *manager = app.delegate->syncManager();
     ASSERT_NE(manager, nullptr);
@@ -263,10 +248,8 @@ TEST(AppDelegate, SyncURLStartsASyncOnlyWithTheExactScheme)
     ASSERT_TRUE(app.unplug(device));
 }
 
-TEST(AppDelegate, EndOfSyncEventsAndTheirFallbacks)
+TEST_F(AppWithDevice, EndOfSyncEventsAndTheirFallbacks)
 {
-    LaunchedApp app;
-    KDScriptedDevice device(freshSerial(), deviceAttributes());
     app.plugIn(device);
     VLSyncManager *manager = app.delegate->syncManager();
     ASSERT_NE(manager, nullptr);
@@ -350,10 +333,8 @@ TEST(AppDelegate, FreedMemoryGoesBackOnceAfterASyncEndsOrAWindowCloses)
 
 // Fandecks the last export parsed are let go at rest, but not while the user may export from the
 // preferences window.
-TEST(AppDelegate, LoadedFandecksGoAtRestOnceThePreferencesWindowIsClosed)
+TEST_F(AppWithDevice, LoadedFandecksGoAtRestOnceThePreferencesWindowIsClosed)
 {
-    LaunchedApp app;
-    KDScriptedDevice device(freshSerial(), deviceAttributes());
     app.plugIn(device);
     VLSyncManager *manager = app.delegate->syncManager();
     ASSERT_NE(manager, nullptr);
@@ -411,10 +392,8 @@ TEST(AppDelegate, ErrorAlertsShowOneAtATime)
     EXPECT_EQ(app.statusItem->title(), QString());
 }
 
-TEST(AppDelegate, StatusTitleAndDownloadProgress)
+TEST_F(AppWithDevice, StatusTitleAndDownloadProgress)
 {
-    LaunchedApp app;
-    KDScriptedDevice device(freshSerial(), deviceAttributes());
     endRunsAtTheFirstStep(device);
     app.plugIn(device);
     VLSyncManager *manager = app.delegate->syncManager();
@@ -444,10 +423,8 @@ TEST(AppDelegate, StatusTitleAndDownloadProgress)
     ASSERT_TRUE(app.unplug(device));
 }
 
-TEST(AppDelegate, AutomaticSyncAfterPreliminaryInfoOnlyWhenSwitchedOn)
+TEST_F(AppWithDevice, AutomaticSyncAfterPreliminaryInfoOnlyWhenSwitchedOn)
 {
-    LaunchedApp app;
-    KDScriptedDevice device(freshSerial(), deviceAttributes());
     endRunsAtTheFirstStep(device);
     app.plugIn(device);
     VLSyncManager *manager = app.delegate->syncManager();

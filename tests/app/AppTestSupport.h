@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KDScriptedDevice.h"
+#include "LaunchedApp.h"
 #include "TestSupport.h"
 #include "VLSyncManager.h"
 
@@ -39,4 +40,28 @@ struct AttachedManager
         manager->updateDevice(KDDevicePtr());
         manager->deviceBecameUnavailable();
     }
+};
+
+// The first command of every run ("EndSync") answered with the cancelling error: a run ends at its
+// first step without reaching for the web service.
+inline void endRunsAtTheFirstStep(KDScriptedDevice &device)
+{
+    device.setReply(QStringLiteral("EndSync"),
+                    KDScriptedDevice::Reply{.error = VLError(QStringLiteral("SyncManager"), -1024, QStringLiteral("stop")),
+                                            .delay = 20});
+}
+
+// The first command of every run taken and never answered: the run waits at step 1 until something
+// ends it.
+inline void holdRunsAtTheFirstStep(KDScriptedDevice &device)
+{
+    device.setReply(QStringLiteral("EndSync"), KDScriptedDevice::Reply{.noAnswer = true});
+}
+
+// A launched application and a scripted device of its own, not yet plugged in.
+class AppWithDevice : public ::testing::Test
+{
+protected:
+    LaunchedApp app;
+    KDScriptedDevice device{freshSerial(), deviceAttributes()};
 };

@@ -4,6 +4,7 @@
 #include "VLMatchRecordWriter.h"
 #include "VLMeasurementLibrary.h"
 #include "VLMeasurementsWindow.h"
+#include "VLSyncHistoryTableModel.h"
 
 #include <QLineEdit>
 #include <QMimeData>
@@ -58,6 +59,35 @@ TEST_F(MeasurementsWindowTest, FiltersAndCarriesTheSelectionAsTextAndColour)
     window.filterField()->setText("arctic");
     ASSERT_EQ(window.filterModel()->rowCount(), 1);
     EXPECT_EQ(window.filterModel()->index(0, VLCaptureTableModel::NumberColumn).data().toString(), "VX 1");
+}
+
+TEST_F(MeasurementsWindowTest, HistoryTabListsTheRecordedSyncsNewestFirst)
+{
+    VLSyncRunReport cancelled;
+    cancelled.began = QDateTime::currentDateTime();
+    cancelled.ended = cancelled.began.addSecs(3);
+    cancelled.ending = VLSyncRunReport::Ending::DeviceGone;
+    cancelled.installed = {{"firmware", "FW", "", "TX350 Firmware", "2.4"}};
+    cancelled.errors = {VLError("KDErrorDomain", -77, "clock refused"), VLError("KDErrorDomain", -3, "gone")};
+    VLSyncRunReport clean = cancelled;
+    clean.began = clean.began.addSecs(-3600);
+    clean.ending = VLSyncRunReport::Ending::Completed;
+    clean.errors.clear();
+    VLMeasurementLibrary library(VLMeasurementLibrary::defaultPath());
+    VLError error;
+    ASSERT_TRUE(library.open(&error) && library.recordRun(clean, "VL1", &error) && library.recordRun(cancelled, "VL1", &error));
+    window.reload();
+
+    const VLSyncHistoryTableModel *model = window.historyModel();
+    ASSERT_EQ(model->rowCount(), 2);
+    const auto cell = [model](int row, int column) { return model->index(row, column).data().toString(); };
+    EXPECT_EQ(cell(0, VLSyncHistoryTableModel::EndingColumn), "Cancelled: device unplugged");
+    EXPECT_EQ(cell(0, VLSyncHistoryTableModel::InstalledColumn), "TX350 Firmware 2.4");
+    EXPECT_EQ(cell(0, VLSyncHistoryTableModel::ErrorsColumn), "2: clock refused");
+    EXPECT_EQ(model->index(0, VLSyncHistoryTableModel::ErrorsColumn).data(Qt::ToolTipRole).toString(),
+              "Error code -77, clock refused\nError code -3, gone");
+    EXPECT_EQ(cell(1, VLSyncHistoryTableModel::EndingColumn), "Completed");
+    EXPECT_EQ(cell(1, VLSyncHistoryTableModel::ErrorsColumn), "None");
 }
 
 TEST_P(MeasurementsWindowTest, ExportsTheSelectionInEveryFormat)

@@ -1,4 +1,4 @@
-#include "VLNotifier.h"
+#include "VLNotifier_linux.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>

@@ -315,15 +315,6 @@ TEST(PreferencesWindowWithManager, DeviceFieldsAndStatus)
     controller.setSyncManager(nullptr);
 }
 
-TEST(PreferencesWindowWithManager, StorageRoundsToTheNearestMebibyte)
-{
-    AttachedManager attached(deviceAttributes(QStringLiteral("1700000")));
-    VelmoraSyncPreferencesWindowController controller;
-    controller.setSyncManager(attached.manager);
-    EXPECT_EQ(controller.ui()->storageTextField->text(), QStringLiteral("2 Mb Available"));
-    controller.setSyncManager(nullptr);
-}
-
 TEST(PreferencesWindowWithManager, SettingsAndFandeckChoicesGoToTheManager)
 {
     AttachedManager attached;

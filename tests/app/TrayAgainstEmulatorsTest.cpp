@@ -6,9 +6,6 @@
 
 #include <QDir>
 #include <QFile>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QRegularExpression>
@@ -17,19 +14,6 @@
 #include <gtest/gtest.h>
 
 namespace {
-
-// The name under "files/" of the catalog's payload for a SKU.
-QString catalogFileName(const QString &catalogFolder, const QString &sku)
-{
-    QFile index(catalogFolder + "/index.json");
-    if (!index.open(QIODevice::ReadOnly))
-        return {};
-    for (const QJsonValue &record : QJsonDocument::fromJson(index.readAll()).object().value("files").toArray()) {
-        if (record.toObject().value("SKU").toString() == sku)
-            return record.toObject().value("FileURL").toString().section('/', -1);
-    }
-    return {};
-}
 
 // Runs "Sync Now" once the first look at the device is over, and waits for the end of that sync.
 bool syncNowToTheEnd(LaunchedApp &app, VLSyncManager *manager)
@@ -53,7 +37,7 @@ TEST(TrayAgainstEmulators, ARefusedFandeckStallsIntoAnErrorAndTheNextSyncSaysWha
     options.rebootMilliseconds = 0;
     VLError error;
     ASSERT_TRUE(environment.start(options, &error)) << qPrintable(error.description());
-    const QString refused = catalogFileName(environment.catalogFolder(), "VLM-FD-ACCENT");
+    const QString refused = environment.catalogFileName("VLM-FD-ACCENT");
     ASSERT_FALSE(refused.isEmpty());
     ASSERT_TRUE(environment.cloudsimControl("fault?target=files/" + refused + "&http=500", nullptr, &error))
         << qPrintable(error.description());

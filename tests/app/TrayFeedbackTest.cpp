@@ -28,13 +28,6 @@
 
 namespace {
 
-// A device that takes the first command of every run ("EndSync") and never answers it: the run
-// waits at step 1 until something ends it.
-void holdRunsAtTheFirstStep(KDScriptedDevice &device)
-{
-    device.setReply(QStringLiteral("EndSync"), KDScriptedDevice::Reply{.noAnswer = true});
-}
-
 QStringList errorWindowRows(VLErrorWindowController *controller)
 {
     QStringList rows;
@@ -59,10 +52,8 @@ TEST(TrayProgress, TheTitleCountsStepsAndShowsTheDownloadsShare)
     EXPECT_EQ(VelmoraSyncAppDelegate::syncProgressTitle(1, QString(), -1), QStringLiteral(" Step 1 of 28"));
 }
 
-TEST(TrayProgress, DownloadUpdatesReachTheTitleOncePerPercent)
+TEST_F(AppWithDevice, DownloadUpdatesReachTheTitleOncePerPercent)
 {
-    LaunchedApp app;
-    KDScriptedDevice device(freshSerial(), deviceAttributes());
     holdRunsAtTheFirstStep(device);
     app.plugIn(device);
     VLSyncManager *manager = app.delegate->syncManager();
@@ -84,10 +75,8 @@ TEST(TrayProgress, DownloadUpdatesReachTheTitleOncePerPercent)
     ASSERT_TRUE(app.unplug(device));
 }
 
-TEST(TrayCancel, CancelSyncEndsAWaitingRunAndShowsOnlyWhileOneRuns)
+TEST_F(AppWithDevice, CancelSyncEndsAWaitingRunAndShowsOnlyWhileOneRuns)
 {
-    LaunchedApp app;
-    KDScriptedDevice device(freshSerial(), deviceAttributes());
     holdRunsAtTheFirstStep(device);
     app.plugIn(device);
     VLSyncManager *manager = app.delegate->syncManager();
@@ -180,15 +169,11 @@ TEST(TrayStall, AWaitWithoutProgressEndsAsAnErrorThatDetailsListsInTheErrorWindo
     ASSERT_TRUE(app.unplug(device));
 }
 
-TEST(TrayNotification, WithoutANotificationServiceTheTraysOwnMessageSaysItAndItsClickOpensTheDetails)
+TEST_F(AppWithDevice, WithoutANotificationServiceTheTraysOwnMessageSaysItAndItsClickOpensTheDetails)
 {
-    LaunchedApp app;
     app.notifier->available = false;
-    KDScriptedDevice device(freshSerial(), deviceAttributes());
     // The first command is answered with the cancelling error: one collected error, a cancelled run.
-    device.setReply(QStringLiteral("EndSync"),
-                    KDScriptedDevice::Reply{.error = VLError(QStringLiteral("SyncManager"), -1024, QStringLiteral("stop")),
-                                            .delay = 20});
+    endRunsAtTheFirstStep(device);
     app.plugIn(device);
     VLSyncManager *manager = app.delegate->syncManager();
     ASSERT_NE(manager, nullptr);
@@ -273,10 +258,8 @@ TEST(TraySummary, TheEndTellsWhatChanged)
     }
 }
 
-TEST(TrayMenu, LastSyncStaysAfterTheDeviceIsUnplugged)
+TEST_F(AppWithDevice, LastSyncStaysAfterTheDeviceIsUnplugged)
 {
-    LaunchedApp app;
-    KDScriptedDevice device(freshSerial(), deviceAttributes());
     app.plugIn(device);
     VLSyncManager *manager = app.delegate->syncManager();
     ASSERT_NE(manager, nullptr);

@@ -1,7 +1,6 @@
 #include "TestSupport.h"
 #include "TinteraEmulators.h"
 #include "TinteraProcess.h"
-#include "VLPropertyList.h"
 #include "VLZip.h"
 
 #include <QDir>
@@ -15,7 +14,6 @@
 
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -162,6 +160,7 @@ TEST_P(TinteraDeviceFolder, IsUsedOnlyWhenItIsTheUsersAlone)
     const TinteraRun status = runTintera({"status", "--wait", *c.refusal ? "30" : "1"}, 10000);
     if (*c.refusal == 0) {
         EXPECT_EQ(devices.exitCode, 0);
+        EXPECT_TRUE(devices.err.isEmpty()) << qPrintable(devices.err); // the folder is decided quietly
         EXPECT_TRUE(devices.out.contains("No TINTERA device is connected."));
         EXPECT_TRUE(status.err.contains("No TINTERA device is connected (waited 1 s).")) << qPrintable(status.err);
         for (const QString &made : fallback ? QStringList{folder, folder + "/kalvex", folder + "/kalvex/devices"} : QStringList{folder})
@@ -179,20 +178,30 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(DeviceFolderCase{"Created", "devices", 0, false, ""},
                       DeviceFolderCase{"CreatedInTheFallbackRuntimeFolder", "tmp/runtime-<user>", 0, false, ""},
                       DeviceFolderCase{"OpenToOthers", "devices", 0755, false, "other users may enter it (mode 0755"},
+                      // Shared by design (a runtime folder set to /tmp): left as it is, not closed.
+                      DeviceFolderCase{"SharedStickyRuntimeFolder", "tmp/runtime-<user>", 01777, false,
+                                       "other users may enter it (mode 1777"},
                       DeviceFolderCase{"AnotherUsers", "devices", 0700, true, "it belongs to another user (uid 65534)"},
                       DeviceFolderCase{"InAnotherUsersRuntimeFolder", "tmp/runtime-<user>", 0700, true,
                                        "it belongs to another user (uid 65534)"}),
     [](const ::testing::TestParamInfo<DeviceFolderCase> &param) { return std::string(param.param.name); });
 
-TEST_F(TinteraAgainstEmulators, SyncShowsProgressAndASecondSyncMovesNothing)
+// Standard error is for what went wrong: ordinary commands that go right leave it empty, also
+// without a runtime folder and with their progress going nowhere near a terminal.
+TEST_F(TinteraAgainstEmulators, SyncShowsProgressASecondSyncMovesNothingAndStandardErrorStaysEmpty)
 {
-    const TinteraRun devices = runTintera({"devices"});
-    EXPECT_EQ(devices.exitCode, 0);
+    const ScopedEnvironment noRuntimeFolder("XDG_RUNTIME_DIR");
+    const auto quietly = [](const QStringList &arguments) {
+        const TinteraRun run = runTintera(arguments);
+        EXPECT_EQ(run.exitCode, 0) << qPrintable(arguments.join(' ') + "\n" + run.out + run.err);
+        EXPECT_TRUE(run.err.isEmpty()) << qPrintable(arguments.join(' ') + ": " + run.err);
+        return run;
+    };
+    const TinteraRun devices = quietly({"devices"});
     EXPECT_TRUE(devices.out.contains(QRegularExpression(serial + "\\s+\\S+\\s+\\d+ Mb Available"))) << qPrintable(devices.out);
-    EXPECT_TRUE(runTintera({"status"}).out.contains("Last Sync: Never"));
+    EXPECT_TRUE(quietly({"status"}).out.contains("Last Sync: Never"));
 
-    const TinteraRun first = runTintera({"sync"});
-    ASSERT_EQ(first.exitCode, 0) << qPrintable(first.out + first.err);
+    const TinteraRun first = quietly({"sync"});
     // Not a terminal: plain lines, one per step that names itself.
     EXPECT_TRUE(first.out.contains("  step  8 of 28  Starting sync...\n"));
     EXPECT_TRUE(first.out.contains("  step 27 of 28  Finishing sync...\n"));
@@ -203,16 +212,18 @@ TEST_F(TinteraAgainstEmulators, SyncShowsProgressAndASecondSyncMovesNothing)
     EXPECT_TRUE(QFile::exists(dataPath("Measurements/LastMeasurements.cxf")));
 
     const qint64 served = bytesServed();
-    const TinteraRun second = runTintera({"sync"});
-    EXPECT_EQ(second.exitCode, 0) << qPrintable(second.out + second.err);
+    EXPECT_FALSE(quietly({"sync"}).out.contains("download"));
     EXPECT_EQ(bytesServed(), served);
-    EXPECT_FALSE(second.out.contains("download"));
 
-    const TinteraRun status = runTintera({"status"});
-    EXPECT_EQ(status.exitCode, 0);
+    const TinteraRun status = quietly({"status"});
     EXPECT_TRUE(status.out.contains("Serial Number: " + serial));
     EXPECT_TRUE(status.out.contains("Last Sync: ")) << qPrintable(status.out);
     EXPECT_FALSE(status.out.contains("Last Sync: Never"));
+
+    QTemporaryDir out;
+    for (const QStringList &arguments : QList<QStringList>{{"--version"}, {"help"}, {"settings"}, {"settings", "auto-sync", "off"},
+                                                           {"fandecks"}, {"export", out.filePath("kitchen.cxf")}})
+        quietly(arguments);
 
     // With the device away, the commands that only read answer from what is stored, and say so.
     ASSERT_TRUE(environment.devsim({"unplug", "--serial", serial}, nullptr, nullptr));
@@ -259,13 +270,8 @@ TEST_F(TinteraAgainstEmulators, HostileTagsAndTimesStillExportEveryMatch)
     ASSERT_EQ(sync.exitCode, 0) << qPrintable(sync.out + sync.err);
 
     const QString matches = dataPath("Measurements/LastMeasurements.cxf");
-    const QString schema = cxf3SchemaPath();
-    if (!schema.isEmpty()) {
-        QProcess xmllint;
-        xmllint.start("xmllint", {"--noout", "--schema", schema, matches});
-        ASSERT_TRUE(xmllint.waitForFinished(30000));
-        EXPECT_EQ(xmllint.exitCode(), 0) << xmllint.readAllStandardError().constData();
-    }
+    const QString verdict = xmllintVerdict(matches);
+    EXPECT_TRUE(verdict == "valid" || verdict == "skipped") << qPrintable(verdict);
     QFile written(matches);
     ASSERT_TRUE(written.open(QIODevice::ReadOnly));
     const QString text = QString::fromUtf8(written.readAll());
@@ -277,33 +283,6 @@ TEST_F(TinteraAgainstEmulators, HostileTagsAndTimesStillExportEveryMatch)
     const TinteraRun exported = runTintera({"export", out.filePath("all.cxf")});
     EXPECT_EQ(exported.exitCode, 0) << qPrintable(exported.out + exported.err);
     EXPECT_TRUE(exported.out.contains("Exported 5 of 5 match(es)")) << qPrintable(exported.out);
-}
-
-TEST_F(TinteraAgainstEmulators, SyncThatCollectsAnErrorPrintsItAndExitsNonZero)
-{
-    ASSERT_TRUE(environment.devsim({"fault", "--serial", serial, "--command", "SetClock", "--error", "-77", "--message",
-                                    "clock refused"},
-                                   nullptr, nullptr));
-    const TinteraRun run = runTintera({"sync"});
-    EXPECT_EQ(run.exitCode, 1) << qPrintable(run.out + run.err);
-    EXPECT_TRUE(run.out.contains("Error code -77, clock refused")) << qPrintable(run.out);
-    EXPECT_TRUE(run.out.contains("with 1 error(s). Please sync again in order to fix these errors."));
-
-    // A full device is not mended by syncing again: the line says what helps instead.
-    ASSERT_TRUE(environment.devsim({"fault", "--serial", serial, "--command", "SetClock", "--error", "104", "--message",
-                                    "not enough space"},
-                                   nullptr, nullptr));
-    const TinteraRun full = runTintera({"sync"});
-    EXPECT_TRUE(full.out.contains("with 1 error(s). Free space on the device: sync only the fandecks you use.\n"))
-        << qPrintable(full.out);
-}
-
-TEST_F(TinteraAgainstEmulators, SyncWithTheServiceDownSaysSo)
-{
-    ASSERT_TRUE(environment.cloudsimControl("fault?target=GetAvailableFiles&http=500", nullptr, nullptr));
-    const TinteraRun run = runTintera({"sync"});
-    EXPECT_NE(run.exitCode, 0);
-    EXPECT_TRUE(run.out.contains("Error code 500")) << qPrintable(run.out + run.err);
 }
 
 TEST_F(TinteraAgainstEmulators, TheServiceURLOptionRanksAboveTheEnvironment)
@@ -327,8 +306,8 @@ TEST_F(TinteraAgainstEmulators, TheServiceURLOptionRanksAboveTheEnvironment)
 }
 
 // A file the service refuses keeps the download step waiting (the download queue reports nothing
-// for it); the command line must not wait forever.
-TEST_F(TinteraAgainstEmulators, ARunWithoutProgressIsCancelledAndAnInterruptCancelsToo)
+// for it); the command line must not wait forever. (An interrupt ends it too: the fault matrix.)
+TEST_F(TinteraAgainstEmulators, ARunWithoutProgressIsCancelled)
 {
     ASSERT_TRUE(environment.cloudsimControl("fault?target=files&http=500", nullptr, nullptr));
     const TinteraRun stalled = runTintera({"sync", "--stall-timeout", "2"});
@@ -339,19 +318,6 @@ TEST_F(TinteraAgainstEmulators, ARunWithoutProgressIsCancelledAndAnInterruptCanc
     EXPECT_TRUE(stalled.out.contains("step 10 of 28  " + refusal)) << qPrintable(stalled.out);
     EXPECT_TRUE(stalled.out.contains("at step 10 (" + refusal));
     EXPECT_TRUE(stalled.out.contains(QRegularExpression("Sync cancelled after [0-9.]+ s: no progress.")));
-
-    bool interrupted = false;
-    const TinteraRun cancelled =
-        runTintera({"sync", "--stall-timeout", "0"}, 60000, [&](const QString &out, qint64 pid) {
-            if (!out.contains("Downloading TX350 Bootloader"))
-                return true;
-            interrupted = ::kill(pid_t(pid), SIGINT) == 0;
-            return false;
-        });
-    EXPECT_TRUE(interrupted);
-    EXPECT_EQ(cancelled.exitCode, 3) << qPrintable(cancelled.out + cancelled.err);
-    EXPECT_TRUE(cancelled.err.contains("cancelling the sync"));
-    EXPECT_TRUE(cancelled.out.contains("Sync cancelled after"));
 }
 
 // One sync per device across processes: a second one is refused naming the first, before it
@@ -388,6 +354,8 @@ TEST_F(TinteraAgainstEmulators, ASecondSyncOfTheDeviceIsRefusedWhileTheFirstRuns
     EXPECT_EQ(afterCrash.exitCode, 0) << qPrintable(afterCrash.out + afterCrash.err);
 }
 
+// Only here must the run name the device's going as the reason: the fault matrix lets a dropped
+// link end as a failed command instead.
 TEST_F(TinteraAgainstEmulators, PullingTheDeviceMidSyncEndsItWithTheReason)
 {
     bool pulled = false;
@@ -526,6 +494,8 @@ TEST(TinteraDemo, RunsTheWholeProductAndPrintsTheMatches)
     for (const char *tag : {"Front door", "Garden shed", "Window frames"})
         EXPECT_TRUE(demo.out.contains(tag)) << tag;
     EXPECT_TRUE(demo.out.contains("Audio/note-0001.wav"));
+    // Both figures come from the service emulator's own counters.
+    EXPECT_TRUE(demo.out.contains(QRegularExpression("Downloaded [1-9]\\d* file\\(s\\), [1-9]\\d* bytes, from the service.")));
     EXPECT_TRUE(demo.out.contains("Downloaded 0 bytes from the service in the second sync."));
     EXPECT_TRUE(demo.out.trimmed().endsWith("Demo finished."));
     // Without --keep its folder is gone.

@@ -152,12 +152,6 @@ protected:
     HBColorDocumentPtr fandeck;
 };
 
-QByteArray fileBytes(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 } // namespace
 
 TEST_F(ExportFormats, CGATSCarriesLabRGBAndSpectrumAndReadsBackInLittleCMSArgyllAndTheCatalogTool)
@@ -165,7 +159,7 @@ TEST_F(ExportFormats, CGATSCarriesLabRGBAndSpectrumAndReadsBackInLittleCMSArgyll
     const TinteraRun run = runTintera({ "export", out.filePath("m.cie") });
     ASSERT_EQ(run.exitCode, 0) << qPrintable(run.out + run.err);
     EXPECT_TRUE(run.out.contains("Exported 3 of 3 match(es)"));
-    const CGATSTable table = parseCGATSWithLittleCMS(fileBytes(written("m.cie")));
+    const CGATSTable table = parseCGATSWithLittleCMS(readFile(written("m.cie")));
     ASSERT_TRUE(table.valid);
     ASSERT_EQ(table.rows.size(), matches.size());
     for (qsizetype i = 0; i < matches.size(); ++i) {
@@ -217,7 +211,7 @@ TEST_F(ExportFormats, CGATSCarriesLabRGBAndSpectrumAndReadsBackInLittleCMSArgyll
     int exitCode = -1;
     const QString converted = runProgram(cxf2ti3, { written("m.cxf"), out.filePath("argyll") }, &exitCode);
     ASSERT_EQ(exitCode, 0) << qPrintable(converted);
-    const CGATSTable fromCxf = parseCGATSWithLittleCMS(fileBytes(out.filePath("argyll.cie")));
+    const CGATSTable fromCxf = parseCGATSWithLittleCMS(readFile(out.filePath("argyll.cie")));
     ASSERT_EQ(fromCxf.rows.size(), matches.size());
     for (qsizetype i = 0; i < matches.size(); ++i) {
         EXPECT_EQ(fromCxf.rows[i].value("SAMPLE_LOC"), matches[i].name);
@@ -259,12 +253,12 @@ TEST_F(ExportFormats, CSVGPLAndASECarryTheSameMatches)
     EXPECT_TRUE(QFileInfo::exists(out.filePath("m.gpl")));
     EXPECT_FALSE(QFileInfo::exists(out.filePath("swatches")));
 
-    const QList<QStringList> rows = parseCSV(fileBytes(written("m.csv")));
+    const QList<QStringList> rows = parseCSV(readFile(written("m.csv")));
     ASSERT_EQ(rows.size(), matches.size() + 1);
-    const GPLPalette palette = parseGPL(fileBytes(written("m.gpl")));
+    const GPLPalette palette = parseGPL(readFile(written("m.gpl")));
     ASSERT_TRUE(palette.valid);
     ASSERT_EQ(palette.colours.size(), matches.size());
-    const ASESwatches swatches = parseASE(fileBytes(written("swatches.bin")));
+    const ASESwatches swatches = parseASE(readFile(written("swatches.bin")));
     ASSERT_TRUE(swatches.valid) << qPrintable(swatches.problem);
     ASSERT_EQ(swatches.colours.size(), matches.size());
 

@@ -82,7 +82,7 @@ protected:
         ASSERT_TRUE(environment.start(options, &error)) << qPrintable(error.description());
         ASSERT_TRUE(environment.serviceURL().startsWith("https://"));
     }
-    qint64 fileRequests() { return servedTotal(environment, "requests"); }
+    qint64 fileRequests() { return environment.served("requests"); }
 
     QTemporaryDir certificates;
     QString caFile;

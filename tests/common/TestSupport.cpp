@@ -1,6 +1,10 @@
 #include "TestSupport.h"
 
 #include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
 #include <QFileInfo>
 #include <QStandardPaths>
 
@@ -51,4 +55,39 @@ QString cxf3SchemaPath()
 QString argyllProgram(const QString &name)
 {
     return QStandardPaths::findExecutable(name);
+}
+
+QByteArray readFile(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+QString xmllintVerdict(const QString &path)
+{
+    const QString schema = cxf3SchemaPath();
+    if (schema.isEmpty())
+        return QStringLiteral("skipped");
+    QProcess xmllint;
+    xmllint.start(QStringLiteral("xmllint"), {QStringLiteral("--noout"), QStringLiteral("--schema"), schema, path});
+    xmllint.waitForFinished(30000);
+    return xmllint.exitCode() == 0 ? QStringLiteral("valid") : QString::fromUtf8(xmllint.readAllStandardError());
+}
+
+QString catalogFileName(const QString &catalogFolder, const QString &sku)
+{
+    for (const QJsonValue &record :
+         QJsonDocument::fromJson(readFile(catalogFolder + QStringLiteral("/index.json"))).object().value(QStringLiteral("files")).toArray()) {
+        if (record.toObject().value(QStringLiteral("SKU")).toString() == sku)
+            return record.toObject().value(QStringLiteral("FileURL")).toString().section(QLatin1Char('/'), -1);
+    }
+    return {};
+}
+
+QMap<QString, QVariantMap> bySKU(const QVariantList &inventory)
+{
+    QMap<QString, QVariantMap> files;
+    for (const QVariant &file : inventory)
+        files.insert(file.toMap().value(QStringLiteral("SKU")).toString(), file.toMap());
+    return files;
 }

@@ -1,6 +1,9 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
+#include <QVariantList>
+#include <QVariantMap>
 #include <QTemporaryDir>
 
 #include "QtPrinters.h"
@@ -74,3 +77,22 @@ QString cxf3SchemaPath();
 QString argyllProgram(const QString &name);
 inline constexpr const char *ArgyllMissingMessage =
     "ArgyllCMS is not installed (Debian package \"argyll\", see scripts/install-deps.sh)";
+
+// The bytes of a file, or none when it cannot be read.
+QByteArray readFile(const QString &path);
+
+// "valid" when xmllint finds the file valid against the CxF3 schema, "skipped" without the schema,
+// else xmllint's complaint.
+QString xmllintVerdict(const QString &path);
+
+// The name under "files/" of the demo catalog's payload for a SKU.
+QString catalogFileName(const QString &catalogFolder, const QString &sku);
+
+// A device or service inventory (a list of records) by SKU.
+QMap<QString, QVariantMap> bySKU(const QVariantList &inventory);
+
+// The SKUs of the demo catalog's fandecks and device files, sorted.
+inline const QStringList kFandeckSKUs{"ALD-FD-HERITAGE", "VLM-FD-ACCENT", "VLM-FD-EXT", "VLM-FD-INT", "VLM-FD-WHITES"};
+inline const QStringList kDeviceFileSKUs{"TX350-BL",        "TX350-FW",          "TX350-INVMATRIX",   "TX350-SETTINGS",
+                                         "TX350-SOUND-END", "TX350-SOUND-MULTI", "TX350-SOUND-START", "TX350-WALLPAPER",
+                                         "TX350-WELCOME"};

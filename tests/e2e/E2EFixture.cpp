@@ -1,9 +1,6 @@
 #include "E2EFixture.h"
 
-#include "VLPropertyList.h"
-
 #include <QDir>
-#include <QJsonDocument>
 #include <QTest>
 
 TinteraDemoEnvironment::Options E2EFixture::options() const
@@ -77,40 +74,6 @@ bool E2EFixture::syncOnlyTheFandeck(const QString &sku)
     manager->setUserWantsSyncForFandeckWithID(true, local->fileID());
     manager->setSyncSelectedFandecksOnly(true);
     return runPreliminaryAndFullSync();
-}
-
-QVariantList E2EFixture::deviceInventory() const
-{
-    const QString path = environment.folder() + QStringLiteral("/inventory.plist");
-    VLError error;
-    if (!const_cast<TinteraDemoEnvironment &>(environment)
-             .deviceCommand(serial, {QStringLiteral("GetFiles"), QStringLiteral("--out"), path}, nullptr, &error))
-        return {};
-    return VLPropertyList::readFile(path).toList();
-}
-
-QVariantMap E2EFixture::deviceState() const
-{
-    return VLPropertyList::readDictionary(environment.devsimStateFolder() + QStringLiteral("/devices/") + serial
-                                          + QStringLiteral("/device.plist"));
-}
-
-QJsonObject E2EFixture::serviceStats() const
-{
-    QByteArray reply;
-    const_cast<TinteraDemoEnvironment &>(environment).cloudsimControl(QStringLiteral("stats"), &reply, nullptr);
-    return QJsonDocument::fromJson(reply).object();
-}
-
-qint64 E2EFixture::bytesServed(const QString &fileName) const
-{
-    return serviceStats()
-        .value(QStringLiteral("files"))
-        .toObject()
-        .value(fileName)
-        .toObject()
-        .value(QStringLiteral("bytesServed"))
-        .toInteger();
 }
 
 QStringList E2EFixture::localFolderEntries(const QString &store) const

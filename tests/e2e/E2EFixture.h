@@ -21,10 +21,10 @@ protected:
     bool runFullSync();
     // Ticks only the fandeck of `sku` (on the device now), turns "selected only" on and syncs.
     bool syncOnlyTheFandeck(const QString &sku);
-    QVariantList deviceInventory() const;
-    QVariantMap deviceState() const;
-    QJsonObject serviceStats() const;
-    qint64 bytesServed(const QString &fileName) const;
+    QVariantList deviceInventory() { return environment.deviceInventory(serial); }
+    QVariantMap deviceState() const { return environment.deviceState(serial); }
+    QJsonObject serviceStats() { return environment.serviceStatistics(); }
+    qint64 bytesServed(const QString &fileName) { return environment.served("bytesServed", fileName); }
     QStringList localFolderEntries(const QString &store) const;
 
     TinteraDemoEnvironment environment;

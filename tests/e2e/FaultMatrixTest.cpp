@@ -78,11 +78,7 @@ void PrintTo(const FaultRow &row, std::ostream *out)
     *out << row.name;
 }
 
-// The demo catalog's SKUs and the names under which the service serves them.
-const QStringList kFandeckSKUs{"ALD-FD-HERITAGE", "VLM-FD-ACCENT", "VLM-FD-EXT", "VLM-FD-INT", "VLM-FD-WHITES"};
-const QStringList kDeviceFileSKUs{"TX350-BL",        "TX350-FW",          "TX350-INVMATRIX",   "TX350-SETTINGS",
-                                  "TX350-SOUND-END", "TX350-SOUND-MULTI", "TX350-SOUND-START", "TX350-WALLPAPER",
-                                  "TX350-WELCOME"};
+// The names under which the service serves the demo catalog's files.
 constexpr const char *kInteriors = "VLM-FD-INT-1.0.cxf";
 constexpr qint64 kInteriorsBytes = 1037518;
 constexpr qint64 kInteriorsPause = 500000;
@@ -272,14 +268,6 @@ void signAsTheDemoService(QJsonObject &record)
                                                                          vlFileRecordSigningText(record.toVariantMap()))));
 }
 
-QMap<QString, QVariantMap> bySKU(const QVariantList &inventory)
-{
-    QMap<QString, QVariantMap> files;
-    for (const QVariant &file : inventory)
-        files.insert(file.toMap().value("SKU").toString(), file.toMap());
-    return files;
-}
-
 class FaultMatrix : public ::testing::TestWithParam<FaultRow>
 {
 protected:
@@ -307,26 +295,9 @@ protected:
 
     QString dataPath(const QString &relative) const { return environment.dataFolder() + QLatin1Char('/') + relative; }
 
-    QVariantList deviceInventory()
-    {
-        const QString path = environment.folder() + QStringLiteral("/inventory.plist");
-        VLError error;
-        if (!environment.deviceCommand(serial, {"GetFiles", "--out", path}, nullptr, &error))
-            return {};
-        const QVariantList inventory = VLPropertyList::readFile(path).toList();
-        QFile::remove(path);
-        return inventory;
-    }
-    QVariantMap deviceState() const
-    {
-        return VLPropertyList::readDictionary(environment.devsimStateFolder() + "/devices/" + serial + "/device.plist");
-    }
-    QJsonObject served()
-    {
-        QByteArray reply;
-        environment.cloudsimControl("stats", &reply, nullptr);
-        return QJsonDocument::fromJson(reply).object().value("files").toObject();
-    }
+    QVariantList deviceInventory() { return environment.deviceInventory(serial); }
+    QVariantMap deviceState() const { return environment.deviceState(serial); }
+    QJsonObject served() { return environment.serviceStatistics().value("files").toObject(); }
 
     QMap<QString, QVariantMap> catalogRecords()
     {

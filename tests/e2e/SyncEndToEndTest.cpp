@@ -12,21 +12,12 @@
 #include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
-#include <QProcess>
 #include <QTemporaryDir>
 #include <QTimer>
 
 #include <sys/stat.h>
 
 namespace {
-
-QMap<QString, QVariantMap> bySKU(const QVariantList &inventory)
-{
-    QMap<QString, QVariantMap> files;
-    for (const QVariant &file : inventory)
-        files.insert(file.toMap().value("SKU").toString(), file.toMap());
-    return files;
-}
 
 QStringList skusOf(const QList<VLSyncRunReport::File> &files)
 {
@@ -36,22 +27,6 @@ QStringList skusOf(const QList<VLSyncRunReport::File> &files)
     skus.sort();
     return skus;
 }
-
-QString xmllintVerdict(const QString &path)
-{
-    const QString schema = cxf3SchemaPath();
-    if (schema.isEmpty())
-        return QStringLiteral("skipped");
-    QProcess xmllint;
-    xmllint.start("xmllint", {"--noout", "--schema", schema, path});
-    xmllint.waitForFinished(30000);
-    return xmllint.exitCode() == 0 ? QStringLiteral("valid") : QString::fromUtf8(xmllint.readAllStandardError());
-}
-
-const QStringList kFandeckSKUs{"ALD-FD-HERITAGE", "VLM-FD-ACCENT", "VLM-FD-EXT", "VLM-FD-INT", "VLM-FD-WHITES"};
-const QStringList kDeviceFileSKUs{"TX350-BL",          "TX350-FW",          "TX350-INVMATRIX", "TX350-SETTINGS",
-                                  "TX350-SOUND-END",   "TX350-SOUND-MULTI", "TX350-SOUND-START",
-                                  "TX350-WALLPAPER",   "TX350-WELCOME"};
 
 } // namespace
 
@@ -248,8 +223,14 @@ TEST_F(E2EFixture, ACancelCodeFromTheDeviceEndsTheSyncAtTheNextStep)
                                    nullptr, &error));
     ASSERT_TRUE(runPreliminaryAndFullSync());
     EXPECT_TRUE(delegate.wasCancelledAtFinish);
+    EXPECT_FALSE(manager->wasCancelled());
+    EXPECT_FALSE(manager->isCancellingSync());
     EXPECT_EQ(manager->status(), 0);
+    ASSERT_FALSE(manager->errors().isEmpty());
+    EXPECT_EQ(manager->errors().last().code(), -1024);
     EXPECT_TRUE(localFolderEntries("Fandecks").isEmpty()); // stopped long before the downloads
+    EXPECT_EQ(manager->runReport().ending, VLSyncRunReport::Ending::Cancelled);
+    EXPECT_EQ(manager->runReport().errors.last().code(), -1024);
 }
 
 TEST_F(E2EFixture, TheServiceBeingDownIsCollectedAndTheDeviceStepsStillRun)
@@ -291,6 +272,8 @@ TEST_F(E2EFixture, PullingTheDeviceMidSyncEndsTheRunExactlyOnce)
     EXPECT_TRUE(delegate.wasCancelledAtFinish);
     EXPECT_EQ(manager->status(), 0);
     EXPECT_EQ(manager->syncSession(), nullptr);
+    EXPECT_FALSE(manager->hasErrorList());
+    EXPECT_EQ(manager->runReport().ending, VLSyncRunReport::Ending::DeviceGone);
     manager = nullptr; // already unavailable
 }
 

@@ -4,23 +4,8 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QJsonArray>
-#include <QJsonDocument>
 
 namespace {
-
-// The name under "files/" of the catalog's payload for a SKU.
-QString catalogFileName(const QString &catalogFolder, const QString &sku)
-{
-    QFile index(catalogFolder + "/index.json");
-    if (!index.open(QIODevice::ReadOnly))
-        return {};
-    for (const QJsonValue &record : QJsonDocument::fromJson(index.readAll()).object().value("files").toArray()) {
-        if (record.toObject().value("SKU").toString() == sku)
-            return record.toObject().value("FileURL").toString().section('/', -1);
-    }
-    return {};
-}
 
 QStringList skusOf(const QList<VLFileDownloadPtr> &downloads)
 {
@@ -65,7 +50,7 @@ TEST_F(E2EFixture, TheDeviceEmulatorDyingMidSyncEndsTheRunExactlyOnce)
 // the next sync, once the service serves the file again, finishes the job.
 TEST_F(E2EFixture, AFandeckTheServiceRefusesHoldsTheDownloadStepUntilTheUserCancels)
 {
-    const QString refused = catalogFileName(environment.catalogFolder(), "VLM-FD-ACCENT");
+    const QString refused = environment.catalogFileName("VLM-FD-ACCENT");
     ASSERT_FALSE(refused.isEmpty());
     QByteArray reply;
     VLError error;
@@ -134,7 +119,7 @@ TEST_F(E2EFixture, AFandeckTheServiceRefusesHoldsTheDownloadStepUntilTheUserCanc
 // completion that follows belongs to a run that has ended and must not start the steps again.
 TEST_F(E2EFixture, PullingTheDeviceAfterCancellingAStalledDownloadLeavesTheManagerIdle)
 {
-    const QString refused = catalogFileName(environment.catalogFolder(), "VLM-FD-ACCENT");
+    const QString refused = environment.catalogFileName("VLM-FD-ACCENT");
     QByteArray reply;
     VLError error;
     ASSERT_TRUE(environment.cloudsimControl("fault?target=files/" + refused + "&http=500", &reply, &error));

@@ -179,43 +179,6 @@ TEST_F(ManagerFixture, FullSyncRunsEveryStepCollectsErrorsAndKeepsTheLastSyncDat
     EXPECT_EQ(device.receivedCommands().at(3).data.left(2), "BM");                   // the sync image is a BMP
 }
 
-TEST_F(ManagerFixture, ACancelCodeStopsTheSyncAtTheNextStepBoundary)
-{
-    device.setReply("GetMeasurements", KDScriptedDevice::Reply{VLError("Device", -1024, "cancelled on device")});
-    manager->startSync();
-    ASSERT_TRUE(delegate.waitForFinish());
-    EXPECT_EQ(delegate.events, QStringList({"beginSync", "finishSync"}));
-    EXPECT_TRUE(delegate.wasCancelledAtFinish);
-    EXPECT_FALSE(manager->wasCancelled());
-    EXPECT_EQ(delegate.statusAtFinish, 0);
-    EXPECT_FALSE(commandNames().contains("SetClock"));
-    EXPECT_EQ(manager->errors().last().code(), -1024);
-    EXPECT_FALSE(manager->isCancellingSync());
-    EXPECT_EQ(delegate.reportAtFinish.ending, VLSyncRunReport::Ending::Cancelled);
-    EXPECT_EQ(delegate.reportAtFinish.errors.last().code(), -1024);
-}
-
-TEST_F(ManagerFixture, LosingTheDeviceMidSyncEndsTheRunExactlyOnce)
-{
-    KDScriptedDevice::Reply slow;
-    slow.delay = 200;
-    device.setReply("GetMeasurements", slow);
-    QObject::connect(&device, &KDScriptedDevice::commandReceived, manager, [&](const QString &name) {
-        if (name == "GetMeasurements")
-            manager->deviceBecameUnavailable();
-    });
-    manager->startSync();
-    ASSERT_TRUE(delegate.waitForFinish());
-    QTest::qWait(400); // the late answer must not finish the run again
-    EXPECT_EQ(delegate.events.count("finishSync"), 1);
-    EXPECT_TRUE(delegate.wasCancelledAtFinish);
-    EXPECT_EQ(manager->status(), 0);
-    EXPECT_EQ(manager->syncSession(), nullptr);
-    EXPECT_FALSE(manager->hasErrorList());
-    EXPECT_EQ(manager->runReport().ending, VLSyncRunReport::Ending::DeviceGone);
-    manager->deviceBecameAvailable(); // the fixture's teardown expects a present device
-}
-
 TEST_F(ManagerFixture, ACancelDuringThePreliminaryRunEndsItAsAPreliminaryRun)
 {
     QObject::connect(&device, &KDScriptedDevice::commandReceived, [&](const QString &name) {

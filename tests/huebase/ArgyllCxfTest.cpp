@@ -60,13 +60,6 @@ std::pair<int, int> specificationsWithoutRange(const QByteArray &cxf)
     xmlFreeDoc(document);
     return { all, without };
 }
-
-QByteArray bytesOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 } // namespace
 
 TEST(ArgyllCxf, EveryColorSpecificationOfADocumentWithSpectraHasTheRange)
@@ -121,7 +114,7 @@ TEST(ArgyllCxf, Cxf2ti3ReadsTheDemoFandecksSpectraAndCIELAB)
         const QString path = dir.filePath(QStringLiteral("files/") + name);
         const HBColorDocumentPtr fandeck = HBColorDocument::initWithFile(path, nullptr, nullptr);
         ASSERT_TRUE(fandeck);
-        EXPECT_EQ(specificationsWithoutRange(bytesOf(path)).second, 0) << qPrintable(name);
+        EXPECT_EQ(specificationsWithoutRange(readFile(path)).second, 0) << qPrintable(name);
         const Conversion conversion = cxf2ti3(path, dir.filePath(name + QStringLiteral("-argyll")));
         // The wavelength range is found in every fandeck; what cxf2ti3 cannot take is a first
         // colour without the spectrum that later colours have.

@@ -1,14 +1,8 @@
 #include "DevsimFixture.h"
 
-#include "TestSupport.h"
+#include "KDDeviceCenter.h"
 
 #include <QTest>
-
-#include <csignal>
-
-namespace {
-const QString kDevsim = QStringLiteral("tools/devsim/tintera-devsim");
-}
 
 ScopedDeviceFolder::ScopedDeviceFolder()
     : m_previous(qgetenv("KALVEX_DEVICE_DIR"))
@@ -26,31 +20,22 @@ ScopedDeviceFolder::~ScopedDeviceFolder()
 }
 
 DevsimProcess::DevsimProcess()
-    : m_previousDeviceDir(qgetenv("KALVEX_DEVICE_DIR"))
-    , m_hadDeviceDir(qEnvironmentVariableIsSet("KALVEX_DEVICE_DIR"))
 {
-    qputenv("KALVEX_DEVICE_DIR", deviceFolder().toUtf8());
-    m_process.setProcessChannelMode(QProcess::SeparateChannels);
-}
-
-DevsimProcess::~DevsimProcess()
-{
-    stop();
-    if (m_hadDeviceDir)
-        qputenv("KALVEX_DEVICE_DIR", m_previousDeviceDir);
-    else
-        qunsetenv("KALVEX_DEVICE_DIR");
+    TinteraDemoEnvironment::Options options;
+    options.service = false;
+    options.devices = 0;
+    VLError error;
+    EXPECT_TRUE(m_environment.start(options, &error)) << qPrintable(error.description());
 }
 
 int DevsimProcess::run(const QString &verb, const QStringList &arguments, QByteArray *output) const
 {
-    QProcess process;
-    process.start(tinteraBuiltProgram(kDevsim), QStringList{verb, QStringLiteral("--state"), stateFolder()} + arguments);
-    if (!process.waitForFinished(30000))
-        return -1;
+    QString out;
+    const int status = TinteraDemoEnvironment::runTool(
+        QStringLiteral("tintera-devsim"), QStringList{verb, QStringLiteral("--state"), stateFolder()} + arguments, &out);
     if (output)
-        *output = process.readAllStandardOutput();
-    return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+        *output = out.toUtf8();
+    return status;
 }
 
 int DevsimProcess::addDevice(const QString &serial, const QStringList &extra) const
@@ -65,34 +50,10 @@ void DevsimProcess::fault(const QString &serial, const QStringList &arguments) c
 
 void DevsimProcess::start(const QStringList &extra)
 {
-    m_process.start(tinteraBuiltProgram(kDevsim),
-                    QStringList{QStringLiteral("serve"), QStringLiteral("--state"), stateFolder(),
-                                QStringLiteral("--device-dir"), deviceFolder()}
-                        + extra);
-    ASSERT_TRUE(m_process.waitForStarted(10000)) << m_process.errorString().toStdString();
-    QByteArray seen;
-    ASSERT_TRUE(waitUntil([&] {
-        seen += m_process.readAllStandardOutput();
-        return seen.contains("tintera-devsim: ready") || m_process.state() == QProcess::NotRunning;
-    })) << seen.constData();
-    ASSERT_TRUE(seen.contains("tintera-devsim: ready")) << seen.constData() << m_process.readAllStandardError().constData();
-}
-
-void DevsimProcess::kill()
-{
-    if (m_process.state() == QProcess::NotRunning)
-        return;
-    ::kill(pid_t(m_process.processId()), SIGKILL);
-    m_process.waitForFinished(10000);
-}
-
-void DevsimProcess::stop()
-{
-    if (m_process.state() == QProcess::NotRunning)
-        return;
-    m_process.terminate();
-    if (!m_process.waitForFinished(10000))
-        kill();
+    // The framework keeps devices process-wide: the last test's go before this one's come.
+    waitUntil([] { return KDDeviceCenter::defaultCenter()->devices().isEmpty(); }, 5000);
+    VLError error;
+    ASSERT_TRUE(m_environment.startDeviceEmulator(extra, &error)) << qPrintable(error.description());
 }
 
 ObservedDevices::ObservedDevices(const QString &name)

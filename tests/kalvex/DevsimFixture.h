@@ -1,8 +1,8 @@
 #pragma once
 
 #include "KalvexDevice.h"
+#include "TinteraDemoEnvironment.h"
 
-#include <QProcess>
 #include <QStringList>
 #include <QTemporaryDir>
 
@@ -27,18 +27,15 @@ private:
 };
 
 // A real tintera-devsim process over a fresh state folder and device folder (KALVEX_DEVICE_DIR
-// points at it while the object lives).
+// points at it while the object lives), through the demo environment without its service.
 class DevsimProcess
 {
 public:
     DevsimProcess();
-    ~DevsimProcess();
-    DevsimProcess(const DevsimProcess &) = delete;
-    DevsimProcess &operator=(const DevsimProcess &) = delete;
 
-    QString stateFolder() const { return m_root.filePath(QStringLiteral("state")); }
-    QString deviceFolder() const { return m_root.filePath(QStringLiteral("dev")); }
-    QString filePath(const QString &name) const { return m_root.filePath(name); }
+    QString stateFolder() const { return m_environment.devsimStateFolder(); }
+    QString deviceFolder() const { return m_environment.deviceFolder(); }
+    QString filePath(const QString &name) const { return m_environment.folder() + QLatin1Char('/') + name; }
 
     // Runs "tintera-devsim VERB --state ... ARGS" to the end; the exit code, stdout in *output.
     int run(const QString &verb, const QStringList &arguments, QByteArray *output = nullptr) const;
@@ -47,15 +44,11 @@ public:
 
     // Starts "serve" and waits until it is ready.
     void start(const QStringList &extra = {});
-    void kill();
-    void stop();
-    qint64 pid() const { return m_process.processId(); }
+    void kill() { m_environment.killDeviceEmulator(); }
+    void stop() { m_environment.stopDeviceEmulator(); }
 
 private:
-    QTemporaryDir m_root;
-    QProcess m_process;
-    QByteArray m_previousDeviceDir;
-    bool m_hadDeviceDir = false;
+    TinteraDemoEnvironment m_environment;
 };
 
 // Counts what an observer reports.

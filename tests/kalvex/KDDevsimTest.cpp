@@ -20,6 +20,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <optional>
 
 namespace {
 
@@ -89,15 +90,27 @@ qint64 residentBytes()
     return -1;
 }
 
+// The emulator serving its first device, as an observer sees it.
+class ServedDevice : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        devsim.start();
+        observed.emplace();
+        device = observed->waitForDevice(kSerial);
+        ASSERT_TRUE(device);
+    }
+
+    DevsimProcess devsim;
+    std::optional<ObservedDevices> observed;
+    KDDevicePtr device;
+};
+
 } // namespace
 
-TEST(DevsimDevices, EveryCommandRoundTrips)
+TEST_F(ServedDevice, EveryCommandRoundTrips)
 {
-    DevsimProcess devsim;
-    devsim.start();
-    ObservedDevices observed;
-    const KDDevicePtr device = observed.waitForDevice(kSerial);
-    ASSERT_TRUE(device);
     EXPECT_EQ(device->name(), QStringLiteral("Velmora"));
     EXPECT_FALSE(device->attributeForKey(KDDeviceAttributeChipId).isEmpty());
     EXPECT_EQ(device->attributeForKey(KDDeviceAttributeFirmware), QStringLiteral("1.0"));
@@ -215,16 +228,11 @@ TEST(DevsimDevices, EveryCommandRoundTrips)
     expectSuccess(device, command(QStringLiteral("EndSync")));
     EXPECT_FALSE(deviceState(devsim).value(QStringLiteral("SyncMode")).toBool());
     expectRefusal(device, command(QStringLiteral("Teleport")), DevsimErrorDomain, DevsimErrorUnknownCommand);
-    EXPECT_TRUE(observed.removed.isEmpty());
+    EXPECT_TRUE(observed->removed.isEmpty());
 }
 
-TEST(DevsimDevices, CapturesMatchEnabledFandecksByWeightedCiede2000)
+TEST_F(ServedDevice, CapturesMatchEnabledFandecksByWeightedCiede2000)
 {
-    DevsimProcess devsim;
-    devsim.start();
-    ObservedDevices observed;
-    const KDDevicePtr device = observed.waitForDevice(kSerial);
-    ASSERT_TRUE(device);
 
     // From (50, 0, 0): A differs in lightness only (dE00 3.95), B in chroma only (dE00 4.09).
     QStringList deviceFileIDs;
@@ -287,13 +295,8 @@ TEST(DevsimDevices, CapturesMatchEnabledFandecksByWeightedCiede2000)
               2);
 }
 
-TEST(DevsimDevices, LargeUploadStreamsFromTheMappedFile)
+TEST_F(ServedDevice, LargeUploadStreamsFromTheMappedFile)
 {
-    DevsimProcess devsim;
-    devsim.start();
-    ObservedDevices observed;
-    const KDDevicePtr device = observed.waitForDevice(kSerial);
-    ASSERT_TRUE(device);
 
     constexpr qint64 kSize = 100 * 1024 * 1024;
     const QString path = devsim.filePath(QStringLiteral("large.bin"));
@@ -341,13 +344,8 @@ TEST(DevsimDevices, LargeUploadStreamsFromTheMappedFile)
     EXPECT_EQ(copy.read(1), QByteArray(1, char('a' + (kSize / (1024 * 1024) - 1) % 26)));
 }
 
-TEST(DevsimDevices, KillingTheEmulatorAnswersOnceAndRemovesOnce)
+TEST_F(ServedDevice, KillingTheEmulatorAnswersOnceAndRemovesOnce)
 {
-    DevsimProcess devsim;
-    devsim.start();
-    ObservedDevices observed;
-    const KDDevicePtr device = observed.waitForDevice(kSerial);
-    ASSERT_TRUE(device);
     devsim.fault(kSerial, {QStringLiteral("--command"), QStringLiteral("GetFiles"), QStringLiteral("--delay"), QStringLiteral("20000")});
 
     int answers = 0;
@@ -358,14 +356,14 @@ TEST(DevsimDevices, KillingTheEmulatorAnswersOnceAndRemovesOnce)
     });
     QTest::qWait(200);
     devsim.kill();
-    ASSERT_TRUE(waitUntil([&] { return answers > 0 && !observed.removed.isEmpty(); }));
+    ASSERT_TRUE(waitUntil([&] { return answers > 0 && !observed->removed.isEmpty(); }));
     QTest::qWait(1500); // the stale socket is retried and given up: nothing more may arrive
     EXPECT_EQ(answers, 1);
     EXPECT_EQ(answer->error().domain(), KDErrorDomain);
     EXPECT_EQ(answer->error().code(), KDErrorDeviceDisconnected);
-    EXPECT_EQ(observed.removed.size(), 1);
-    EXPECT_EQ(observed.removed.value(0), device);
-    EXPECT_EQ(observed.arrived.size(), 1);
+    EXPECT_EQ(observed->removed.size(), 1);
+    EXPECT_EQ(observed->removed.value(0), device);
+    EXPECT_EQ(observed->arrived.size(), 1);
     EXPECT_FALSE(device->isConnected());
 
     // A removed device refuses at once, and still answers exactly once, later.
@@ -439,13 +437,8 @@ TEST(DevsimDevices, ADeviceThatDoesNotComeBackIsRemoved)
     EXPECT_FALSE(device->isConnected());
 }
 
-TEST(DevsimDevices, GarbageGivesAnErrorNotACrash)
+TEST_F(ServedDevice, GarbageGivesAnErrorNotACrash)
 {
-    DevsimProcess devsim;
-    devsim.start();
-    ObservedDevices observed;
-    const KDDevicePtr device = observed.waitForDevice(kSerial);
-    ASSERT_TRUE(device);
 
     // Someone else's socket in the folder that does not speak frames: ignored.
     QLocalServer impostor;
@@ -471,11 +464,11 @@ TEST(DevsimDevices, GarbageGivesAnErrorNotACrash)
     ASSERT_EQ(garbled.answers, 1);
     EXPECT_EQ(garbled.response->error().domain(), KDErrorDomain);
     EXPECT_EQ(garbled.response->error().code(), KDErrorBadFrame);
-    ASSERT_TRUE(waitUntil([&] { return observed.removed.size() == 1; }));
+    ASSERT_TRUE(waitUntil([&] { return observed->removed.size() == 1; }));
     QTest::qWait(500);
     EXPECT_EQ(otherAnswers, 1);
-    EXPECT_EQ(observed.arrived.size(), 1) << "neither the impostor nor the garbling device is taken on again";
-    EXPECT_EQ(observed.removed.size(), 1);
+    EXPECT_EQ(observed->arrived.size(), 1) << "neither the impostor nor the garbling device is taken on again";
+    EXPECT_EQ(observed->removed.size(), 1);
 }
 
 TEST(DevsimDevices, TwoDevicesAreToldApartBySerialNumber)
@@ -502,13 +495,8 @@ TEST(DevsimDevices, TwoDevicesAreToldApartBySerialNumber)
     EXPECT_EQ(observed.arrived.size(), 3);
 }
 
-TEST(DevsimDevices, InjectedFaultsReachTheCaller)
+TEST_F(ServedDevice, InjectedFaultsReachTheCaller)
 {
-    DevsimProcess devsim;
-    devsim.start();
-    ObservedDevices observed;
-    KDDevicePtr device = observed.waitForDevice(kSerial);
-    ASSERT_TRUE(device);
     device->setCommandTimeLimit(800);
 
     devsim.fault(kSerial, {QStringLiteral("--command"), QStringLiteral("BeginSync"), QStringLiteral("--error"), QStringLiteral("-1024"),
@@ -531,8 +519,8 @@ TEST(DevsimDevices, InjectedFaultsReachTheCaller)
     // A dropped connection: an error, a removal, and the device arrives again on a new connection.
     devsim.fault(kSerial, {QStringLiteral("--command"), QStringLiteral("SetDeltaE"), QStringLiteral("--disconnect")});
     expectRefusal(device, command(QStringLiteral("SetDeltaE")), KDErrorDomain, KDErrorDeviceDisconnected);
-    ASSERT_TRUE(waitUntil([&] { return observed.removed.size() == 1 && observed.arrived.size() == 2; }));
-    expectSuccess(observed.arrived.last(), command(QStringLiteral("SetDeltaE")));
+    ASSERT_TRUE(waitUntil([&] { return observed->removed.size() == 1 && observed->arrived.size() == 2; }));
+    expectSuccess(observed->arrived.last(), command(QStringLiteral("SetDeltaE")));
 }
 
 // A device whose header dictionary holds a key with a NUL character made libplist abort the
@@ -561,13 +549,8 @@ TEST(DevsimDevices, HeadersWithANulKeyedEntryAreRefusedAndOthersGoOn)
 }
 
 // Reals beyond the 64-bit integer range in the inventory are read without undefined conversions.
-TEST(DevsimDevices, NumbersBeyondEveryIntegerInAnInventoryAreRead)
+TEST_F(ServedDevice, NumbersBeyondEveryIntegerInAnInventoryAreRead)
 {
-    DevsimProcess devsim;
-    devsim.start();
-    ObservedDevices observed;
-    const KDDevicePtr device = observed.waitForDevice(kSerial);
-    ASSERT_TRUE(device);
     const QString firmware = devsim.filePath(QStringLiteral("fw.bin"));
     writeFile(firmware, "firmware");
     expectSuccess(device, commandWithFile(QStringLiteral("Upload"), {{QStringLiteral("FileType"), QStringLiteral("Firmware")}}, firmware));
@@ -580,18 +563,14 @@ TEST(DevsimDevices, NumbersBeyondEveryIntegerInAnInventoryAreRead)
     EXPECT_EQ(files.first().value(QStringLiteral("FileType")).toString(), QStringLiteral("Firmware"));
 }
 
-TEST(DevsimDevices, UnplugAndPlugAgain)
+TEST_F(ServedDevice, UnplugAndPlugAgain)
 {
-    DevsimProcess devsim;
-    devsim.start();
-    ObservedDevices observed;
-    ASSERT_TRUE(observed.waitForDevice(kSerial));
     ASSERT_EQ(devsim.run(QStringLiteral("unplug"), {QStringLiteral("--serial"), kSerial}), 0);
-    ASSERT_TRUE(waitUntil([&] { return observed.removed.size() == 1; }));
+    ASSERT_TRUE(waitUntil([&] { return observed->removed.size() == 1; }));
     EXPECT_FALSE(QFile::exists(QDir(devsim.deviceFolder()).filePath(QStringLiteral("VL000001.sock"))));
     ASSERT_EQ(devsim.run(QStringLiteral("plug"), {QStringLiteral("--serial"), kSerial}), 0);
-    ASSERT_TRUE(waitUntil([&] { return observed.arrived.size() == 2; }));
-    EXPECT_EQ(observed.removed.size(), 1);
+    ASSERT_TRUE(waitUntil([&] { return observed->arrived.size() == 2; }));
+    EXPECT_EQ(observed->removed.size(), 1);
 }
 
 TEST(DevsimDevices, StateOutlivesTheEmulator)

@@ -7,6 +7,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QRegularExpression>
 #include <QSqlQuery>
 
 #include <gtest/gtest.h>
@@ -160,6 +161,78 @@ TEST_F(MeasurementLibraryTest, WriteThatFailsHalfwayLeavesTheLibraryAsBefore)
     }
 }
 
+// The history of one sync as its run report ended: one row, the captures' when the export step
+// read some, with the files and errors the report listed.
+struct HistoryCase
+{
+    VLSyncRunReport::Ending ending;
+    bool capturesRead;
+    int errors;
+};
+
+void PrintTo(const HistoryCase &c, std::ostream *os)
+{
+    *os << vlSyncRunEndingName(c.ending).toStdString() << (c.capturesRead ? " after reading captures" : "");
+}
+
+VLSyncRunReport report(VLSyncRunReport::Ending ending, int errors, qint64 beganSecondsAgo = 5)
+{
+    VLSyncRunReport r;
+    r.began = QDateTime::currentDateTime().addSecs(-beganSecondsAgo);
+    r.ended = QDateTime::currentDateTime();
+    r.ending = ending;
+    r.installed = {{"firmware", "FW", "VF-1", "Velmora firmware", "2.1.0"}, {"fandeck", "D-1", "VX", "", "7"}};
+    r.fandecksEnabled = {{"fandeck", "D-1", "VX", "Velmora Interiors", "7"}};
+    for (int i = 0; i < errors; ++i)
+        r.errors.append(VLError("VLSyncDomain", -77 - i, QStringLiteral("clock refused %1").arg(i)));
+    return r;
+}
+
+class SyncHistoryTest : public MeasurementLibraryTest, public ::testing::WithParamInterface<HistoryCase>
+{
+};
+
+TEST_P(SyncHistoryTest, KeepsOneRowPerSyncWithWhatItDid)
+{
+    const HistoryCase c = GetParam();
+    // An earlier sync's row that was never recorded (the program ended first) is not reused.
+    add(read({record("VX 1", kMonday)}));
+    QSqlQuery runs(QSqlDatabase::database(QSqlDatabase::connectionNames().constLast()));
+    ASSERT_TRUE(runs.exec("UPDATE sync_runs SET started_at = started_at - 3600000"));
+    const VLSyncRunReport ended = report(c.ending, c.errors);
+    if (c.capturesRead)
+        add(read({record("VX 1", kMonday), record("VX 2", kMonday + 60)}));
+    VLSyncRunReport preliminary = ended;
+    preliminary.preliminary = true;
+    VLError error;
+    ASSERT_TRUE(library.recordRun(preliminary, "VL000001", &error) && library.recordRun(ended, "VL000001", &error))
+        << error.description().toStdString();
+
+    const VLSyncHistory history = library.history(&error);
+    ASSERT_EQ(history.size(), 1);
+    const VLSyncHistoryEntry &entry = history.first();
+    EXPECT_EQ(entry.ending, vlSyncRunEndingName(c.ending));
+    EXPECT_EQ(entry.deviceSerialNumber, "VL000001");
+    EXPECT_EQ(entry.startedAt.toMSecsSinceEpoch(), ended.began.toMSecsSinceEpoch());
+    EXPECT_EQ(entry.endedAt.toMSecsSinceEpoch(), ended.ended.toMSecsSinceEpoch());
+    EXPECT_EQ(VLSyncHistoryEntry::filesText(entry.installed), "Velmora firmware 2.1.0, VX 7");
+    EXPECT_EQ(VLSyncHistoryEntry::filesText(entry.fandecksEnabled), "Velmora Interiors 7");
+    ASSERT_EQ(entry.errors.size(), c.errors);
+    if (c.errors > 0) {
+        EXPECT_EQ(entry.errors.first().code, -77);
+        EXPECT_EQ(entry.errors.first().description, "clock refused 0");
+    }
+    // The captures this sync read point at its row; there is no second row for it.
+    ASSERT_TRUE(runs.exec("SELECT (SELECT COUNT(*) FROM sync_runs), (SELECT MAX(last_run) FROM captures)") && runs.next());
+    EXPECT_EQ(runs.value(0).toInt(), 2);
+    EXPECT_EQ(runs.value(1).toLongLong() == entry.id, c.capturesRead);
+}
+
+INSTANTIATE_TEST_SUITE_P(Endings, SyncHistoryTest,
+                         ::testing::Values(HistoryCase{VLSyncRunReport::Ending::Completed, true, 0},
+                                           HistoryCase{VLSyncRunReport::Ending::Failed, false, 1},
+                                           HistoryCase{VLSyncRunReport::Ending::Cancelled, true, 2}));
+
 // A library at an older schema version (0: a new, empty file) is brought up to date with its
 // captures; one from a newer program is refused and left as it is.
 class LibraryMigrationTest : public ::testing::TestWithParam<int>
@@ -180,7 +253,7 @@ TEST_P(LibraryMigrationTest, OpensAtTheCurrentSchemaKeepingTheCaptures)
             ASSERT_TRUE(VLMeasurementLibrary::migrate(old, from, &error)) << error.description().toStdString();
         }
         QSqlQuery query(old);
-        if (from == 1) {
+        if (from >= 1 && from < VLMeasurementLibrary::kSchemaVersion) {
             ASSERT_TRUE(query.exec("INSERT INTO sync_runs VALUES (1, 0, 'VL1', 'sync')")
                         && query.exec("INSERT INTO captures (device_serial, captured_at, device_file_id, color_id, lab_l, lab_a,"
                                       " lab_b, srgb, first_run, last_run) VALUES ('VL1', 5, 'D', 'C', 1, 2, 3, 0, 1, 1)"));
@@ -204,11 +277,16 @@ TEST_P(LibraryMigrationTest, OpensAtTheCurrentSchemaKeepingTheCaptures)
     ASSERT_TRUE(opened) << error.description().toStdString();
     EXPECT_EQ(VLMeasurementLibrary::schemaVersion(QSqlDatabase::database(QSqlDatabase::connectionNames().constLast())),
               VLMeasurementLibrary::kSchemaVersion);
-    EXPECT_EQ(library.captures(&error).size(), from == 1 ? 1 : 0);
-    EXPECT_TRUE(error.isNull());
+    EXPECT_EQ(library.captures(&error).size(), from >= 1 ? 1 : 0);
+    // A run from before the history was kept is not history, and the history can be written.
+    EXPECT_TRUE(library.history(&error).isEmpty());
+    VLSyncRunReport report;
+    report.ending = VLSyncRunReport::Ending::Completed;
+    EXPECT_TRUE(library.recordRun(report, "VL1", &error) && library.history(&error).size() == 1);
+    EXPECT_TRUE(error.isNull()) << error.description().toStdString();
 }
 
-INSTANTIATE_TEST_SUITE_P(FromVersion, LibraryMigrationTest, ::testing::Values(0, 1, VLMeasurementLibrary::kSchemaVersion + 1));
+INSTANTIATE_TEST_SUITE_P(FromVersion, LibraryMigrationTest, ::testing::Values(0, 1, 2, VLMeasurementLibrary::kSchemaVersion + 1));
 
 // "tintera measurements" over a library of three captures: the filters, as JSON, and the table.
 struct MeasurementsCase
@@ -267,6 +345,37 @@ TEST_F(MeasurementLibraryTest, MeasurementsCommandPrintsATableAndRefusesABadDate
     EXPECT_TRUE(lines.at(2).startsWith("1 of 1 captures"));
 
     EXPECT_EQ(runTintera({"measurements", "--since", "last tuesday"}).exitCode, 2);
+}
+
+TEST_F(MeasurementLibraryTest, HistoryCommandListsTheSyncsNewestFirst)
+{
+    EXPECT_TRUE(runTintera({"history"}).out.startsWith("No sync has been recorded yet"));
+    VLError error;
+    ASSERT_TRUE(library.recordRun(report(VLSyncRunReport::Ending::Completed, 0, 3600), "VL000001", &error)
+                && library.recordRun(report(VLSyncRunReport::Ending::Cancelled, 1), "VL000002", &error));
+
+    const TinteraRun text = runTintera({"history"});
+    ASSERT_EQ(text.exitCode, 0) << text.err.toStdString();
+    const QStringList blocks = text.out.split("\n\n");
+    ASSERT_EQ(blocks.size(), 3) << text.out.toStdString();
+    EXPECT_TRUE(blocks.at(0).contains(QRegularExpression("^\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d  VL000002  cancelled \\(5\\.0 s\\)\n")))
+        << blocks.at(0).toStdString();
+    for (const char *line : {"\n  Installed: Velmora firmware 2.1.0, VX 7\n", "\n  Fandecks enabled: Velmora Interiors 7\n",
+                             "\n  Errors: 1\n    Error code -77, clock refused 0"})
+        EXPECT_TRUE(blocks.at(0).contains(line)) << line;
+    EXPECT_TRUE(blocks.at(1).contains("VL000001  completed") && blocks.at(1).contains("Errors: 0"));
+    EXPECT_TRUE(blocks.at(2).startsWith("2 syncs in "));
+
+    const TinteraRun json = runTintera({"history", "--json"});
+    const QJsonArray history = QJsonDocument::fromJson(json.out.toUtf8()).object().value("history").toArray();
+    ASSERT_EQ(history.size(), 2) << json.out.toStdString();
+    const QJsonObject newest = history.first().toObject();
+    EXPECT_EQ(newest.value("deviceSerialNumber").toString(), "VL000002");
+    EXPECT_EQ(newest.value("ending").toString(), "cancelled");
+    EXPECT_EQ(newest.value("installed").toArray().at(1).toObject(),
+              QJsonObject({{"type", "fandeck"}, {"sku", "VX"}, {"description", QJsonValue()}, {"version", "7"}}));
+    EXPECT_EQ(newest.value("errors").toArray().first().toObject().value("code").toInt(), -77);
+    EXPECT_TRUE(QDateTime::fromString(newest.value("startedAt").toString(), Qt::ISODate).isValid());
 }
 
 } // namespace

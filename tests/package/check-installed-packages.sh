@@ -100,6 +100,8 @@ if [ $status -ne 0 ] || ! grep -q "Demo finished." "$work/demo.out"; then
   cat "$work/demo.out"
   fail "tintera demo exited with $status"
 fi
+# Its "nothing moved" rests on the service emulator's counters, read over Qt's HTTP.
+grep -Eq "Downloaded [1-9][0-9]* file\(s\)" "$work/demo.out" || fail "the demo read no counters: $(cat "$work/demo.out")"
 
 for page in tintera VelmoraSync tintera-devsim; do
   path=$(bare man -w "$page" 2>&1)

@@ -1,6 +1,6 @@
 #include "CloudSimProcess.h"
 
-#include "TestSupport.h"
+#include <gtest/gtest.h>
 
 #include <QDir>
 #include <QFile>
@@ -39,32 +39,19 @@ void writeTestCatalog(const QString &folder, const QList<TestCatalogFile> &files
 
 CloudSimProcess::CloudSimProcess(const QString &catalogFolder, const QStringList &arguments)
 {
-    m_process.setReadChannel(QProcess::StandardOutput);
-    m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    m_process.start(tinteraBuiltProgram(QStringLiteral("tools/cloudsim/tintera-cloudsim")),
-                    QStringList{catalogFolder, QStringLiteral("--exit-with-parent")} + arguments);
-    if (!m_process.waitForStarted(10000))
-        return;
-    while (!m_process.canReadLine() && m_process.state() == QProcess::Running)
-        m_process.waitForReadyRead(10000);
-    m_baseURL = QString::fromUtf8(m_process.readLine()).trimmed();
-}
-
-CloudSimProcess::~CloudSimProcess()
-{
-    if (m_process.state() != QProcess::NotRunning) {
-        m_process.terminate();
-        if (!m_process.waitForFinished(5000)) {
-            m_process.kill();
-            m_process.waitForFinished(5000);
-        }
-    }
+    TinteraDemoEnvironment::Options options;
+    options.catalog = catalogFolder;
+    options.devices = 0;
+    options.cloudsimArguments = arguments;
+    options.exportEnvironment = false;
+    VLError error;
+    EXPECT_TRUE(m_environment.start(options, &error)) << qPrintable(error.description());
 }
 
 int CloudSimProcess::get(const QString &pathAndQuery, QByteArray *body, const QByteArray &extraHeaders,
                          QByteArray *headers) const
 {
-    const QUrl base(m_baseURL);
+    const QUrl base(baseURL());
     QTcpSocket socket;
     socket.connectToHost(base.host(), quint16(base.port()));
     if (!socket.waitForConnected(5000))
@@ -86,27 +73,17 @@ int CloudSimProcess::get(const QString &pathAndQuery, QByteArray *body, const QB
 
 bool CloudSimProcess::setFault(const QString &target, const QMap<QString, QString> &items) const
 {
-    QString query = QStringLiteral("control/fault?target=") + QString::fromLatin1(QUrl::toPercentEncoding(target));
+    QString query = QStringLiteral("fault?target=") + QString::fromLatin1(QUrl::toPercentEncoding(target));
     for (auto it = items.constBegin(); it != items.constEnd(); ++it)
         query += QLatin1Char('&') + it.key() + QLatin1Char('=') + QString::fromLatin1(QUrl::toPercentEncoding(it.value()));
-    return get(query) == 200;
+    return m_environment.cloudsimControl(query, nullptr, nullptr);
 }
 
 QJsonDocument CloudSimProcess::control(const QString &command) const
 {
     QByteArray body;
-    get(QStringLiteral("control/") + command, &body);
+    m_environment.cloudsimControl(command, &body, nullptr);
     return QJsonDocument::fromJson(body);
-}
-
-qint64 CloudSimProcess::bytesServed(const QString &fileName) const
-{
-    return control(QStringLiteral("stats"))[QStringLiteral("files")][fileName][QStringLiteral("bytesServed")].toInteger();
-}
-
-qint64 CloudSimProcess::fileRequests(const QString &fileName) const
-{
-    return control(QStringLiteral("stats"))[QStringLiteral("files")][fileName][QStringLiteral("requests")].toInteger();
 }
 
 QJsonArray CloudSimProcess::requests() const
@@ -116,7 +93,7 @@ QJsonArray CloudSimProcess::requests() const
 
 QStringList CloudSimProcess::endpointsRequested() const
 {
-    const QString basePath = QUrl(m_baseURL).path();
+    const QString basePath = QUrl(baseURL()).path();
     QStringList paths;
     for (const QJsonValue &entry : requests()) {
         const QString path = entry[QStringLiteral("path")].toString().mid(basePath.size() + 1);

@@ -1,10 +1,11 @@
 #pragma once
 
+#include "TinteraDemoEnvironment.h"
+
 #include <QByteArray>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QMap>
-#include <QProcess>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -22,34 +23,32 @@ struct TestCatalogFile
 // Writes a catalog folder in tintera-catalog's format: index.json and files/<name>.
 void writeTestCatalog(const QString &folder, const QList<TestCatalogFile> &files, int edition = 1);
 
-// A running tintera-cloudsim on loopback, stopped when the object goes away. Control calls use a
-// blocking socket, so they never run the event loop of the code under test.
+// A running tintera-cloudsim on loopback through the demo environment without a device, stopped
+// when the object goes away. Neither control calls nor get() run the event loop of the code under test.
 class CloudSimProcess
 {
 public:
     explicit CloudSimProcess(const QString &catalogFolder, const QStringList &arguments = {});
-    ~CloudSimProcess();
-    CloudSimProcess(const CloudSimProcess &) = delete;
-    CloudSimProcess &operator=(const CloudSimProcess &) = delete;
 
-    bool isRunning() const { return !m_baseURL.isEmpty(); }
-    QString baseURL() const { return m_baseURL; }
-    QString fileURL(const QString &name) const { return m_baseURL + QStringLiteral("/files/") + name; }
+    bool isRunning() const { return !baseURL().isEmpty(); }
+    QString baseURL() const { return m_environment.serviceURL(); }
+    QString fileURL(const QString &name) const { return baseURL() + QStringLiteral("/files/") + name; }
 
-    // GET <base>/<path> with extra header lines: the HTTP status, the body and the headers.
+    // GET <base>/<path> with extra header lines, as written on the wire (a blocking socket: the
+    // headers as the emulator sent them, repeated ones included): the HTTP status, the body and
+    // the headers.
     int get(const QString &pathAndQuery, QByteArray *body = nullptr, const QByteArray &extraHeaders = {},
             QByteArray *headers = nullptr) const;
     bool setFault(const QString &target, const QMap<QString, QString> &items) const;
     QJsonDocument control(const QString &command) const;
-    qint64 bytesServed(const QString &fileName) const;
-    qint64 fileRequests(const QString &fileName) const;
+    qint64 bytesServed(const QString &fileName) const { return m_environment.served("bytesServed", fileName); }
+    qint64 fileRequests(const QString &fileName) const { return m_environment.served("requests", fileName); }
     QJsonArray requests() const;
     // The endpoint paths requested so far, in order, without the base path.
     QStringList endpointsRequested() const;
 
 private:
-    QProcess m_process;
-    QString m_baseURL;
+    mutable TinteraDemoEnvironment m_environment;
 };
 
 // A catalog folder in a temporary directory plus the emulator serving it.

@@ -1,5 +1,6 @@
 #include "CloudSimProcess.h"
 #include "QtPrinters.h"
+#include "TestSupport.h"
 #include "VLFileDownload.h"
 #include "VLFileDownloadManager.h"
 #include "VLNetworkError.h"
@@ -26,12 +27,6 @@ QByteArray randomBytes(qsizetype size, quint32 seed)
     for (qsizetype i = 0; i < size; ++i)
         bytes[i] = char(generator.bounded(256));
     return bytes;
-}
-
-QByteArray readFile(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 class RecordingDownloadDelegate : public QObject, public VLFileDownloadDelegate
@@ -107,6 +102,13 @@ protected:
     {
         return QTest::qWaitFor(condition, milliseconds);
     }
+    // Starts the download with the delegate and waits until it has finished or failed.
+    bool finish(const VLFileDownloadPtr &file, RecordingDownloadDelegate &delegate)
+    {
+        file->setDelegate(&delegate);
+        file->start();
+        return waitFor([&] { return delegate.ended(); });
+    }
 
     std::unique_ptr<CloudSimFixture> cloud;
     QMap<QString, QByteArray> payloads;
@@ -144,9 +146,7 @@ TEST_F(FileDownloadTest, ACutTransferResumesFromThePackageWithOnlyTheMissingByte
     RecordingDownloadDelegate first;
     {
         const VLFileDownloadPtr file = download("deck.cxf");
-        file->setDelegate(&first);
-        file->start();
-        ASSERT_TRUE(waitFor([&] { return first.ended(); }));
+        ASSERT_TRUE(finish(file, first));
         EXPECT_EQ(first.events, (QStringList{"begin", "fail"}));
         EXPECT_EQ(first.error.code(), VLURLErrorNetworkConnectionLost);
         EXPECT_EQ(file->lastError(), first.error);
@@ -167,9 +167,7 @@ TEST_F(FileDownloadTest, ACutTransferResumesFromThePackageWithOnlyTheMissingByte
     EXPECT_TRUE(resumed->URL().isEmpty());
     EXPECT_EQ(resumed->suggestedFilename(), "deck.cxf");
     EXPECT_EQ(QDir(resumed->destinationFolder()), QDir(destination));
-    resumed->setDelegate(&second);
-    resumed->start();
-    ASSERT_TRUE(waitFor([&] { return second.ended(); }));
+    ASSERT_TRUE(finish(resumed, second));
     EXPECT_EQ(second.events, (QStringList{"begin", "finish"}));
     EXPECT_EQ(second.lengths.first(), std::make_pair(qint64(payload.size() / 2), qint64(payload.size())));
     EXPECT_EQ(readFile(QDir(destination).filePath("deck.cxf")), payload);
@@ -185,9 +183,7 @@ TEST_F(FileDownloadTest, ResumingAChangedOrCompleteFile)
     serve({{"a.bin", payload}}, {"--fault", "files/a.bin:cut=60000,times=1"});
     RecordingDownloadDelegate cut;
     const VLFileDownloadPtr file = download("a.bin");
-    file->setDelegate(&cut);
-    file->start();
-    ASSERT_TRUE(waitFor([&] { return cut.ended(); }));
+    ASSERT_TRUE(finish(file, cut));
 
     // The partial file already holds every byte (the server answers 416): nothing is fetched.
     QFile partial(QDir(package("a.bin")).filePath("a.bin"));
@@ -196,9 +192,7 @@ TEST_F(FileDownloadTest, ResumingAChangedOrCompleteFile)
     partial.close();
     RecordingDownloadDelegate complete;
     const VLFileDownloadPtr resumed = VLFileDownload::initWithResumePackageFilename(package("a.bin"));
-    resumed->setDelegate(&complete);
-    resumed->start();
-    ASSERT_TRUE(waitFor([&] { return complete.ended(); }));
+    ASSERT_TRUE(finish(resumed, complete));
     EXPECT_EQ(complete.events, (QStringList{"begin", "finish"}));
     EXPECT_EQ(readFile(QDir(destination).filePath("a.bin")), payload);
     EXPECT_EQ(cloud->server->bytesServed("a.bin"), 60000);
@@ -208,9 +202,7 @@ TEST_F(FileDownloadTest, ResumingAChangedOrCompleteFile)
     RecordingDownloadDelegate again;
     const VLFileDownloadPtr retry = download("a.bin");
     cloud->server->setFault("files/a.bin", {{"cut", "50000"}, {"times", "1"}});
-    retry->setDelegate(&again);
-    retry->start();
-    ASSERT_TRUE(waitFor([&] { return again.ended(); }));
+    ASSERT_TRUE(finish(retry, again));
     const QByteArray changed = randomBytes(120000, 4);
     QFile served(QDir(cloud->catalogFolder).filePath("files/a.bin"));
     ASSERT_TRUE(served.open(QIODevice::WriteOnly));
@@ -218,9 +210,7 @@ TEST_F(FileDownloadTest, ResumingAChangedOrCompleteFile)
     served.close();
     RecordingDownloadDelegate whole;
     const VLFileDownloadPtr restarted = VLFileDownload::initWithResumePackageFilename(package("a.bin"));
-    restarted->setDelegate(&whole);
-    restarted->start();
-    ASSERT_TRUE(waitFor([&] { return whole.ended(); }));
+    ASSERT_TRUE(finish(restarted, whole));
     EXPECT_EQ(whole.events, (QStringList{"begin", "finish"}));
     EXPECT_EQ(readFile(QDir(destination).filePath("a.bin")), changed);
 }
@@ -235,9 +225,7 @@ TEST_F(FileDownloadTest, WithoutAValidatorACutDownloadStartsOverInsteadOfSplicin
     RecordingDownloadDelegate cut;
     {
         const VLFileDownloadPtr file = download("a.bin");
-        file->setDelegate(&cut);
-        file->start();
-        ASSERT_TRUE(waitFor([&] { return cut.ended(); }));
+        ASSERT_TRUE(finish(file, cut));
     }
     EXPECT_EQ(cut.error.code(), VLURLErrorNetworkConnectionLost);
     EXPECT_FALSE(QFileInfo::exists(package("a.bin"))) << "a partial file nothing can vouch for was kept";
@@ -250,9 +238,7 @@ TEST_F(FileDownloadTest, WithoutAValidatorACutDownloadStartsOverInsteadOfSplicin
     served.close();
     RecordingDownloadDelegate whole;
     const VLFileDownloadPtr again = download("a.bin");
-    again->setDelegate(&whole);
-    again->start();
-    ASSERT_TRUE(waitFor([&] { return whole.ended(); }));
+    ASSERT_TRUE(finish(again, whole));
     EXPECT_EQ(whole.events.last(), "finish");
     EXPECT_EQ(readFile(QDir(destination).filePath("a.bin")), replaced);
     EXPECT_FALSE(cloud->server->requests().last().toObject().contains("range"));
@@ -266,52 +252,16 @@ TEST_F(FileDownloadTest, ALastModifiedDateAloneIsEnoughToResume)
           {"--fault", "files:validator=lastmodified", "--fault", "files/a.bin:validator=lastmodified,cut=120000,times=1"});
     RecordingDownloadDelegate cut;
     const VLFileDownloadPtr file = download("a.bin");
-    file->setDelegate(&cut);
-    file->start();
-    ASSERT_TRUE(waitFor([&] { return cut.ended(); }));
+    ASSERT_TRUE(finish(file, cut));
     ASSERT_TRUE(QFileInfo::exists(package("a.bin")));
     const qint64 servedBefore = cloud->server->bytesServed("a.bin");
 
     RecordingDownloadDelegate resumed;
     const VLFileDownloadPtr again = download("a.bin");
-    again->setDelegate(&resumed);
-    again->start();
-    ASSERT_TRUE(waitFor([&] { return resumed.ended(); }));
+    ASSERT_TRUE(finish(again, resumed));
     EXPECT_EQ(resumed.events.last(), "finish");
     EXPECT_EQ(readFile(QDir(destination).filePath("a.bin")), payload);
     EXPECT_EQ(cloud->server->bytesServed("a.bin") - servedBefore, payload.size() - 120000);
-}
-
-// Only http and https, and only https for the files of an https service: refused before anything
-// is fetched, through the failure callback, with the file and the URL named.
-TEST_F(FileDownloadTest, RefusesFileURLsThatWouldLowerOrLeaveTheTransport)
-{
-    serve({{"a.bin", randomBytes(1000, 24)}});
-    const QString fileURL = cloud->server->fileURL("a.bin");
-    const struct
-    {
-        QString url;
-        QString service;
-        const char *reason;
-    } refused[] = {
-        {fileURL, "https://sync.example/VLSyncService", "not an https URL"},
-        {"file://" + QDir(cloud->catalogFolder).filePath("files/a.bin"), "", "over http or https only"},
-        {"ftp://127.0.0.1/files/a.bin", "http://127.0.0.1/", "over http or https only"},
-    };
-    for (const auto &row : refused) {
-        RecordingDownloadDelegate delegate;
-        const VLFileDownloadPtr file = VLFileDownload::initWithURLDestinationFolder(QUrl(row.url), destination);
-        file->setServiceURL(QUrl(row.service));
-        file->setDelegate(&delegate);
-        file->start();
-        ASSERT_TRUE(waitFor([&] { return delegate.ended(); })) << qPrintable(row.url);
-        EXPECT_EQ(delegate.events, QStringList{"fail"}) << qPrintable(row.url);
-        EXPECT_EQ(delegate.error.code(), VLFileDownloadErrorRefusedURL) << qPrintable(row.url);
-        EXPECT_TRUE(delegate.error.localizedDescription().contains(row.reason)) << qPrintable(delegate.error.localizedDescription());
-        EXPECT_TRUE(delegate.error.localizedDescription().contains("\"a.bin\"")) << qPrintable(delegate.error.localizedDescription());
-    }
-    EXPECT_EQ(cloud->server->fileRequests("a.bin"), 0);
-    EXPECT_FALSE(QDir(destination).exists());
 }
 
 // Without a TLS library the failure says so instead of passing for a network that is down.
@@ -322,9 +272,7 @@ TEST_F(FileDownloadTest, AnHttpsURLWithoutTLSSupportSaysSo)
     RecordingDownloadDelegate delegate;
     const VLFileDownloadPtr file =
         VLFileDownload::initWithURLDestinationFolder(QUrl("https://127.0.0.1:9/files/a.bin"), downloads.path());
-    file->setDelegate(&delegate);
-    file->start();
-    ASSERT_TRUE(waitFor([&] { return delegate.ended(); }));
+    ASSERT_TRUE(finish(file, delegate));
     EXPECT_EQ(delegate.error.code(), VLURLErrorSecureConnectionFailed) << qPrintable(delegate.error.description());
     EXPECT_TRUE(delegate.error.localizedDescription().contains("no TLS support"));
 }
@@ -334,9 +282,7 @@ TEST_F(FileDownloadTest, RefusesNamesThatAreNotOnePlainFileName)
     serve({{"deck.cxf", QByteArray(5000, 'x')}}, {"--fault", "files/deck.cxf:filename=../../escaped.cxf"});
     RecordingDownloadDelegate delegate;
     const VLFileDownloadPtr file = download("deck.cxf");
-    file->setDelegate(&delegate);
-    file->start();
-    ASSERT_TRUE(waitFor([&] { return delegate.ended(); }));
+    ASSERT_TRUE(finish(file, delegate));
     EXPECT_EQ(delegate.events, (QStringList{"begin", "fail"}));
     EXPECT_EQ(delegate.error.domain(), VLFileDownloadErrorDomain);
     EXPECT_EQ(delegate.error.code(), VLFileDownloadErrorUnsafeFilename);
@@ -349,9 +295,7 @@ TEST_F(FileDownloadTest, RefusesNamesThatAreNotOnePlainFileName)
     cloud->server->setFault("files/deck.cxf", {{"filename", "Deck 2023.cxf"}});
     RecordingDownloadDelegate named;
     const VLFileDownloadPtr second = download("deck.cxf");
-    second->setDelegate(&named);
-    second->start();
-    ASSERT_TRUE(waitFor([&] { return named.ended(); }));
+    ASSERT_TRUE(finish(second, named));
     EXPECT_EQ(named.events.last(), "finish");
     EXPECT_TRUE(QFileInfo::exists(QDir(destination).filePath("Deck 2023.cxf")));
 
@@ -361,9 +305,7 @@ TEST_F(FileDownloadTest, RefusesNamesThatAreNotOnePlainFileName)
                              QVariantMap{{"suggestedFilename", "../../escaped"}});
     RecordingDownloadDelegate bad;
     const VLFileDownloadPtr evil = VLFileDownload::initWithResumePackageFilename(QDir(destination).filePath("evil.vldownload"));
-    evil->setDelegate(&bad);
-    evil->start();
-    ASSERT_TRUE(waitFor([&] { return bad.ended(); }));
+    ASSERT_TRUE(finish(evil, bad));
     EXPECT_EQ(bad.error.code(), VLFileDownloadErrorBadResumePackage);
 }
 
@@ -372,9 +314,7 @@ TEST_F(FileDownloadTest, UnknownLengthAndServerStatuses)
     serve({{"a.bin", randomBytes(70000, 5)}}, {"--fault", "files/a.bin:nolength,times=1"});
     RecordingDownloadDelegate unknown;
     const VLFileDownloadPtr file = download("a.bin");
-    file->setDelegate(&unknown);
-    file->start();
-    ASSERT_TRUE(waitFor([&] { return unknown.ended(); }));
+    ASSERT_TRUE(finish(file, unknown));
     EXPECT_EQ(unknown.events.last(), "finish");
     EXPECT_EQ(file->contentLength(), 0);
     EXPECT_EQ(file->receivedLength(), 70000);
@@ -541,54 +481,6 @@ TEST_F(FileDownloadTest, PausingADownloadSendsNothingMoreAndReleasingTheManagerS
     QTest::qWait(600);
     EXPECT_EQ(delegate.events.count("completeAll"), 1);
     EXPECT_FALSE(QFileInfo::exists(QDir(destination).filePath("slow.bin")));
-}
-
-TEST_F(FileDownloadTest, AFinishedDownloadTakesThePlaceOfAStaleFileOfTheSameName)
-{
-    serve({{"deck.cxf", randomBytes(40000, 12)}});
-    QDir().mkpath(destination);
-    QFile stale(QDir(destination).filePath("deck.cxf"));
-    ASSERT_TRUE(stale.open(QIODevice::WriteOnly));
-    stale.write("left over by an earlier run");
-    stale.close();
-    for (int round = 0; round < 2; ++round) {
-        RecordingDownloadDelegate delegate;
-        const VLFileDownloadPtr file = download("deck.cxf");
-        file->setDelegate(&delegate);
-        file->start();
-        ASSERT_TRUE(waitFor([&] { return delegate.ended(); }));
-        EXPECT_EQ(delegate.events, (QStringList{"begin", "finish"}));
-        EXPECT_EQ(readFile(QDir(destination).filePath("deck.cxf")), payloads["deck.cxf"]) << round;
-        EXPECT_FALSE(QFileInfo::exists(package("deck.cxf")));
-    }
-}
-
-TEST_F(FileDownloadTest, ALargeDownloadOfAKilledProcessGoesOnFromTheBytesOnDisk)
-{
-    // The transfer pauses half-way; the download object is dropped there without a word, as when
-    // the process is killed: no cancel, no resume files written at the end.
-    const QByteArray payload = randomBytes(600000, 13);
-    serve({{"big.cxf", payload}}, {"--fault", "files/big.cxf:pauseat=300000,delay=1500,times=1"});
-    {
-        RecordingDownloadDelegate delegate;
-        const VLFileDownloadPtr first = download("big.cxf");
-        first->setDelegate(&delegate);
-        first->start();
-        ASSERT_TRUE(waitFor([&] { return first->receivedLength() >= 300000; }));
-        first->setDelegate(nullptr);
-    }
-    QTest::qWait(1600);
-    const qint64 servedBefore = cloud->server->bytesServed("big.cxf");
-    ASSERT_TRUE(QFileInfo::exists(QDir(package("big.cxf")).filePath("big.cxf")));
-
-    RecordingDownloadDelegate delegate;
-    const VLFileDownloadPtr again = download("big.cxf");
-    again->setDelegate(&delegate);
-    again->start();
-    ASSERT_TRUE(waitFor([&] { return delegate.ended(); }));
-    EXPECT_EQ(delegate.events, (QStringList{"begin", "finish"}));
-    EXPECT_EQ(readFile(QDir(destination).filePath("big.cxf")), payload);
-    EXPECT_EQ(cloud->server->bytesServed("big.cxf") - servedBefore, payload.size() - 300000);
 }
 
 TEST_F(FileDownloadTest, ThePausedManagerKeepsOneEntryPerFile)

@@ -1,6 +1,7 @@
 #include "TinteraDemoEnvironment.h"
 
 #include "HBColorDocument.h"
+#include "TinteraEmulatorHttp.h"
 #include "TSLogger.h"
 #include "VLPrivateFolder.h"
 #include "VLPropertyList.h"
@@ -13,8 +14,10 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QStandardPaths>
+#include <QUrl>
 #include <QtEndian>
 
+#include <algorithm>
 #include <cmath>
 
 #ifdef Q_OS_LINUX
@@ -44,31 +47,15 @@ VLError demoError(const QString &text)
     return VLError(kDomain, 1, text);
 }
 
-void setEnvironment(const char *name, const QString &value, QByteArray *previous)
+void endProcess(QProcess *process)
 {
-    *previous = qgetenv(name);
-    qputenv(name, value.toUtf8());
-}
-
-void restoreEnvironment(const char *name, const QByteArray &previous)
-{
-    if (previous.isNull())
-        qunsetenv(name);
-    else
-        qputenv(name, previous);
-}
-
-QVariantMap catalogRecord(const QString &catalogFolder, const QString &sku)
-{
-    QFile index(catalogFolder + QStringLiteral("/index.json"));
-    if (!index.open(QIODevice::ReadOnly))
-        return {};
-    const QJsonArray files = QJsonDocument::fromJson(index.readAll()).object().value(QStringLiteral("files")).toArray();
-    for (const QJsonValue &file : files) {
-        if (file.toObject().value(QStringLiteral("SKU")).toString() == sku)
-            return file.toObject().toVariantMap();
+    if (!process || process->state() == QProcess::NotRunning)
+        return;
+    process->terminate();
+    if (!process->waitForFinished(5000)) {
+        process->kill();
+        process->waitForFinished(2000);
     }
-    return {};
 }
 
 } // namespace
@@ -150,33 +137,42 @@ QProcess *TinteraDemoEnvironment::launch(const QString &tool, const QStringList 
     return process;
 }
 
-bool TinteraDemoEnvironment::run(const QString &tool, const QStringList &arguments, QString *output, VLError *error,
-                                 int timeout)
+int TinteraDemoEnvironment::runTool(const QString &tool, const QStringList &arguments, QString *output, QString *errors,
+                                    int timeout)
 {
     QProcess process;
     process.start(toolPath(tool), arguments);
     if (!process.waitForStarted(10000) || !process.waitForFinished(timeout)) {
         process.kill();
         process.waitForFinished(1000);
-        if (error)
-            *error = demoError(QStringLiteral("%1 did not run: %2").arg(tool, process.errorString()));
-        return false;
+        if (errors)
+            *errors = QStringLiteral("%1 did not run: %2").arg(tool, process.errorString());
+        return -1;
     }
-    const QString out = QString::fromUtf8(process.readAllStandardOutput());
+    if (output)
+        *output = QString::fromUtf8(process.readAllStandardOutput());
+    if (errors)
+        *errors = QString::fromUtf8(process.readAllStandardError());
+    return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+}
+
+bool TinteraDemoEnvironment::run(const QString &tool, const QStringList &arguments, QString *output, VLError *error,
+                                 int timeout)
+{
+    QString out;
+    QString errors;
+    const int status = runTool(tool, arguments, &out, &errors, timeout);
     if (output)
         *output = out;
-    if (process.exitStatus() != QProcess::NormalExit || process.exitCode() != 0) {
-        if (error)
-            *error = demoError(QStringLiteral("%1 %2 failed: %3 %4")
-                                   .arg(tool, arguments.join(QLatin1Char(' ')), out.trimmed(),
-                                        QString::fromUtf8(process.readAllStandardError()).trimmed()));
-        return false;
-    }
-    return true;
+    if (status != 0 && error)
+        *error = demoError(QStringLiteral("%1 %2 failed: %3 %4")
+                               .arg(tool, arguments.join(QLatin1Char(' ')), out.trimmed(), errors.trimmed()));
+    return status == 0;
 }
 
 bool TinteraDemoEnvironment::start(const Options &options, VLError *error)
 {
+    m_options = options;
     if (options.folder.isEmpty()) {
         m_temporary = std::make_unique<QTemporaryDir>(QDir::tempPath() + QStringLiteral("/tintera-demo-XXXXXX"));
         m_temporary->setAutoRemove(!options.keep);
@@ -184,60 +180,32 @@ bool TinteraDemoEnvironment::start(const Options &options, VLError *error)
     } else {
         m_folder = QDir(options.folder).absolutePath();
     }
+    m_catalogFolder = options.catalog.isEmpty() ? m_folder + QStringLiteral("/catalog") : options.catalog;
     // The user's alone, as the program wants its data and device folders.
     for (const QString &sub : {catalogFolder(), dataFolder(), deviceFolder(), devsimStateFolder()})
         vlPreparePrivateFolder(sub, VLWiderPermissions::Tighten);
+    setEnvironment("TINTERA_DATA_DIR", dataFolder());
+    setEnvironment("KALVEX_DEVICE_DIR", deviceFolder());
 
-    if (!writeCatalog(options.edition, error))
+    // The service serves the catalog, and the device's seed comes from it.
+    const bool needsCatalog = options.service || (options.devices > 0 && options.seedDevice);
+    if (options.catalog.isEmpty() && needsCatalog && !writeCatalog(options.edition, error))
         return false;
-
-    QStringList cloudsimArguments{catalogFolder(), QStringLiteral("--exit-with-parent"), QStringLiteral("--link"),
-                                  options.link.service.name, QStringLiteral("--link-seed"),
-                                  QString::number(options.linkSeed)};
-    m_tls = !options.tlsCertificate.isEmpty();
-    if (m_tls)
-        cloudsimArguments << QStringLiteral("--tls") << options.tlsCertificate << options.tlsKey;
-    m_cloudsim = launch(QStringLiteral("tintera-cloudsim"), cloudsimArguments + options.cloudsimArguments);
-    if (!m_cloudsim->waitForStarted(10000)
-        || !(m_cloudsim->canReadLine() || (m_cloudsim->waitForReadyRead(15000) && m_cloudsim->canReadLine()))) {
-        if (error)
-            *error = demoError(QStringLiteral("The service emulator did not start: %1 %2")
-                                   .arg(m_cloudsim->errorString(), QString::fromUtf8(m_cloudsim->readAllStandardError())));
+    if (options.service && !startServiceEmulator(options, error))
         return false;
-    }
-    m_serviceURL = QString::fromUtf8(m_cloudsim->readLine()).trimmed();
+    if (options.devices <= 0)
+        return true;
 
     for (int i = 1; i <= options.devices; ++i) {
         const QString serial = QStringLiteral("VL%1").arg(i, 6, 10, QLatin1Char('0'));
-        if (!run(QStringLiteral("tintera-devsim"),
-                 {QStringLiteral("add-device"), QStringLiteral("--state"), devsimStateFolder(), QStringLiteral("--serial"),
-                  serial, QStringLiteral("--reboot-ms"), QString::number(options.rebootMilliseconds)},
-                 nullptr, error))
+        if (!devsim({QStringLiteral("add-device"), QStringLiteral("--serial"), serial, QStringLiteral("--reboot-ms"),
+                     QString::number(options.rebootMilliseconds)},
+                    nullptr, error))
             return false;
         m_serials << serial;
     }
-    m_devsim = launch(QStringLiteral("tintera-devsim"),
-                      {QStringLiteral("serve"), QStringLiteral("--state"), devsimStateFolder(),
-                       QStringLiteral("--device-dir"), deviceFolder(), QStringLiteral("--exit-with-parent"),
-                       QStringLiteral("--link"), options.link.device.name, QStringLiteral("--link-seed"),
-                       QString::number(options.linkSeed)});
-    QByteArray announced;
-    while (!announced.contains("tintera-devsim: ready") && m_devsim->waitForReadyRead(15000))
-        announced += m_devsim->readAllStandardOutput();
-    if (!announced.contains("tintera-devsim: ready")) {
-        if (error)
-            *error = demoError(QStringLiteral("The device emulator did not start: %1")
-                                   .arg(QString::fromUtf8(m_devsim->readAllStandardError())));
+    if (!startDeviceEmulator({}, error))
         return false;
-    }
-
-    setEnvironment("TINTERA_DATA_DIR", dataFolder(), &m_previousDataDir);
-    setEnvironment("TINTERA_SERVICE_URL", m_serviceURL, &m_previousServiceURL);
-    setEnvironment("KALVEX_DEVICE_DIR", deviceFolder(), &m_previousDeviceDir);
-    // The demo's files are signed by the catalog's own key, and no other key is trusted here.
-    setEnvironment("TINTERA_TRUSTED_KEYS", catalogFolder() + QStringLiteral("/trusted-keys"), &m_previousTrustedKeys);
-    m_environmentSet = true;
-
     if (options.seedDevice) {
         for (const QString &serial : std::as_const(m_serials)) {
             if (!seedDevice(serial, error))
@@ -247,24 +215,78 @@ bool TinteraDemoEnvironment::start(const Options &options, VLError *error)
     return true;
 }
 
+bool TinteraDemoEnvironment::startServiceEmulator(const Options &options, VLError *error)
+{
+    QStringList arguments{catalogFolder(), QStringLiteral("--exit-with-parent"), QStringLiteral("--link"),
+                          options.link.service.name, QStringLiteral("--link-seed"), QString::number(options.linkSeed)};
+    if (!options.tlsCertificate.isEmpty()) {
+        arguments << QStringLiteral("--tls") << options.tlsCertificate << options.tlsKey;
+        QFile presented(options.tlsCertificate);
+        if (presented.open(QIODevice::ReadOnly))
+            m_serviceCertificate = presented.readAll();
+    }
+    m_cloudsim = launch(QStringLiteral("tintera-cloudsim"), arguments + options.cloudsimArguments);
+    if (!m_cloudsim->waitForStarted(10000)
+        || !(m_cloudsim->canReadLine() || (m_cloudsim->waitForReadyRead(15000) && m_cloudsim->canReadLine()))) {
+        if (error)
+            *error = demoError(QStringLiteral("The service emulator did not start: %1 %2")
+                                   .arg(m_cloudsim->errorString(), QString::fromUtf8(m_cloudsim->readAllStandardError())));
+        return false;
+    }
+    m_serviceURL = QString::fromUtf8(m_cloudsim->readLine()).trimmed();
+    setEnvironment("TINTERA_SERVICE_URL", m_serviceURL);
+    // The demo's files are signed by the catalog's own key, and no other key is trusted here.
+    setEnvironment("TINTERA_TRUSTED_KEYS", catalogFolder() + QStringLiteral("/trusted-keys"));
+    return true;
+}
+
+bool TinteraDemoEnvironment::startDeviceEmulator(const QStringList &arguments, VLError *error)
+{
+    QStringList serve{QStringLiteral("serve"), QStringLiteral("--state"), devsimStateFolder(),
+                      QStringLiteral("--device-dir"), deviceFolder(), QStringLiteral("--exit-with-parent")};
+    if (!m_options.link.device.isLoopback())
+        serve << QStringLiteral("--link") << m_options.link.device.name << QStringLiteral("--link-seed")
+              << QString::number(m_options.linkSeed);
+    m_devsim = launch(QStringLiteral("tintera-devsim"), serve + arguments);
+    QByteArray announced;
+    while (!announced.contains("tintera-devsim: ready") && m_devsim->waitForReadyRead(15000))
+        announced += m_devsim->readAllStandardOutput();
+    if (!announced.contains("tintera-devsim: ready")) {
+        if (error)
+            *error = demoError(QStringLiteral("The device emulator did not start: %1 %2")
+                                   .arg(m_devsim->errorString(), QString::fromUtf8(m_devsim->readAllStandardError())));
+        return false;
+    }
+    return true;
+}
+
+void TinteraDemoEnvironment::stopDeviceEmulator()
+{
+    endProcess(m_devsim);
+}
+
+void TinteraDemoEnvironment::setEnvironment(const char *name, const QString &value)
+{
+    if (!m_options.exportEnvironment)
+        return;
+    const bool saved = std::any_of(m_previousEnvironment.cbegin(), m_previousEnvironment.cend(),
+                                   [name](const auto &previous) { return qstrcmp(previous.first, name) == 0; });
+    if (!saved)
+        m_previousEnvironment.append({name, qgetenv(name)});
+    qputenv(name, value.toUtf8());
+}
+
 void TinteraDemoEnvironment::stop()
 {
-    for (QProcess *process : {m_devsim.data(), m_cloudsim.data()}) {
-        if (!process || process->state() == QProcess::NotRunning)
-            continue;
-        process->terminate();
-        if (!process->waitForFinished(5000)) {
-            process->kill();
-            process->waitForFinished(2000);
-        }
+    endProcess(m_devsim);
+    endProcess(m_cloudsim);
+    for (const auto &[name, previous] : std::as_const(m_previousEnvironment)) {
+        if (previous.isNull())
+            qunsetenv(name);
+        else
+            qputenv(name, previous);
     }
-    if (m_environmentSet) {
-        restoreEnvironment("TINTERA_DATA_DIR", m_previousDataDir);
-        restoreEnvironment("TINTERA_SERVICE_URL", m_previousServiceURL);
-        restoreEnvironment("KALVEX_DEVICE_DIR", m_previousDeviceDir);
-        restoreEnvironment("TINTERA_TRUSTED_KEYS", m_previousTrustedKeys);
-        m_environmentSet = false;
-    }
+    m_previousEnvironment.clear();
 }
 
 bool TinteraDemoEnvironment::writeCatalog(int edition, VLError *error)
@@ -304,17 +326,76 @@ bool TinteraDemoEnvironment::capture(const QString &serial, double L, double a, 
 
 bool TinteraDemoEnvironment::cloudsimControl(const QString &pathAndQuery, QByteArray *reply, VLError *error)
 {
-    QString output;
-    QStringList arguments{QStringLiteral("-sf")};
-    // The environment's own emulator on loopback, whatever certificate a test gave it to present.
-    if (m_tls)
-        arguments << QStringLiteral("--insecure");
-    arguments << QStringLiteral("--") << m_serviceURL + QStringLiteral("/control/") + pathAndQuery;
-    if (!run(QStringLiteral("curl"), arguments, &output, error))
-        return false;
+    const TinteraHttpReply answer =
+        tinteraHttpGet(QUrl(m_serviceURL + QStringLiteral("/control/") + pathAndQuery), {}, m_serviceCertificate);
+    if (answer.status != 200 && error)
+        *error = demoError(QStringLiteral("The service emulator refused control/%1: %2")
+                               .arg(pathAndQuery, answer.status ? QString::number(answer.status) : answer.error));
     if (reply)
-        *reply = output.toUtf8();
-    return true;
+        *reply = answer.body;
+    return answer.status == 200;
+}
+
+QJsonObject TinteraDemoEnvironment::serviceStatistics(VLError *error)
+{
+    QByteArray reply;
+    if (!cloudsimControl(QStringLiteral("stats"), &reply, error))
+        return {};
+    const QJsonObject statistics = QJsonDocument::fromJson(reply).object();
+    if (!statistics.value(QStringLiteral("files")).isObject()) {
+        if (error)
+            *error = demoError(QStringLiteral("The service emulator's statistics list no files: %1")
+                                   .arg(QString::fromUtf8(reply.left(200))));
+        return {};
+    }
+    return statistics;
+}
+
+qint64 TinteraDemoEnvironment::served(const char *figure, const QString &fileName)
+{
+    const QJsonObject statistics = serviceStatistics();
+    if (statistics.isEmpty())
+        return -1;
+    const QJsonObject files = statistics.value(QStringLiteral("files")).toObject();
+    if (!fileName.isEmpty())
+        return files.value(fileName).toObject().value(QLatin1String(figure)).toInteger();
+    qint64 total = 0;
+    for (auto it = files.begin(); it != files.end(); ++it)
+        total += it->toObject().value(QLatin1String(figure)).toInteger();
+    return total;
+}
+
+QVariantMap TinteraDemoEnvironment::catalogRecord(const QString &sku) const
+{
+    QFile index(catalogFolder() + QStringLiteral("/index.json"));
+    if (!index.open(QIODevice::ReadOnly))
+        return {};
+    const QJsonArray files = QJsonDocument::fromJson(index.readAll()).object().value(QStringLiteral("files")).toArray();
+    for (const QJsonValue &file : files) {
+        if (file.toObject().value(QStringLiteral("SKU")).toString() == sku)
+            return file.toObject().toVariantMap();
+    }
+    return {};
+}
+
+QString TinteraDemoEnvironment::catalogFileName(const QString &sku) const
+{
+    return catalogRecord(sku).value(QStringLiteral("FileURL")).toString().section(QLatin1Char('/'), -1);
+}
+
+QVariantList TinteraDemoEnvironment::deviceInventory(const QString &serial, VLError *error)
+{
+    QTemporaryDir scratch(m_folder + QStringLiteral("/inventory-XXXXXX"));
+    const QString path = scratch.filePath(QStringLiteral("inventory.plist"));
+    if (!deviceCommand(serial, {QStringLiteral("GetFiles"), QStringLiteral("--out"), path}, nullptr, error))
+        return {};
+    return VLPropertyList::readFile(path).toList();
+}
+
+QVariantMap TinteraDemoEnvironment::deviceState(const QString &serial) const
+{
+    return VLPropertyList::readDictionary(devsimStateFolder() + QStringLiteral("/devices/") + serial
+                                          + QStringLiteral("/device.plist"));
 }
 
 bool TinteraDemoEnvironment::setLink(const LinkSetting &link, int rebootMilliseconds, VLError *error)
@@ -343,7 +424,7 @@ bool TinteraDemoEnvironment::killDeviceEmulator()
 // some with a spoken note.
 bool TinteraDemoEnvironment::seedDevice(const QString &serial, VLError *error)
 {
-    const QVariantMap record = catalogRecord(catalogFolder(), kSeedFandeckSKU);
+    const QVariantMap record = catalogRecord(kSeedFandeckSKU);
     if (record.isEmpty()) {
         if (error)
             *error = demoError(QStringLiteral("The catalog has no fandeck %1").arg(kSeedFandeckSKU));
@@ -357,15 +438,11 @@ bool TinteraDemoEnvironment::seedDevice(const QString &serial, VLError *error)
     if (!deviceCommand(serial, upload, nullptr, error))
         return false;
 
-    const QString inventoryPath = m_folder + QStringLiteral("/seed-inventory.plist");
-    if (!deviceCommand(serial, {QStringLiteral("GetFiles"), QStringLiteral("--out"), inventoryPath}, nullptr, error))
-        return false;
     QString deviceFileID;
-    for (const QVariant &file : VLPropertyList::readFile(inventoryPath).toList()) {
+    for (const QVariant &file : deviceInventory(serial, error)) {
         if (file.toMap().value(QStringLiteral("SKU")).toString() == kSeedFandeckSKU)
             deviceFileID = file.toMap().value(QStringLiteral("DeviceFileID")).toString();
     }
-    QFile::remove(inventoryPath);
     if (deviceFileID.isEmpty()
         || !deviceCommand(serial, {QStringLiteral("EnableFandeck"), QStringLiteral("DeviceFileID=") + deviceFileID},
                           nullptr, error))

@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
-# The windows whose look changed, each drawn by a real X server (Xvfb) and saved as a screenshot:
-# runs the WindowScreenshots tests of the application's test program on that display.
+# The windows whose look changed, each drawn by a real X server (Xvfb) and saved as a screenshot
+# ("make screenshots"): runs the screenshot program on that display.
 #
-#   WindowScreenshotsTest.sh APP_TESTS SCREENSHOT_FOLDER
+#   WindowScreenshots.sh APP_SCREENSHOTS SCREENSHOT_FOLDER
 #
 # TINTERA_SCREENSHOT_PALETTE=dark draws them in a dark palette, QT_SCALE_FACTOR=2 at 200%.
 #
-# Exits 77 (skipped) when the X tools are missing.
+# Exits 77 when the X tools are missing.
 set -euo pipefail
 
 tests=$1
@@ -23,8 +23,8 @@ xvfb_start
 export HOME="$work/home"
 mkdir -p "$HOME/Documents"
 TINTERA_SCREENSHOT_DIR="$shots" QT_QPA_PLATFORM=xcb "$tests" --gtest_filter='WindowScreenshots.*' >"$log" 2>&1 \
-  || fail "the screenshot tests failed"
-grep -q "SKIPPED" "$log" && fail "the screenshot tests were skipped on the X server"
+  || fail "the screenshots were not taken"
+grep -q "SKIPPED" "$log" && fail "the screenshots were skipped on the X server"
 cat "$log"
 for shot in preferences-all-fandecks-synced preferences-device-away help-window export-save-panel \
             export-confirmation error-window tray-menu-firmware selected-only-confirmation \

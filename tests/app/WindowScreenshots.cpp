@@ -24,8 +24,8 @@
 #include <gtest/gtest.h>
 
 // The windows whose look changed, each in the state that changed, drawn by a real X server and
-// saved from its screen: run by WindowScreenshotsTest.sh under Xvfb with TINTERA_SCREENSHOT_DIR
-// set, skipped otherwise.
+// saved from its screen: "make screenshots" runs them (desktop/WindowScreenshots.sh, under Xvfb
+// with TINTERA_SCREENSHOT_DIR set); without them each is skipped.
 namespace {
 
 QString screenshotFolder()
@@ -99,7 +99,7 @@ protected:
     void SetUp() override
     {
         if (!onARealDisplay())
-            GTEST_SKIP() << "needs an X server and TINTERA_SCREENSHOT_DIR (WindowScreenshotsTest.sh)";
+            GTEST_SKIP() << "needs an X server and TINTERA_SCREENSHOT_DIR (make screenshots)";
         applyPalette();
     }
 };
