@@ -292,6 +292,7 @@ TEST_F(TinteraAgainstEmulators, SyncErrorsAsTextAndJson)
     EXPECT_TRUE(summary.value("measurements").isNull());
 
     // A full device is not mended by syncing again: the line says what helps instead.
+    ASSERT_TRUE(environment.devsim({"fault", "--serial", serial, "--clear"}, nullptr, nullptr));
     ASSERT_TRUE(environment.devsim({"fault", "--serial", serial, "--command", "SetClock", "--error", "104", "--message",
                                     "not enough space", "--times", "0"},
                                    nullptr, nullptr));
