@@ -495,6 +495,16 @@ TEST(DevsimDevices, TwoDevicesAreToldApartBySerialNumber)
     EXPECT_EQ(observed.arrived.size(), 3);
 }
 
+// A device that drops one connection keeps its socket: the same process takes it on again. (The
+// fault matrix cannot see this: each of its syncs is a new process.)
+TEST_F(ServedDevice, ADroppedConnectionIsAnErrorARemovalAndANewArrival)
+{
+    devsim.fault(kSerial, {"--command", "SetDeltaE", "--disconnect"});
+    expectRefusal(device, command("SetDeltaE"), KDErrorDomain, KDErrorDeviceDisconnected);
+    ASSERT_TRUE(waitUntil([&] { return observed->removed.size() == 1 && observed->arrived.size() == 2; }));
+    expectSuccess(observed->arrived.last(), command("SetDeltaE"));
+}
+
 // A device whose header dictionary holds a key with a NUL character made libplist abort the
 // process; it is refused with the reason, and the other devices are not disturbed.
 TEST(DevsimDevices, HeadersWithANulKeyedEntryAreRefusedAndOthersGoOn)
