@@ -392,37 +392,6 @@ TEST(AppDelegate, ErrorAlertsShowOneAtATime)
     EXPECT_EQ(app.statusItem->title(), QString());
 }
 
-TEST_F(AppWithDevice, StatusTitleAndDownloadProgress)
-{
-    endRunsAtTheFirstStep(device);
-    app.plugIn(device);
-    VLSyncManager *manager = app.delegate->syncManager();
-    ASSERT_NE(manager, nullptr);
-
-    // Not in a sync: the title is left alone.
-    app.statusItem->setTitle(QStringLiteral("unchanged"));
-    app.delegate->syncManagerStatusDidChange(manager);
-    EXPECT_EQ(app.statusItem->title(), QStringLiteral("unchanged"));
-
-    manager->startSync();
-    manager->setStatusMessage(QStringLiteral("Resetting device"));
-    EXPECT_EQ(app.statusItem->title(), QStringLiteral(" Step 1 of 28: Resetting device")) << "one leading space";
-    manager->setIsJustGatheringPreliminaryInfo(true);
-    manager->setStatusMessage(QStringLiteral("Gathering"));
-    EXPECT_EQ(app.statusItem->title(), QStringLiteral(" Step 1 of 28: Resetting device")) << "gathering leaves the title";
-    manager->setIsJustGatheringPreliminaryInfo(false);
-
-    app.delegate->syncManagerDownloadingDidBegin(manager);
-    app.delegate->syncManagerDownloadDidUpdateAmount(manager, 0.25);
-    EXPECT_DOUBLE_EQ(app.delegate->prefsWindowController()->progressValue(), 25.0);
-    app.delegate->syncManagerDownloadingDidFinish(manager);
-
-    app.delegate->syncManagerDidFinishPreliminaryInfoGathering(manager);
-    EXPECT_EQ(app.statusItem->title(), QString());
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !manager->isInSync(); }, 5000));
-    ASSERT_TRUE(app.unplug(device));
-}
-
 TEST_F(AppWithDevice, AutomaticSyncAfterPreliminaryInfoOnlyWhenSwitchedOn)
 {
     endRunsAtTheFirstStep(device);

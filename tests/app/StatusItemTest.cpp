@@ -23,12 +23,17 @@ int frameIndexOf(const VLProgressStatusItem &item, qint64 cacheKey)
     return -1;
 }
 
+class ProgressStatusItem : public ::testing::Test
+{
+protected:
+    std::shared_ptr<RecordingStatusItem> recorder = std::make_shared<RecordingStatusItem>();
+    VLProgressStatusItem item{recorder};
+};
+
 } // namespace
 
-TEST(ProgressStatusItem, LoadsFiveDistinctFramesAndRestsOnTheFirst)
+TEST_F(ProgressStatusItem, LoadsFiveDistinctFramesAndRestsOnTheFirst)
 {
-    auto recorder = std::make_shared<RecordingStatusItem>();
-    VLProgressStatusItem item(recorder);
     ASSERT_EQ(item.templateSyncImages().size(), 5);
     QList<QImage> pictures;
     for (const QIcon &frame : item.templateSyncImages()) {
@@ -43,10 +48,8 @@ TEST(ProgressStatusItem, LoadsFiveDistinctFramesAndRestsOnTheFirst)
     EXPECT_EQ(recorder->images.first(), item.mainImage().cacheKey());
 }
 
-TEST(ProgressStatusItem, StepsThroughTheFramesAndWrapsAfterTheLast)
+TEST_F(ProgressStatusItem, StepsThroughTheFramesAndWrapsAfterTheLast)
 {
-    auto recorder = std::make_shared<RecordingStatusItem>();
-    VLProgressStatusItem item(recorder);
     recorder->images.clear();
     for (int i = 0; i < 7; ++i)
         item.animateOnce();
@@ -57,10 +60,8 @@ TEST(ProgressStatusItem, StepsThroughTheFramesAndWrapsAfterTheLast)
     EXPECT_EQ(item.animateIndex(), 2u);
 }
 
-TEST(ProgressStatusItem, StartAndStopGuardsAndThreads)
+TEST_F(ProgressStatusItem, StartAndStopGuardsAndThreads)
 {
-    auto recorder = std::make_shared<RecordingStatusItem>();
-    VLProgressStatusItem item(recorder);
     item.setFrameInterval(10ms);
 
     // A stop without a start shows nothing new.
@@ -84,10 +85,8 @@ TEST(ProgressStatusItem, StartAndStopGuardsAndThreads)
     EXPECT_EQ(recorder->images.last(), item.mainImage().cacheKey());
 }
 
-TEST(ProgressStatusItem, EachStartContinuesFromTheFrameWhereTheLastStopped)
+TEST_F(ProgressStatusItem, EachStartContinuesFromTheFrameWhereTheLastStopped)
 {
-    auto recorder = std::make_shared<RecordingStatusItem>();
-    VLProgressStatusItem item(recorder);
     // Long enough that each run shows exactly one frame before it is stopped.
     item.setFrameInterval(200ms);
     QList<int> firstFrames;
@@ -102,23 +101,7 @@ TEST(ProgressStatusItem, EachStartContinuesFromTheFrameWhereTheLastStopped)
     EXPECT_EQ(firstFrames, (QList<int>{0, 1, 2, 3, 4, 0}));
 }
 
-TEST(ProgressStatusItem, ThreeFramesThenStopAndStartShowsTheFourth)
-{
-    auto recorder = std::make_shared<RecordingStatusItem>();
-    VLProgressStatusItem item(recorder);
-    // Frames 0, 1 and 2 shown, then a stop and a start: the animation goes on with frame 3.
-    item.animateOnce();
-    item.animateOnce();
-    item.animateOnce();
-    item.setFrameInterval(1000ms);
-    recorder->images.clear();
-    item.startAnimating();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !recorder->images.isEmpty(); }, 5000));
-    EXPECT_EQ(frameIndexOf(item, recorder->images.first()), 3);
-    item.stopAnimating();
-}
-
-TEST(ProgressStatusItem, DestroyingItWhileAnimatingEndsTheThread)
+TEST(ProgressStatusItemLifetime, DestroyingItWhileAnimatingEndsTheThread)
 {
     auto recorder = std::make_shared<RecordingStatusItem>();
     {

@@ -58,8 +58,16 @@ TEST_F(AppWithDevice, DownloadUpdatesReachTheTitleOncePerPercent)
     app.plugIn(device);
     VLSyncManager *manager = app.delegate->syncManager();
     ASSERT_NE(manager, nullptr);
+    // Not in a sync: the title is left alone.
+    app.statusItem->setTitle(QStringLiteral("unchanged"));
+    app.delegate->syncManagerStatusDidChange(manager);
+    EXPECT_EQ(app.statusItem->title(), QStringLiteral("unchanged"));
     manager->startSync();
     EXPECT_EQ(app.statusItem->title(), QStringLiteral(" Step 1 of 28"));
+    manager->setIsJustGatheringPreliminaryInfo(true);
+    manager->setStatusMessage(QStringLiteral("Gathering"));
+    EXPECT_EQ(app.statusItem->title(), QStringLiteral(" Step 1 of 28")) << "gathering leaves the title";
+    manager->setIsJustGatheringPreliminaryInfo(false);
     manager->setStatusMessage(QStringLiteral("Downloading Accent..."));
     app.delegate->syncManagerDownloadingDidBegin(manager);
     const qsizetype before = app.statusItem->titles.size();
@@ -67,10 +75,13 @@ TEST_F(AppWithDevice, DownloadUpdatesReachTheTitleOncePerPercent)
         app.delegate->syncManagerDownloadDidUpdateAmount(manager, amount);
     EXPECT_EQ(app.statusItem->titles.mid(before),
               (QStringList{" Step 1 of 28: Downloading Accent... 10%", " Step 1 of 28: Downloading Accent... 25%"}));
+    EXPECT_DOUBLE_EQ(app.delegate->prefsWindowController()->progressValue(), 25.0);
     // Once the download is over the share goes, and the preferences' bar is empty again.
     app.delegate->syncManagerDownloadingDidFinish(manager);
     EXPECT_EQ(app.statusItem->title(), QStringLiteral(" Step 1 of 28: Downloading Accent..."));
     EXPECT_EQ(app.delegate->prefsWindowController()->progressValue(), 0);
+    app.delegate->syncManagerDidFinishPreliminaryInfoGathering(manager);
+    EXPECT_EQ(app.statusItem->title(), QString());
     app.delegate->cancelSync();
     ASSERT_TRUE(app.unplug(device));
 }

@@ -259,19 +259,12 @@ TEST(MatchExportFormats, CGATSReadsBackThroughLittleCMSAndTheColourDocument)
     for (qsizetype i = 0; i < records.size(); ++i) {
         const QHash<QString, QString> &row = table.rows[i];
         const VLMatchRecord &record = records[i];
-        // CGATS cannot hold a double quote or a line break in text; everything else comes back.
+        // CGATS cannot hold a double quote or a line break in text; everything else comes back (the
+        // numbers, dates and spectra field by field: ExportFormats in the command line's tests).
         EXPECT_EQ(row.value("SAMPLE_NAME"), QString(record.colorName).replace(QLatin1Char('"'), QLatin1Char('\'')));
-        EXPECT_EQ(row.value("COLOR_NUMBER"), record.colorNumber);
         EXPECT_EQ(row.value("FANDECK"), record.fandeck);
         EXPECT_EQ(row.value("TEXT_TAG"), QString(record.textTag).replace(QLatin1Char('\n'), QLatin1Char(' ')));
         EXPECT_EQ(row.value("AUDIO_NOTE"), record.audioNotePath);
-        EXPECT_EQ(QDateTime::fromString(row.value("CAPTURE_DATE"), Qt::ISODateWithMs), record.captureDate);
-        EXPECT_NEAR(row.value("LAB_L").toDouble(), record.L, 0.01);
-        EXPECT_NEAR(row.value("LAB_A").toDouble(), record.a, 0.01);
-        EXPECT_NEAR(row.value("LAB_B").toDouble(), record.b, 0.01);
-        EXPECT_EQ(row.value("RGB_G").toInt(), record.green);
-        EXPECT_NEAR(row.value("SPEC_400").toDouble(), record.spectrum.first() * 100, 1e-3);
-        EXPECT_NEAR(row.value("SPEC_700").toDouble(), record.spectrum.last() * 100, 1e-3);
     }
 
     // The colour framework reads the same file: names, numbers, CIELAB and the spectrum.

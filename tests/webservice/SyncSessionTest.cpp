@@ -278,6 +278,7 @@ TEST_F(SyncSessionTest, NoNetworkDropsTheWholeQueue)
     ASSERT_TRUE(waitFor([&] { return delegate.events.contains("network"); }, 30000));
     QTest::qWait(200);
     EXPECT_EQ(delegate.events, (QStringList{"begin1", "network"}));
+    EXPECT_EQ(session.lastError().domain(), VLURLErrorDomain);
     EXPECT_EQ(session.lastError().code(), VLURLErrorNotConnectedToInternet);
     EXPECT_TRUE(session.requestQueue().isEmpty());
     EXPECT_TRUE(session.currentRequest().isNull());
@@ -309,12 +310,13 @@ TEST_F(SyncSessionTest, CancelReportsTheOpenFailureNowAndWhenTheTransferStops)
 
     session.cancel();
     EXPECT_EQ(delegate.outcomes(), QStringList{"openFailed"});
-    EXPECT_EQ(delegate.errors.value(0).code(), 0);
+    EXPECT_EQ(delegate.errors.value(0), VLError(VLSyncRequestErrorDomain, 0, "Bad response from Cloud. Data is not XML"));
     EXPECT_TRUE(session.requestQueue().isEmpty());
     EXPECT_TRUE(session.currentRequest().isNull());
 
     ASSERT_TRUE(waitFor([&] { return delegate.outcomes().size() == 2; }, 3000));
     EXPECT_EQ(delegate.outcomes(), (QStringList{"openFailed", "openFailed"}));
+    EXPECT_EQ(delegate.errors.value(1).domain(), VLURLErrorDomain);
     EXPECT_EQ(delegate.errors.value(1).code(), VLURLErrorCancelled);
     QTest::qWait(200);
     EXPECT_EQ(delegate.outcomes().size(), 2); // the files request was never sent
