@@ -157,7 +157,9 @@ void TinteraSyncRunner::syncManagerStatusDidChange(VLSyncManager *manager)
 void TinteraSyncRunner::syncManagerSyncDidFailWithError(VLSyncManager *, const VLError &error)
 {
     noteProgress();
-    m_observer->syncFailed(error);
+    // A refused run (another sync holds the device) is said once, by the command's own ending.
+    if (!m_manager || m_manager->runReport().ending != VLSyncRunReport::Ending::Refused)
+        m_observer->syncFailed(error);
     endRun();
 }
 

@@ -332,6 +332,7 @@ TEST_F(TinteraAgainstEmulators, ASecondSyncOfTheDeviceIsRefusedWhileTheFirstRuns
         return QJsonDocument::fromJson(reply).array().size();
     };
     TinteraRun second;
+    TinteraRun secondAsText;
     qsizetype requestsBefore = -1;
     qint64 firstPid = 0;
     runTintera({"sync"}, 60000, [&](const QString &out, qint64 pid) {
@@ -340,6 +341,7 @@ TEST_F(TinteraAgainstEmulators, ASecondSyncOfTheDeviceIsRefusedWhileTheFirstRuns
         firstPid = pid;
         requestsBefore = serviceRequests();
         second = runTintera({"sync", "--json"});
+        secondAsText = runTintera({"sync"});
         ::kill(pid_t(pid), SIGKILL);
         return false;
     });
@@ -348,6 +350,7 @@ TEST_F(TinteraAgainstEmulators, ASecondSyncOfTheDeviceIsRefusedWhileTheFirstRuns
     const QString refusal = QStringLiteral("a sync of %1 is already running (tintera, pid %2)").arg(serial).arg(firstPid);
     EXPECT_TRUE(second.err.contains(refusal)) << qPrintable(second.err);
     EXPECT_TRUE(second.out.contains(refusal)) << "in the JSON summary too: " << qPrintable(second.out);
+    EXPECT_EQ((secondAsText.out + secondAsText.err).count(refusal), 1) << qPrintable(secondAsText.out + secondAsText.err);
     EXPECT_EQ(serviceRequests(), requestsBefore);
 
     const TinteraRun afterCrash = runTintera({"sync"});
