@@ -1,7 +1,6 @@
 #include "HBColorDocument.h"
 #include "TestSupport.h"
 #include "VLCaptureTableModel.h"
-#include "VLMatchRecordWriter.h"
 #include "VLMeasurementLibrary.h"
 #include "VLMeasurementsWindow.h"
 #include "VLSyncHistoryTableModel.h"

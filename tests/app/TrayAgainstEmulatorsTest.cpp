@@ -122,15 +122,12 @@ TEST(TrayAgainstEmulators, ARefusedFandeckStallsIntoAnErrorAndTheNextSyncSaysWha
         EXPECT_EQ(confirmation->windowTitle(), "TINTERA Sync");
         EXPECT_EQ(confirmation->informativeText(), QDir::toNativeSeparators(out.filePath("Mine/Mine.cxf")));
         EXPECT_FALSE(QDir(out.filePath("Mine/Audio")).entryList(QDir::Files).isEmpty());
-        QAbstractButton *showInFolder = nullptr;
-        for (QAbstractButton *button : confirmation->buttons()) {
-            if (button->text() == "Show in Folder")
-                showInFolder = button;
-        }
-        ASSERT_NE(showInFolder, nullptr);
+        const QList<QAbstractButton *> buttons = confirmation->buttons();
+        const auto showInFolder = std::find_if(buttons.cbegin(), buttons.cend(), [](auto *b) { return b->text() == "Show in Folder"; });
+        ASSERT_NE(showInFolder, buttons.cend());
         ASSERT_NE(confirmation->escapeButton(), nullptr);
         EXPECT_EQ(confirmation->escapeButton()->text(), "OK") << "Escape closes the box without opening the folder";
-        showInFolder->click();
+        (*showInFolder)->click();
         EXPECT_EQ(shownFolders, QStringList{out.filePath("Mine")});
 
         // The same name again: the question names the file that would really be replaced, and

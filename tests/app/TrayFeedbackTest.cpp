@@ -74,7 +74,6 @@ TEST_F(AppWithDevice, CancelSyncEndsAWaitingRunAndShowsOnlyWhileOneRuns)
     app.delegate->updateMenu();
     EXPECT_TRUE(app.item(VLStatusMenuAction::CancelSync)->isVisible());
     EXPECT_TRUE(app.item(VLStatusMenuAction::CancelSync)->isEnabled());
-    EXPECT_EQ(app.item(VLStatusMenuAction::CancelSync)->text(), QStringLiteral("Cancel Sync"));
     QTest::qWait(200); // the run waits for an answer that never comes
 
     // The preferences window has the same Cancel while the run goes on; the bar does not stay part full.
