@@ -58,10 +58,26 @@ inline void holdRunsAtTheFirstStep(KDScriptedDevice &device)
     device.setReply(QStringLiteral("EndSync"), KDScriptedDevice::Reply{.noAnswer = true});
 }
 
-// A launched application and a scripted device of its own, not yet plugged in.
+// A launched application and a scripted device of its own, not yet plugged in; a device still
+// served at the end is pulled, so that no sync manager keeps it.
 class AppWithDevice : public ::testing::Test
 {
 protected:
+    void TearDown() override
+    {
+        if (device.device() && app.delegate->velmoraDevice() == device.device()) {
+            EXPECT_TRUE(app.unplug(device));
+        }
+    }
+    // Plugs the device in and takes the sync manager the application made for it.
+    void plugIn()
+    {
+        app.plugIn(device);
+        manager = app.delegate->syncManager();
+        ASSERT_NE(manager, nullptr);
+    }
+
     LaunchedApp app;
     KDScriptedDevice device{freshSerial(), deviceAttributes()};
+    VLSyncManager *manager = nullptr;
 };

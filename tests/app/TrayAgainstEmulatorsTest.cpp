@@ -1,8 +1,10 @@
 #include "LaunchedApp.h"
 #include "TinteraDemoEnvironment.h"
+#include "VLErrorWindowController.h"
 #include "VLFileDownloadManager.h"
 #include "VLSyncStallWatchdog.h"
 #include "VelmoraSyncPreferencesWindowController.h"
+#include "ui_VelmoraSyncPreferencesWindowController.h"
 
 #include <QDir>
 #include <QFile>
@@ -11,7 +13,6 @@
 #include <QRegularExpression>
 #include <QTemporaryDir>
 
-#include <gtest/gtest.h>
 
 namespace {
 
@@ -28,8 +29,9 @@ bool syncNowToTheEnd(LaunchedApp &app, VLSyncManager *manager)
 } // namespace
 
 // The tray application against the emulated device and service: a fandeck the service refuses
-// holds the download step until the stall watchdog ends the run with an error; served again, the
-// next sync brings it and says so; a user export ends with its confirmation.
+// holds the download step until the stall watchdog ends the run with an error, whose alert and
+// notification lead to the error window; served again, the next sync brings it and says so; a
+// user export ends with its confirmation.
 TEST(TrayAgainstEmulators, ARefusedFandeckStallsIntoAnErrorAndTheNextSyncSaysWhatItBrought)
 {
     TinteraDemoEnvironment environment;
@@ -44,6 +46,7 @@ TEST(TrayAgainstEmulators, ARefusedFandeckStallsIntoAnErrorAndTheNextSyncSaysWha
     {
         LaunchedApp app({}, 2000);
         app.online = true;
+        app.alerts->chooseDetails = true;
         ASSERT_TRUE(QTest::qWaitFor([&] { return app.delegate->syncManager() != nullptr; }, 20000));
         VLSyncManager *manager = app.delegate->syncManager();
         // After the first look, the tray says what a sync would bring.
@@ -64,8 +67,27 @@ TEST(TrayAgainstEmulators, ARefusedFandeckStallsIntoAnErrorAndTheNextSyncSaysWha
         EXPECT_EQ(manager->downloadManager()->currentDownload(), nullptr);
         EXPECT_TRUE(app.notifier->notes.last().text.startsWith("The sync was stopped: it made no progress."))
             << qPrintable(app.notifier->notes.last().text);
-        EXPECT_TRUE(app.notifier->actionKeys().contains("details"));
+        EXPECT_TRUE(app.notifier->notes.last().warning);
         EXPECT_FALSE(manager->lastSyncDate().isValid());
+        // The download bar no longer reads as busy.
+        VelmoraSyncPreferencesWindowController *prefs = app.delegate->prefsWindowController();
+        EXPECT_EQ(prefs->ui()->progressIndicator->maximum(), 100);
+        // The alert names the causes; its "Details..." opens the error window with every error, and
+        // so does the notification's.
+        ASSERT_EQ(app.alerts->alerts.size(), 1);
+        EXPECT_EQ(app.alerts->alerts.at(0).title, "TINTERA Sync Error");
+        EXPECT_TRUE(app.alerts->alerts.at(0).text.startsWith("There were errors during sync."));
+        EXPECT_TRUE(app.alerts->alerts.at(0).details.contains("Error code -1001, No progress for 2 s at step 19"))
+            << qPrintable(app.alerts->alerts.at(0).details);
+        EXPECT_EQ(app.alerts->alerts.at(0).detailsButton, "Details...");
+        VLErrorWindowController *errorWindow = app.delegate->errorWindowController();
+        ASSERT_EQ(app.alerts->modalWindows.size(), 1);
+        EXPECT_EQ(app.alerts->modalWindows.at(0), errorWindow->window());
+        EXPECT_EQ(errorWindow->numberOfRowsInTableView(), errors.size());
+        EXPECT_EQ(errorWindow->objectValueForRow(int(errors.size()) - 1), VLErrorWindowController::textForError(errors.last()));
+        ASSERT_TRUE(app.notifier->actionKeys().contains("details"));
+        app.notifier->handler("details");
+        EXPECT_EQ(app.alerts->modalWindows.size(), 2);
 
         // Served again: the next sync brings the fandeck and tells what it did.
         ASSERT_TRUE(environment.cloudsimControl("clear", nullptr, &error));
@@ -87,7 +109,6 @@ TEST(TrayAgainstEmulators, ARefusedFandeckStallsIntoAnErrorAndTheNextSyncSaysWha
         EXPECT_TRUE(QFileInfo::exists(app.opened.last() + "/LastMeasurements.cxf"));
 
         // A user export: its notes travel beside the document, and the confirmation shows the folder.
-        VelmoraSyncPreferencesWindowController *prefs = app.delegate->prefsWindowController();
         QStringList shownFolders;
         prefs->setDesktopOpener([&](const QString &path, VLOpenedHandler opened) {
             shownFolders << path;
@@ -101,15 +122,12 @@ TEST(TrayAgainstEmulators, ARefusedFandeckStallsIntoAnErrorAndTheNextSyncSaysWha
         EXPECT_EQ(confirmation->windowTitle(), "TINTERA Sync");
         EXPECT_EQ(confirmation->informativeText(), QDir::toNativeSeparators(out.filePath("Mine/Mine.cxf")));
         EXPECT_FALSE(QDir(out.filePath("Mine/Audio")).entryList(QDir::Files).isEmpty());
-        QAbstractButton *showInFolder = nullptr;
-        for (QAbstractButton *button : confirmation->buttons()) {
-            if (button->text() == "Show in Folder")
-                showInFolder = button;
-        }
-        ASSERT_NE(showInFolder, nullptr);
+        const QList<QAbstractButton *> buttons = confirmation->buttons();
+        const auto showInFolder = std::find_if(buttons.cbegin(), buttons.cend(), [](auto *b) { return b->text() == "Show in Folder"; });
+        ASSERT_NE(showInFolder, buttons.cend());
         ASSERT_NE(confirmation->escapeButton(), nullptr);
         EXPECT_EQ(confirmation->escapeButton()->text(), "OK") << "Escape closes the box without opening the folder";
-        showInFolder->click();
+        (*showInFolder)->click();
         EXPECT_EQ(shownFolders, QStringList{out.filePath("Mine")});
 
         // The same name again: the question names the file that would really be replaced, and
