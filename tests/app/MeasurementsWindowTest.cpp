@@ -102,8 +102,6 @@ TEST_F(MeasurementsWindowTest, AnOpenWindowShowsWhatASyncWritesKeepingSelectionF
     VLError error;
     ASSERT_TRUE(library.open(&error) && library.addMatchesRead(read, &error));
     VLSyncRunReport run;
-    run.began = QDateTime::currentDateTime();
-    run.ended = run.began.addSecs(5);
     run.ending = VLSyncRunReport::Ending::Completed;
     vlRecordSyncInLibrary(run, "VL1");
     QCoreApplication::processEvents();
