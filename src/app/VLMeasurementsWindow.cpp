@@ -25,6 +25,7 @@
 #include <QMessageBox>
 #include <QMimeData>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QTabWidget>
 #include <QTableView>
 #include <QVBoxLayout>
@@ -182,13 +183,37 @@ VLMeasurementsWindow::VLMeasurementsWindow(QString libraryPath, QWidget *parent)
     connect(m_table->selectionModel(), &QItemSelectionModel::selectionChanged, this, &VLMeasurementsWindow::updateControls);
     connect(m_player, &VLAudioNotePlayer::failed, this,
             [this](const QString &message) { QMessageBox::warning(this, tr("Measurements"), message); });
+    connect(VLMeasurementLibraryChanges::instance(), &VLMeasurementLibraryChanges::written, this,
+            &VLMeasurementsWindow::libraryWritten);
     updateControls();
 }
 
 VLMeasurementsWindow::~VLMeasurementsWindow() = default;
 
+void VLMeasurementsWindow::libraryWritten(const QString &path)
+{
+    // A hidden window reads the library when it is shown. One reload after the writer has returned
+    // covers the writes one turn of the event loop makes (a sync's captures and then its history row).
+    if (path != m_libraryPath || !isVisible() || m_reloadQueued)
+        return;
+    m_reloadQueued = true;
+    QMetaObject::invokeMethod(this, [this] {
+        m_reloadQueued = false;
+        reload();
+    }, Qt::QueuedConnection);
+}
+
 void VLMeasurementsWindow::reload()
 {
+    QSet<qint64> selected;
+    for (const VLCapture *capture : selectedCaptures())
+        selected.insert(capture->id);
+    const QModelIndex current = m_table->currentIndex();
+    const qint64 currentID = current.isValid() ? m_model->captureAt(m_proxy->mapToSource(current).row()).id : -1;
+    const int historyRow = m_historyTable->currentIndex().row();
+    const qint64 currentRun = historyRow >= 0 ? m_historyModel->history().at(historyRow).id : -1;
+    const int scrolled = m_table->verticalScrollBar()->value();
+
     VLCaptureList captures;
     VLSyncHistory history;
     VLError error;
@@ -199,6 +224,12 @@ void VLMeasurementsWindow::reload()
     }
     m_model->setCaptures(std::move(captures));
     m_historyModel->setHistory(std::move(history));
+    reselect(selected, currentID);
+    m_table->verticalScrollBar()->setValue(scrolled);
+    for (int row = 0; row < m_historyModel->rowCount(); ++row) {
+        if (m_historyModel->history().at(row).id == currentRun)
+            m_historyTable->selectRow(row);
+    }
     updateControls();
     if (!error.isNull())
         m_count->setText(error.localizedDescription());
@@ -211,6 +242,29 @@ void VLMeasurementsWindow::showWindow()
     raise();
     activateWindow();
     m_table->setFocus();
+}
+
+void VLMeasurementsWindow::reselect(const QSet<qint64> &ids, qint64 currentID)
+{
+    // One range per run of adjacent rows, so a large selection comes back in one step.
+    QItemSelection selection;
+    QModelIndex current;
+    for (int row = 0; row < m_proxy->rowCount(); ++row) {
+        const QModelIndex index = m_proxy->index(row, 0);
+        const qint64 id = m_model->captureAt(m_proxy->mapToSource(index).row()).id;
+        if (id == currentID)
+            current = index;
+        if (!ids.contains(id))
+            continue;
+        const QModelIndex last = m_proxy->index(row, VLCaptureTableModel::ColumnCount - 1);
+        if (!selection.isEmpty() && selection.last().bottom() == row - 1)
+            selection.last() = QItemSelectionRange(selection.last().topLeft(), last);
+        else
+            selection.select(index, last);
+    }
+    if (current.isValid())
+        m_table->selectionModel()->setCurrentIndex(current, QItemSelectionModel::NoUpdate);
+    m_table->selectionModel()->select(selection, QItemSelectionModel::ClearAndSelect);
 }
 
 QList<const VLCapture *> VLMeasurementsWindow::selectedCaptures() const

@@ -2,6 +2,7 @@
 
 #include "VLCapture.h"
 
+#include <QSet>
 #include <QString>
 #include <QWidget>
 
@@ -28,7 +29,8 @@ public:
     explicit VLMeasurementsWindow(QString libraryPath, QWidget *parent = nullptr);
     ~VLMeasurementsWindow() override;
 
-    // Reads the library again; the window does so each time it is shown.
+    // Reads the library again, keeping the selection, the filter and the sort; the window does so
+    // each time it is shown, and while it is shown after every write to its library in this process.
     void reload();
     void showWindow();
 
@@ -55,6 +57,8 @@ public:
 
 private:
     void updateControls();
+    void libraryWritten(const QString &path);
+    void reselect(const QSet<qint64> &ids, qint64 currentID);
 
     QString m_libraryPath;
     VLCaptureTableModel *m_model;
@@ -69,4 +73,5 @@ private:
     QTabWidget *m_tabs;
     VLSyncHistoryTableModel *m_historyModel;
     QTableView *m_historyTable;
+    bool m_reloadQueued = false;
 };

@@ -125,11 +125,11 @@ const QList<TinteraCommandInfo> &commands()
          }},
         {"measurements", "", "List the captures kept on this computer; no device needed.",
          "Lists every capture a sync or an export has read, newest first, from the measurement library in\n"
-         "the data folder: capture time, colour number and name, fandeck, CIELAB, sRGB, tag, and whether it\n"
-         "is still on the device (a capture deleted on the device stays in the library). --search keeps the\n"
-         "captures whose tag, name, number or fandeck contain TEXT (ignoring case); --since those captured\n"
-         "at or after DATE (2026-11-22, or a date and time, UTC unless it names a zone); --fandeck those of\n"
-         "one fandeck, by name or id.",
+         "the data folder: capture time (local), colour number and name, fandeck, CIELAB, sRGB, tag, and\n"
+         "whether it is still on the device (a capture deleted on the device stays in the library).\n"
+         "--search keeps the captures whose tag, name, number or fandeck contain TEXT (ignoring case);\n"
+         "--since those captured at or after DATE (2026-11-22 from local midnight, or a date and time,\n"
+         "local unless it names a zone); --fandeck those of one fandeck, by name or id.",
          tinteraMeasurementsCommand, false,
          [](QCommandLineParser &parser) {
              parser.addOption(QCommandLineOption(QStringLiteral("search"), QStringLiteral("Text in the tag, name, number or fandeck."),
@@ -141,9 +141,10 @@ const QList<TinteraCommandInfo> &commands()
          }},
         {"history", "", "List the syncs run on this computer; no device needed.",
          "Lists every full sync run on this computer, newest first, from the history kept in the\n"
-         "measurement library in the data folder: when it started, the device, how it ended (completed,\n"
-         "failed, cancelled, stalled, deviceGone, refused) and how long it took, the files it installed\n"
-         "on the device and the fandecks it enabled, with their versions, and the errors it collected.",
+         "measurement library in the data folder: when it started (local time), the device, how it ended\n"
+         "(completed, failed, cancelled, stalled, deviceGone, refused) and how long it took, the files it\n"
+         "installed on the device and the fandecks it enabled, with their versions, and the errors it\n"
+         "collected.",
          tinteraHistoryCommand, false, {}},
         {"demo", "", "Run the whole product against an emulated device and service.",
          "Writes the demo catalog into a fresh temporary folder, starts the emulated sync service and an\n"
@@ -217,9 +218,9 @@ const char *const kJsonHelp =
     "             \"cancelReason\": \"deviceGone\"|\"stalled\"|\"interrupted\"|null, \"lastSync\",\n"
     "             \"measurements\", \"error\"}\n"
     "\n"
-    "Dates are ISO 8601 in UTC (\"2026-11-22T08:03:00Z\"). A command that fails before it has\n"
-    "anything to report prints {\"error\": \"...\", \"exitCode\": N}; for sync this is its summary,\n"
-    "with \"event\": \"summary\" and \"result\": \"failed\".\n"
+    "Dates are ISO 8601 in UTC (\"2026-11-22T08:03:00Z\"); the text output shows local time. A\n"
+    "command that fails before it has anything to report prints {\"error\": \"...\", \"exitCode\": N};\n"
+    "for sync this is its summary, with \"event\": \"summary\" and \"result\": \"failed\".\n"
     "\"tintera --version --json\" prints {\"program\", \"product\", \"version\", \"build\"}.\n";
 
 QString overview()

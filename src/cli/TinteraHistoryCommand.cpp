@@ -40,7 +40,7 @@ QJsonObject entryJson(const VLSyncHistoryEntry &entry)
 QString entryText(const VLSyncHistoryEntry &entry)
 {
     const QString none = tr("nothing");
-    QString text = vlFormat(tr("%@  %@  %@ (%.1f s)\n"), entry.startedAt.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")),
+    QString text = vlFormat(tr("%@  %@  %@ (%.1f s)\n"), entry.startedAt.toLocalTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")),
                             entry.deviceSerialNumber, entry.ending, double(entry.startedAt.msecsTo(entry.endedAt)) / 1000.0);
     const QString installed = VLSyncHistoryEntry::filesText(entry.installed);
     const QString enabled = VLSyncHistoryEntry::filesText(entry.fandecksEnabled);

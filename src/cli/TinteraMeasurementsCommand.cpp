@@ -27,10 +27,10 @@ QString dash(const QString &text)
 
 QString captureTable(const VLCaptureList &captures)
 {
-    QList<QStringList> cells = {{tr("Captured (UTC)"), tr("Colour"), tr("Name"), tr("Fandeck"), tr("L*"), tr("a*"), tr("b*"),
+    QList<QStringList> cells = {{tr("Captured"), tr("Colour"), tr("Name"), tr("Fandeck"), tr("L*"), tr("a*"), tr("b*"),
                                  tr("sRGB"), tr("Tag"), tr("On device")}};
     for (const VLCapture &capture : captures) {
-        cells.append({capture.capturedAt.toString(QStringLiteral("yyyy-MM-dd HH:mm")), dash(capture.colorNumber),
+        cells.append({capture.capturedAt.toLocalTime().toString(QStringLiteral("yyyy-MM-dd HH:mm")), dash(capture.colorNumber),
                       dash(capture.colorName), dash(capture.fandeck), vlFormat("%.2f", capture.L), vlFormat("%.2f", capture.a),
                       vlFormat("%.2f", capture.b), capture.hexColor(), dash(capture.tag),
                       capture.onDevice ? tr("yes") : tr("no")});

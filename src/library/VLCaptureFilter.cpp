@@ -20,11 +20,10 @@ bool VLCaptureFilter::matches(const VLCapture &capture) const
 
 QDateTime vlCaptureFilterDate(const QString &text)
 {
+    // A person means their own day and clock: a day starts at local midnight (or the first local
+    // time there is, where a clock change skips midnight), and a time without a zone is local.
     const QDate day = QDate::fromString(text, Qt::ISODate);
     if (day.isValid() && text.size() == 10)
-        return day.startOfDay(Qt::UTC);
-    QDateTime moment = QDateTime::fromString(text, Qt::ISODateWithMs);
-    if (moment.isValid() && moment.timeSpec() == Qt::LocalTime && !text.endsWith(QLatin1Char('Z')))
-        moment.setTimeSpec(Qt::UTC);
-    return moment.toUTC();
+        return day.startOfDay().toUTC();
+    return QDateTime::fromString(text, Qt::ISODateWithMs).toUTC();
 }

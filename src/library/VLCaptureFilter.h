@@ -16,5 +16,6 @@ struct VLCaptureFilter
     bool matches(const VLCapture &capture) const;
 };
 
-// "2026-11-22" (midnight UTC) or an ISO 8601 date and time; invalid for other text.
+// "2026-11-22" (local midnight) or an ISO 8601 date and time, local unless it names a zone or Z;
+// invalid for other text.
 QDateTime vlCaptureFilterDate(const QString &text);

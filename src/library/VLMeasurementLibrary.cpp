@@ -262,6 +262,7 @@ bool VLMeasurementLibrary::addMatchesRead(const VLMatchesRead &read, VLError *er
     }
     if (!database.commit())
         return fail(tr("The measurement library cannot be written"), database.lastError());
+    emit VLMeasurementLibraryChanges::instance()->written(m_path);
     return true;
 }
 
@@ -348,6 +349,12 @@ VLMatchRecordList VLMeasurementLibrary::matchRecords(const QList<qint64> &ids, V
         query.finish();
     }
     return records;
+}
+
+VLMeasurementLibraryChanges *VLMeasurementLibraryChanges::instance()
+{
+    static VLMeasurementLibraryChanges changes;
+    return &changes;
 }
 
 void vlKeepMatchesInLibrary()

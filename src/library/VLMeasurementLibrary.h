@@ -6,6 +6,7 @@
 #include "VLSyncHistory.h"
 
 #include <QList>
+#include <QObject>
 #include <QSqlDatabase>
 #include <QString>
 
@@ -61,6 +62,18 @@ private:
     QSqlDatabase database() const;
     QString m_path;
     QString m_connection;
+};
+
+// Tells whoever shows a library in this process that a write to it has been committed, so a window
+// open on it reads it again then rather than asking the database from time to time.
+class VLMeasurementLibraryChanges : public QObject
+{
+    Q_OBJECT
+public:
+    static VLMeasurementLibraryChanges *instance();
+
+signals:
+    void written(const QString &path);
 };
 
 // Keeps every read an export hands out in the library at its default path: front ends call this

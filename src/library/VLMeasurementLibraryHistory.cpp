@@ -134,6 +134,7 @@ bool VLMeasurementLibrary::recordRun(const VLSyncRunReport &report, const QStrin
         return fail("Recording the sync failed", query.lastError());
     if (!database.commit())
         return fail("The measurement library cannot be written", database.lastError());
+    emit VLMeasurementLibraryChanges::instance()->written(m_path);
     return true;
 }
 

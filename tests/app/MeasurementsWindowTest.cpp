@@ -5,6 +5,7 @@
 #include "VLMeasurementsWindow.h"
 #include "VLSyncHistoryTableModel.h"
 
+#include <QCoreApplication>
 #include <QFileInfo>
 #include <QLineEdit>
 #include <QMimeData>
@@ -20,7 +21,6 @@ class MeasurementsWindowTest : public ::testing::Test
 protected:
     void SetUp() override
     {
-        VLMatchesRead read{QStringLiteral("VL1"), {}, {}, {}, true};
         for (int k = 0; k < 3; ++k) {
             VLMatchRecord r;
             r.colorNumber = QStringLiteral("VX %1").arg(k);
@@ -41,6 +41,7 @@ protected:
                                                  QItemSelectionModel::Select | QItemSelectionModel::Rows);
     }
     ScopedDataFolder data;
+    VLMatchesRead read{QStringLiteral("VL1"), {}, {}, {}, true};
     VLMeasurementsWindow window{VLMeasurementLibrary::defaultPath()};
 };
 
@@ -88,6 +89,29 @@ TEST_F(MeasurementsWindowTest, HistoryTabListsTheRecordedSyncsNewestFirst)
               "Error code -77, clock refused\nError code -3, gone");
     EXPECT_EQ(cell(1, VLSyncHistoryTableModel::EndingColumn), "Completed");
     EXPECT_EQ(cell(1, VLSyncHistoryTableModel::ErrorsColumn), "None");
+}
+
+TEST_F(MeasurementsWindowTest, AnOpenWindowShowsWhatASyncWritesKeepingSelectionFilterAndSort)
+{
+    window.show();
+    window.table()->sortByColumn(VLCaptureTableModel::NumberColumn, Qt::AscendingOrder);
+    window.filterField()->setText("desert"); // VX 0 and VX 2, the latter still selected
+    read.records.append(read.records.first());
+    read.records.last().colorNumber = read.records.last().colorID = QStringLiteral("VX 3");
+    VLMeasurementLibrary library(VLMeasurementLibrary::defaultPath());
+    VLError error;
+    ASSERT_TRUE(library.open(&error) && library.addMatchesRead(read, &error));
+    VLSyncRunReport run;
+    run.ending = VLSyncRunReport::Ending::Completed;
+    vlRecordSyncInLibrary(run, "VL1");
+    QCoreApplication::processEvents();
+
+    const auto number = [this](int row) { return window.filterModel()->index(row, VLCaptureTableModel::NumberColumn).data().toString(); };
+    ASSERT_EQ(window.filterModel()->rowCount(), 3);
+    EXPECT_EQ(QStringList({number(0), number(1), number(2)}), QStringList({"VX 0", "VX 2", "VX 3"}));
+    ASSERT_EQ(window.selectedCaptures().size(), 1);
+    EXPECT_EQ(window.selectedCaptures().first()->colorNumber, "VX 2");
+    EXPECT_EQ(window.historyModel()->rowCount(), 1);
 }
 
 // The writers of the other formats are the command line's, checked there: the window picks one.
