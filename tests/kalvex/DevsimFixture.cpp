@@ -4,21 +4,6 @@
 
 #include <QTest>
 
-ScopedDeviceFolder::ScopedDeviceFolder()
-    : m_previous(qgetenv("KALVEX_DEVICE_DIR"))
-    , m_hadPrevious(qEnvironmentVariableIsSet("KALVEX_DEVICE_DIR"))
-{
-    qputenv("KALVEX_DEVICE_DIR", m_dir.path().toUtf8());
-}
-
-ScopedDeviceFolder::~ScopedDeviceFolder()
-{
-    if (m_hadPrevious)
-        qputenv("KALVEX_DEVICE_DIR", m_previous);
-    else
-        qunsetenv("KALVEX_DEVICE_DIR");
-}
-
 DevsimProcess::DevsimProcess()
 {
     TinteraDemoEnvironment::Options options;
@@ -60,10 +45,6 @@ ObservedDevices::ObservedDevices(const QString &name)
     : observer(name)
 {
     observer.setDeviceArrivalBlock([this](const KDDevicePtr &device) { arrived.append(device); });
-    observer.setDeviceUpdateBlock([this](const KDDevicePtr &device) {
-        updated.append(device);
-        updateStates.append({device->isAvailable(), device->isConnected()});
-    });
     observer.setDeviceRemovalBlock([this](const KDDevicePtr &device) { removed.append(device); });
 }
 

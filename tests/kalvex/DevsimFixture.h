@@ -10,22 +10,6 @@
 
 #include <functional>
 
-// KALVEX_DEVICE_DIR points at a fresh folder while the object lives.
-class ScopedDeviceFolder
-{
-public:
-    ScopedDeviceFolder();
-    ~ScopedDeviceFolder();
-    ScopedDeviceFolder(const ScopedDeviceFolder &) = delete;
-    ScopedDeviceFolder &operator=(const ScopedDeviceFolder &) = delete;
-    QString path() const { return m_dir.path(); }
-
-private:
-    QTemporaryDir m_dir;
-    QByteArray m_previous;
-    bool m_hadPrevious = false;
-};
-
 // A real tintera-devsim process over a fresh state folder and device folder (KALVEX_DEVICE_DIR
 // points at it while the object lives), through the demo environment without its service.
 class DevsimProcess
@@ -58,10 +42,7 @@ struct ObservedDevices
 
     KDDeviceObserver observer;
     QList<KDDevicePtr> arrived;
-    QList<KDDevicePtr> updated;
     QList<KDDevicePtr> removed;
-    // (available, connected) at each update
-    QList<std::pair<bool, bool>> updateStates;
 
     KDDevicePtr waitForDevice(const QString &serial, int milliseconds = 10000);
 };

@@ -6,7 +6,6 @@
 #include "TestSupport.h"
 #include "VLPropertyList.h"
 
-#include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -26,13 +25,6 @@ namespace {
 
 const QString kSerial = QStringLiteral("VL000001");
 
-QVariantMap deviceState(const DevsimProcess &devsim, const QString &serial = kSerial)
-{
-    QByteArray output;
-    EXPECT_EQ(devsim.run(QStringLiteral("show"), {QStringLiteral("--serial"), serial}, &output), 0);
-    return VLPropertyList::fromData(output).toMap();
-}
-
 KDCommandPtr command(const QString &name, const QVariantMap &arguments = {})
 {
     return KDCommand::initWithNameArguments(name, arguments);
@@ -46,16 +38,13 @@ KDCommandPtr commandWithFile(const QString &name, const QVariantMap &arguments, 
     return result;
 }
 
-KDCommandResponsePtr expectSuccess(const KDDevicePtr &device, const KDCommandPtr &sent)
+void expectSuccess(const KDDevicePtr &device, const KDCommandPtr &sent)
 {
     const CommandResult result = sendAndWait(device, sent);
-    EXPECT_EQ(result.answers, 1) << sent->name().toStdString();
-    if (!result.response)
-        return KDCommandResponsePtr::create(sent, VLError(QStringLiteral("test"), 1, QStringLiteral("no answer")));
+    ASSERT_EQ(result.answers, 1) << sent->name().toStdString();
     EXPECT_TRUE(result.response->error().isNull())
         << sent->name().toStdString() << ": " << result.response->error().description().toStdString();
     EXPECT_EQ(result.response->command(), sent);
-    return result.response;
 }
 
 void expectRefusal(const KDDevicePtr &device, const KDCommandPtr &sent, const QString &domain, qint64 code)
@@ -68,9 +57,9 @@ void expectRefusal(const KDDevicePtr &device, const KDCommandPtr &sent, const QS
 
 QList<QVariantMap> deviceFiles(const KDDevicePtr &device)
 {
-    const KDCommandResponsePtr response = expectSuccess(device, command(QStringLiteral("GetFiles")));
-    EXPECT_FALSE(response->data().isNull());
-    return decodeFileInventory(response->data());
+    const CommandResult result = sendAndWait(device, command("GetFiles"));
+    EXPECT_TRUE(result.response && result.response->error().isNull() && !result.response->data().isNull());
+    return result.response ? decodeFileInventory(result.response->data()) : QList<QVariantMap>();
 }
 
 qint64 freeSpace(const KDDevicePtr &device)
@@ -109,197 +98,113 @@ protected:
 
 } // namespace
 
-TEST_F(ServedDevice, EveryCommandRoundTrips)
+// The commands of a sync and their answers are checked through the real programs by the fault matrix;
+// these are the ones no sync sends: each is refused with its reason and changes nothing.
+TEST_F(ServedDevice, MalformedCommandsAreRefusedAndChangeNothing)
 {
-    EXPECT_EQ(device->name(), QStringLiteral("Velmora"));
-    EXPECT_FALSE(device->attributeForKey(KDDeviceAttributeChipId).isEmpty());
-    EXPECT_EQ(device->attributeForKey(KDDeviceAttributeFirmware), QStringLiteral("1.0"));
     const qint64 emptySpace = freeSpace(device);
-    ASSERT_GT(emptySpace, 0);
-
-    expectSuccess(device, command(QStringLiteral("BeginSync")));
-    EXPECT_TRUE(deviceState(devsim).value(QStringLiteral("SyncMode")).toBool());
-    expectSuccess(device, KDCommand::initWithNameData(QStringLiteral("SetSyncImage"), sampleBitmap()));
-    expectRefusal(device, KDCommand::initWithNameData(QStringLiteral("SetSyncImage"), QByteArray("GIF89a not a bitmap")),
-                  DevsimErrorDomain, DevsimErrorNotABitmap);
-    EXPECT_TRUE(deviceFiles(device).isEmpty());
-
-    // Upload a fandeck: stored disabled, identified by the device, and the free space shrinks.
-    const QString deck = devsim.filePath(QStringLiteral("deck.cxf"));
-    writeFandeck(deck, QStringLiteral("Deck One"), {{QStringLiteral("101"), {50, 10, 10}}});
+    const QString deck = devsim.filePath("deck.cxf");
+    writeFandeck(deck, "Deck One", {{"101", {50, 10, 10}}});
     const qint64 deckSize = QFileInfo(deck).size();
-    const QVariantMap uploadArguments{{QStringLiteral("FileType"), QStringLiteral("Fandeck")},
-                                      {QStringLiteral("FileID"), QStringLiteral("fd-1")},
-                                      {QStringLiteral("SKU"), QStringLiteral("SKU-1")},
-                                      {QStringLiteral("Description"), QStringLiteral("Deck One")},
-                                      {QStringLiteral("VersionString"), QStringLiteral("1.2")},
-                                      {QStringLiteral("ByteLength"), QString::number(deckSize)}};
-    expectSuccess(device, commandWithFile(QStringLiteral("Upload"), uploadArguments, deck));
+    const QVariantMap upload{{"FileType", "Fandeck"}, {"FileID", "fd-1"}, {"ByteLength", QString::number(deckSize)}};
+    expectSuccess(device, commandWithFile("Upload", upload, deck));
     EXPECT_EQ(freeSpace(device), emptySpace - deckSize);
-    QList<QVariantMap> files = deviceFiles(device);
-    ASSERT_EQ(files.size(), 1);
-    const QString deviceFileID = files[0].value(QStringLiteral("DeviceFileID")).toString();
-    EXPECT_FALSE(deviceFileID.isEmpty());
-    EXPECT_EQ(files[0].value(QStringLiteral("FileID")), QStringLiteral("fd-1"));
-    EXPECT_EQ(files[0].value(QStringLiteral("VersionString")), QStringLiteral("1.2"));
-    EXPECT_EQ(files[0].value(QStringLiteral("ByteLength")), QString::number(deckSize));
-    EXPECT_EQ(files[0].value(QStringLiteral("Enabled")), false);
+    const QList<QVariantMap> stored = deviceFiles(device);
+    ASSERT_EQ(stored.size(), 1);
 
-    // Refused uploads leave the store as it was.
-    const QString notCxf = devsim.filePath(QStringLiteral("notes.txt"));
-    writeFile(notCxf, "plain text, no colours");
-    QVariantMap wrong = uploadArguments;
-    wrong.insert(QStringLiteral("FileID"), QStringLiteral("fd-2"));
-    wrong.insert(QStringLiteral("ByteLength"), QString::number(QFileInfo(notCxf).size()));
-    expectRefusal(device, commandWithFile(QStringLiteral("Upload"), wrong, notCxf), DevsimErrorDomain, DevsimErrorNotAFandeck);
-    wrong.insert(QStringLiteral("ByteLength"), QString::number(QFileInfo(notCxf).size() + 1));
-    expectRefusal(device, commandWithFile(QStringLiteral("Upload"), wrong, notCxf), DevsimErrorDomain,
-                  DevsimErrorByteLengthMismatch);
-    expectRefusal(device, command(QStringLiteral("Upload"), uploadArguments), DevsimErrorDomain, DevsimErrorMissingData);
-    EXPECT_EQ(deviceFiles(device).size(), 1);
-
-    expectSuccess(device, command(QStringLiteral("EnableFandeck"), {{QStringLiteral("DeviceFileID"), deviceFileID},
-                                                                     {QStringLiteral("Description"), QStringLiteral("Deck One")}}));
-    EXPECT_EQ(deviceFiles(device).value(0).value(QStringLiteral("Enabled")), true);
-    expectSuccess(device, command(QStringLiteral("SetPreferredFandeck"), {{QStringLiteral("DeviceFileID"), deviceFileID}}));
-    expectRefusal(device, command(QStringLiteral("SetPreferredFandeck"), {{QStringLiteral("DeviceFileID"), QStringLiteral("999")}}),
-                  DevsimErrorDomain, DevsimErrorNoSuchFile);
-    expectSuccess(device, command(QStringLiteral("SetDeltaE"), {{QStringLiteral("MatchPerformanceTolerance"), QStringLiteral("5")},
-                                                                {QStringLiteral("PriorityFandeckOffset"), QStringLiteral("0.5")},
-                                                                {QStringLiteral("DEWeightFactorL"), QStringLiteral("1")},
-                                                                {QStringLiteral("DEWeightFactorC"), QStringLiteral("1")},
-                                                                {QStringLiteral("DEWeightFactorH"), QStringLiteral("1")}}));
-    expectSuccess(device, command(QStringLiteral("SetDeltaE"))); // no values: nothing changes
-    expectRefusal(device, command(QStringLiteral("SetDeltaE"), {{QStringLiteral("DEWeightFactorL"), QStringLiteral("heavy")}}),
-                  DevsimErrorDomain, DevsimErrorBadArgument);
-    EXPECT_DOUBLE_EQ(deviceState(devsim).value(QStringLiteral("DeltaE")).toMap().value(QStringLiteral("PriorityFandeckOffset")).toDouble(),
-                     0.5);
-
-    const QVariantMap clock{{QStringLiteral("Year"), QStringLiteral("2026")}, {QStringLiteral("Month"), QStringLiteral("3")},
-                            {QStringLiteral("Day"), QStringLiteral("7")},     {QStringLiteral("Hour"), QStringLiteral("9")},
-                            {QStringLiteral("Minute"), QStringLiteral("5")},  {QStringLiteral("Second"), QStringLiteral("0")}};
-    expectSuccess(device, command(QStringLiteral("SetClock"), clock));
-    QVariantMap badClock = clock;
-    badClock.insert(QStringLiteral("Month"), QStringLiteral("13"));
-    expectRefusal(device, command(QStringLiteral("SetClock"), badClock), DevsimErrorDomain, DevsimErrorBadArgument);
-    badClock.remove(QStringLiteral("Month"));
-    expectRefusal(device, command(QStringLiteral("SetClock"), badClock), DevsimErrorDomain, DevsimErrorBadArgument);
-
-    // A capture with a tag and an audio note comes back from "GetMeasurements"; the note downloads.
-    const QString wave = devsim.filePath(QStringLiteral("note.wav"));
-    writeFile(wave, sampleWave());
-    ASSERT_EQ(devsim.run(QStringLiteral("capture"), {QStringLiteral("--serial"), kSerial, QStringLiteral("--lab"),
-                                                     QStringLiteral("51,10,9"), QStringLiteral("--tag"), QStringLiteral("kitchen wall"),
-                                                     QStringLiteral("--audio"), wave, QStringLiteral("--date"), QStringLiteral("1700000000.5")}),
-              0);
-    const KDCommandResponsePtr measured = expectSuccess(device, command(QStringLiteral("GetMeasurements")));
-    ASSERT_EQ(measured->measurements().size(), 1);
-    const HBColorPtr color = measured->measurements()[0]->measurementColorForColorSpace(KDMeasurementColorSpaceColorInfo);
-    ASSERT_TRUE(color);
-    EXPECT_EQ(color->attributeForKey(KDMeasurementColorIdKey), QStringLiteral("101"));
-    EXPECT_EQ(color->attributeForKey(KDMeasurementDeviceFileIDKey), deviceFileID);
-    EXPECT_DOUBLE_EQ(color->attributeForKey(KDMeasurementDateSince1970Key).toDouble(), 1700000000.5);
-    EXPECT_EQ(color->attributeForKey(KDMeasurementTextTagKey), QStringLiteral("kitchen wall"));
-    const QString audioName = color->attributeForKey(KDMeasurementAudioFileNameKey).toString();
-    ASSERT_FALSE(audioName.isEmpty());
-    EXPECT_FALSE(color->representationsWithColorSpaceModel(HBColorSpaceModelCIELab).isEmpty());
-    EXPECT_FALSE(measured->measurements()[0]->measurementColorForColorSpace(QStringLiteral("Other")));
-
-    const KDCommandResponsePtr audio = expectSuccess(device, command(QStringLiteral("Download"), {{QStringLiteral("filename"), audioName}}));
-    EXPECT_EQ(audio->data(), sampleWave());
-    expectRefusal(device, command(QStringLiteral("Download"), {{QStringLiteral("filename"), QStringLiteral("../device.plist")}}),
-                  DevsimErrorDomain, DevsimErrorBadArgument);
-    expectRefusal(device, command(QStringLiteral("Download"), {{QStringLiteral("filename"), QStringLiteral("missing.wav")}}),
-                  DevsimErrorDomain, DevsimErrorNoSuchFile);
-
-    expectRefusal(device, command(QStringLiteral("DeleteFile"), {{QStringLiteral("FileID"), QStringLiteral("other")},
-                                                                {QStringLiteral("DeviceFileID"), deviceFileID}}),
-                  DevsimErrorDomain, DevsimErrorNoSuchFile);
-    expectSuccess(device, command(QStringLiteral("DeleteFile"), {{QStringLiteral("FileID"), QStringLiteral("fd-1")},
-                                                                {QStringLiteral("DeviceFileID"), deviceFileID},
-                                                                {QStringLiteral("Description"), QStringLiteral("Deck One")}}));
-    EXPECT_TRUE(deviceFiles(device).isEmpty());
-    EXPECT_EQ(freeSpace(device), emptySpace - sampleWave().size()); // the audio note still takes room
-
-    expectSuccess(device, command(QStringLiteral("HiddenClean")));
-    EXPECT_TRUE(expectSuccess(device, command(QStringLiteral("GetMeasurements")))->measurements().isEmpty());
+    const QString notes = devsim.filePath("notes.txt");
+    writeFile(notes, "plain text, no colours");
+    const QString notesSize = QString::number(QFileInfo(notes).size());
+    QVariantMap badMonth{{"Year", "2026"}, {"Month", "13"}, {"Day", "7"}, {"Hour", "9"}, {"Minute", "5"}, {"Second", "0"}};
+    QVariantMap noMonth = badMonth;
+    noMonth.remove("Month");
+    const struct
+    {
+        KDCommandPtr sent;
+        qint64 code;
+    } refusals[] = {
+        {KDCommand::initWithNameData("SetSyncImage", QByteArray("GIF89a not a bitmap")), DevsimErrorNotABitmap},
+        {commandWithFile("Upload", {{"FileType", "Fandeck"}, {"FileID", "fd-2"}, {"ByteLength", notesSize}}, notes),
+         DevsimErrorNotAFandeck},
+        {commandWithFile("Upload", {{"FileType", "Fandeck"}, {"ByteLength", notesSize + "0"}}, notes),
+         DevsimErrorByteLengthMismatch},
+        {command("Upload", upload), DevsimErrorMissingData},
+        {command("SetPreferredFandeck", {{"DeviceFileID", "999"}}), DevsimErrorNoSuchFile},
+        {command("SetDeltaE", {{"DEWeightFactorL", "heavy"}}), DevsimErrorBadArgument},
+        {command("SetClock", badMonth), DevsimErrorBadArgument},
+        {command("SetClock", noMonth), DevsimErrorBadArgument},
+        {command("Download", {{"filename", "../device.plist"}}), DevsimErrorBadArgument},
+        {command("Download", {{"filename", "missing.wav"}}), DevsimErrorNoSuchFile},
+        {command("DeleteFile", {{"FileID", "other"}, {"DeviceFileID", stored[0].value("DeviceFileID")}}),
+         DevsimErrorNoSuchFile},
+        {command("Teleport"), DevsimErrorUnknownCommand},
+    };
+    for (const auto &refusal : refusals)
+        expectRefusal(device, refusal.sent, DevsimErrorDomain, refusal.code);
+    EXPECT_EQ(deviceFiles(device), stored);
+    EXPECT_EQ(freeSpace(device), emptySpace - deckSize);
+    expectSuccess(device, command("HiddenClean"));
     EXPECT_EQ(freeSpace(device), emptySpace);
-
-    expectSuccess(device, command(QStringLiteral("EndSync")));
-    EXPECT_FALSE(deviceState(devsim).value(QStringLiteral("SyncMode")).toBool());
-    expectRefusal(device, command(QStringLiteral("Teleport")), DevsimErrorDomain, DevsimErrorUnknownCommand);
-    EXPECT_TRUE(observed->removed.isEmpty());
 }
 
 TEST_F(ServedDevice, CapturesMatchEnabledFandecksByWeightedCiede2000)
 {
-
     // From (50, 0, 0): A differs in lightness only (dE00 3.95), B in chroma only (dE00 4.09).
     QStringList deviceFileIDs;
     for (const auto &[id, lab] : {std::pair{QStringLiteral("A"), std::array<double, 3>{54, 0, 0}},
                                   std::pair{QStringLiteral("B"), std::array<double, 3>{50, 3, 0}}}) {
-        const QString path = devsim.filePath(id + QStringLiteral(".cxf"));
+        const QString path = devsim.filePath(id + ".cxf");
         writeFandeck(path, id, {{id, lab}});
-        expectSuccess(device, commandWithFile(QStringLiteral("Upload"),
-                                              {{QStringLiteral("FileType"), QStringLiteral("Fandeck")}, {QStringLiteral("FileID"), id}},
-                                              path));
+        expectSuccess(device, commandWithFile("Upload", {{"FileType", "Fandeck"}, {"FileID", id}}, path));
     }
     for (const QVariantMap &file : deviceFiles(device))
-        deviceFileIDs.append(file.value(QStringLiteral("DeviceFileID")).toString());
+        deviceFileIDs.append(file.value("DeviceFileID").toString());
     ASSERT_EQ(deviceFileIDs.size(), 2);
 
     auto capture = [&] {
         QByteArray output;
-        EXPECT_EQ(devsim.run(QStringLiteral("capture"), {QStringLiteral("--serial"), kSerial, QStringLiteral("--lab"), QStringLiteral("50,0,0")},
-                             &output),
-                  0);
+        EXPECT_EQ(devsim.run("capture", {"--serial", kSerial, "--lab", "50,0,0"}, &output), 0);
         const QVariantMap record = VLPropertyList::fromData(output).toMap();
         const HBColorPtr color = KDMeasurement::initWithDictionary(record)->measurementColorForColorSpace(KDMeasurementColorSpaceColorInfo);
-        return color ? color->attributeForKey(KDMeasurementColorIdKey).toString() : QStringLiteral("?");
+        return color ? color->attributeForKey(KDMeasurementColorIdKey).toString() : "?";
     };
-    auto setDeltaE = [&](const QVariantMap &values) { expectSuccess(device, command(QStringLiteral("SetDeltaE"), values)); };
+    auto setDeltaE = [&](const QVariantMap &values) { expectSuccess(device, command("SetDeltaE", values)); };
 
     EXPECT_EQ(capture(), QString()) << "uploaded fandecks stay disabled until enabled";
     for (const QString &id : deviceFileIDs)
-        expectSuccess(device, command(QStringLiteral("EnableFandeck"), {{QStringLiteral("DeviceFileID"), id}}));
-    EXPECT_EQ(capture(), QStringLiteral("A"));
-    setDeltaE({{QStringLiteral("DEWeightFactorC"), QStringLiteral("2")}});
-    EXPECT_EQ(capture(), QStringLiteral("B"));
-    setDeltaE({{QStringLiteral("DEWeightFactorC"), QStringLiteral("1")}, {QStringLiteral("DEWeightFactorL"), QStringLiteral("0.5")}});
-    EXPECT_EQ(capture(), QStringLiteral("B"));
-    setDeltaE({{QStringLiteral("DEWeightFactorL"), QStringLiteral("1")}, {QStringLiteral("PriorityFandeckOffset"), QStringLiteral("0.5")}});
-    EXPECT_EQ(capture(), QStringLiteral("A")) << "an offset without a preferred fandeck changes nothing";
-    expectSuccess(device, command(QStringLiteral("SetPreferredFandeck"), {{QStringLiteral("DeviceFileID"), deviceFileIDs[1]}}));
-    EXPECT_EQ(capture(), QStringLiteral("B"));
-    setDeltaE({{QStringLiteral("MatchPerformanceTolerance"), QStringLiteral("1")}});
+        expectSuccess(device, command("EnableFandeck", {{"DeviceFileID", id}}));
+    EXPECT_EQ(capture(), "A");
+    setDeltaE({{"DEWeightFactorC", "2"}});
+    EXPECT_EQ(capture(), "B");
+    setDeltaE({{"DEWeightFactorC", "1"}, {"DEWeightFactorL", "0.5"}});
+    EXPECT_EQ(capture(), "B");
+    setDeltaE({{"DEWeightFactorL", "1"}, {"PriorityFandeckOffset", "0.5"}});
+    EXPECT_EQ(capture(), "A") << "an offset without a preferred fandeck changes nothing";
+    expectSuccess(device, command("SetPreferredFandeck", {{"DeviceFileID", deviceFileIDs[1]}}));
+    EXPECT_EQ(capture(), "B");
+    setDeltaE({{"MatchPerformanceTolerance", "1"}});
     EXPECT_EQ(capture(), QString()) << "nothing lies within the tolerance";
 
     // Spectral captures are converted with the colour framework before matching.
-    setDeltaE({{QStringLiteral("MatchPerformanceTolerance"), QStringLiteral("100")}});
-    QStringList spectrum{QStringLiteral("400"), QStringLiteral("10")};
+    setDeltaE({{"MatchPerformanceTolerance", "100"}});
+    QStringList spectrum{"400", "10"};
     for (int i = 0; i < 31; ++i)
-        spectrum << QStringLiteral("0.2");
+        spectrum << "0.2";
     QByteArray output;
-    ASSERT_EQ(devsim.run(QStringLiteral("capture"), {QStringLiteral("--serial"), kSerial, QStringLiteral("--spectrum"), spectrum.join(QLatin1Char(','))},
-                         &output),
-              0);
+    ASSERT_EQ(devsim.run("capture", {"--serial", kSerial, "--spectrum", spectrum.join(QLatin1Char(','))}, &output), 0);
     const HBColorPtr grey = KDMeasurement::initWithDictionary(VLPropertyList::fromData(output).toMap())
                                 ->measurementColorForColorSpace(KDMeasurementColorSpaceColorInfo);
     ASSERT_TRUE(grey);
     EXPECT_FALSE(grey->attributeForKey(KDMeasurementColorIdKey).toString().isEmpty());
     EXPECT_EQ(grey->representationsWithColorSpaceModel(HBColorSpaceModelSpectral).size(), 1);
-    EXPECT_EQ(devsim.run(QStringLiteral("capture"), {QStringLiteral("--serial"), kSerial, QStringLiteral("--spectrum"), QStringLiteral("403,7,0.5,0.5")}),
-              1);
-    EXPECT_EQ(devsim.run(QStringLiteral("capture"), {QStringLiteral("--serial"), kSerial, QStringLiteral("--lab"), QStringLiteral("1,2"),
-                                                     QStringLiteral("--audio"), QStringLiteral("/etc/hostname")}),
-              2);
+    EXPECT_EQ(devsim.run("capture", {"--serial", kSerial, "--spectrum", "403,7,0.5,0.5"}), 1);
+    EXPECT_EQ(devsim.run("capture", {"--serial", kSerial, "--lab", "1,2", "--audio", "/etc/hostname"}), 2);
 }
 
 TEST_F(ServedDevice, LargeUploadStreamsFromTheMappedFile)
 {
-
     constexpr qint64 kSize = 100 * 1024 * 1024;
-    const QString path = devsim.filePath(QStringLiteral("large.bin"));
+    const QString path = devsim.filePath("large.bin");
     {
         QFile file(path);
         ASSERT_TRUE(file.open(QIODevice::WriteOnly));
@@ -317,9 +222,7 @@ TEST_F(ServedDevice, LargeUploadStreamsFromTheMappedFile)
     sampler.start(5);
 
     const KDCommandPtr upload = KDCommand::initWithNameArgumentsDataURL(
-        QStringLiteral("Upload"),
-        {{QStringLiteral("FileType"), QStringLiteral("Firmware")}, {QStringLiteral("FileID"), QStringLiteral("fw-big")},
-         {QStringLiteral("VersionString"), QStringLiteral("9.9")}, {QStringLiteral("ByteLength"), QString::number(kSize)}},
+        "Upload", {{"FileType", "Firmware"}, {"FileID", "fw-big"}, {"VersionString", "9.9"}, {"ByteLength", QString::number(kSize)}},
         QUrl::fromLocalFile(path));
     EXPECT_EQ(upload->dataLength(), kSize);
     const CommandResult result = sendAndWait(device, upload, 120000);
@@ -335,8 +238,7 @@ TEST_F(ServedDevice, LargeUploadStreamsFromTheMappedFile)
 
     const QList<QVariantMap> files = deviceFiles(device);
     ASSERT_EQ(files.size(), 1);
-    const QString stored = QDir(devsim.stateFolder())
-                               .filePath(QStringLiteral("devices/VL000001/files/") + files[0].value(QStringLiteral("DeviceFileID")).toString());
+    const QString stored = QDir(devsim.stateFolder()).filePath("devices/VL000001/files/" + files[0].value("DeviceFileID").toString());
     QFile copy(stored);
     ASSERT_TRUE(copy.open(QIODevice::ReadOnly));
     EXPECT_EQ(copy.size(), kSize);
@@ -344,154 +246,48 @@ TEST_F(ServedDevice, LargeUploadStreamsFromTheMappedFile)
     EXPECT_EQ(copy.read(1), QByteArray(1, char('a' + (kSize / (1024 * 1024) - 1) % 26)));
 }
 
-TEST_F(ServedDevice, KillingTheEmulatorAnswersOnceAndRemovesOnce)
-{
-    devsim.fault(kSerial, {QStringLiteral("--command"), QStringLiteral("GetFiles"), QStringLiteral("--delay"), QStringLiteral("20000")});
-
-    int answers = 0;
-    KDCommandResponsePtr answer;
-    device->sendCommand(command(QStringLiteral("GetFiles")), [&](const KDCommandResponsePtr &response) {
-        ++answers;
-        answer = response;
-    });
-    QTest::qWait(200);
-    devsim.kill();
-    ASSERT_TRUE(waitUntil([&] { return answers > 0 && !observed->removed.isEmpty(); }));
-    QTest::qWait(1500); // the stale socket is retried and given up: nothing more may arrive
-    EXPECT_EQ(answers, 1);
-    EXPECT_EQ(answer->error().domain(), KDErrorDomain);
-    EXPECT_EQ(answer->error().code(), KDErrorDeviceDisconnected);
-    EXPECT_EQ(observed->removed.size(), 1);
-    EXPECT_EQ(observed->removed.value(0), device);
-    EXPECT_EQ(observed->arrived.size(), 1);
-    EXPECT_FALSE(device->isConnected());
-
-    // A removed device refuses at once, and still answers exactly once, later.
-    const CommandResult late = sendAndWait(device, command(QStringLiteral("EndSync")));
-    EXPECT_EQ(late.answers, 1);
-    EXPECT_EQ(late.response->error().code(), KDErrorDeviceNotAvailable);
-}
-
-TEST(DevsimDevices, RebootGoesUnavailableThenAnswersWhenBack)
-{
-    DevsimProcess devsim;
-    ASSERT_EQ(devsim.addDevice(kSerial, {QStringLiteral("--reboot-ms"), QStringLiteral("400")}), 0);
-    devsim.start();
-    ObservedDevices observed;
-    const KDDevicePtr device = observed.waitForDevice(kSerial);
-    ASSERT_TRUE(device);
-
-    // A firmware installed before the reboot is the one reported after it.
-    const QString firmware = devsim.filePath(QStringLiteral("fw.bin"));
-    writeFile(firmware, "firmware image");
-    expectSuccess(device, commandWithFile(QStringLiteral("Upload"),
-                                          {{QStringLiteral("FileType"), QStringLiteral("Firmware")},
-                                           {QStringLiteral("VersionString"), QStringLiteral("2.1")}},
-                                          firmware));
-
-    QList<std::pair<bool, bool>> statesWhenAnswered;
-    const qsizetype updatesBefore = observed.updateStates.size();
-    int answers = 0;
-    KDCommandResponsePtr answer;
-    QList<std::pair<bool, bool>> updatesWhenAnswered;
-    device->sendCommand(command(QStringLiteral("Reboot")), [&](const KDCommandResponsePtr &response) {
-        ++answers;
-        answer = response;
-        statesWhenAnswered.append({device->isAvailable(), device->isConnected()});
-        updatesWhenAnswered = observed.updateStates.mid(updatesBefore);
-    });
-    ASSERT_TRUE(waitUntil([&] { return answers > 0; }));
-    QTest::qWait(300);
-    EXPECT_EQ(answers, 1);
-    EXPECT_TRUE(answer->error().isNull()) << answer->error().description().toStdString();
-    EXPECT_EQ(statesWhenAnswered.value(0), std::make_pair(true, true));
-    // Unavailable (still connected), then available again, both as updates before the answer.
-    ASSERT_GE(updatesWhenAnswered.size(), 2);
-    EXPECT_EQ(updatesWhenAnswered.first(), std::make_pair(false, true));
-    EXPECT_EQ(updatesWhenAnswered.last(), std::make_pair(true, true));
-    EXPECT_TRUE(observed.removed.isEmpty());
-    EXPECT_EQ(observed.arrived.size(), 1);
-    EXPECT_EQ(device->attributeForKey(KDDeviceAttributeFirmware), QStringLiteral("2.1"));
-    expectSuccess(device, command(QStringLiteral("GetFiles")));
-}
-
-TEST(DevsimDevices, ADeviceThatDoesNotComeBackIsRemoved)
-{
-    DevsimProcess devsim;
-    ASSERT_EQ(devsim.addDevice(kSerial, {QStringLiteral("--reboot-ms"), QStringLiteral("2500")}), 0);
-    devsim.start();
-    ObservedDevices observed;
-    const KDDevicePtr device = observed.waitForDevice(kSerial);
-    ASSERT_TRUE(device);
-    device->setRebootTimeLimit(500);
-
-    const CommandResult rebooted = sendAndWait(device, command(QStringLiteral("Reboot")));
-    ASSERT_EQ(rebooted.answers, 1);
-    EXPECT_EQ(rebooted.response->error().code(), KDErrorRebootTimedOut);
-    ASSERT_TRUE(waitUntil([&] { return observed.removed.size() == 1; }));
-
-    // When it does come back it is a new arrival: a new device object, equal by serial number.
-    ASSERT_TRUE(waitUntil([&] { return observed.arrived.size() == 2; }, 10000));
-    EXPECT_NE(observed.arrived[1], device);
-    EXPECT_TRUE(observed.arrived[1]->isEqual(device));
-    EXPECT_FALSE(device->isConnected());
-}
-
 TEST_F(ServedDevice, GarbageGivesAnErrorNotACrash)
 {
-
     // Someone else's socket in the folder that does not speak frames: ignored.
     QLocalServer impostor;
     QObject::connect(&impostor, &QLocalServer::newConnection, [&] {
         QLocalSocket *socket = impostor.nextPendingConnection();
         socket->write(QByteArray("HTTP/1.1 200 OK\r\n\r\n") + QByteArray(100, '\xff'));
     });
-    ASSERT_TRUE(impostor.listen(QDir(devsim.deviceFolder()).filePath(QStringLiteral("impostor.sock"))));
+    ASSERT_TRUE(impostor.listen(QDir(devsim.deviceFolder()).filePath("impostor.sock")));
 
     // A client sending garbage to the emulator loses its connection; the emulator goes on.
     QLocalSocket raw;
-    raw.connectToServer(QDir(devsim.deviceFolder()).filePath(QStringLiteral("VL000001.sock")));
+    raw.connectToServer(QDir(devsim.deviceFolder()).filePath("VL000001.sock"));
     ASSERT_TRUE(raw.waitForConnected(5000));
     raw.write(QByteArray(64, 'z'));
     ASSERT_TRUE(waitUntil([&] { return raw.state() == QLocalSocket::UnconnectedState; }));
-    expectSuccess(device, command(QStringLiteral("GetFiles")));
-
-    // The device answering with garbage: the command gets an error once, the device is removed.
-    devsim.fault(kSerial, {QStringLiteral("--command"), QStringLiteral("EndSync"), QStringLiteral("--garbage")});
-    int otherAnswers = 0;
-    device->sendCommand(command(QStringLiteral("GetMeasurements")), [&](const KDCommandResponsePtr &) { ++otherAnswers; });
-    const CommandResult garbled = sendAndWait(device, command(QStringLiteral("EndSync")));
-    ASSERT_EQ(garbled.answers, 1);
-    EXPECT_EQ(garbled.response->error().domain(), KDErrorDomain);
-    EXPECT_EQ(garbled.response->error().code(), KDErrorBadFrame);
-    ASSERT_TRUE(waitUntil([&] { return observed->removed.size() == 1; }));
-    QTest::qWait(500);
-    EXPECT_EQ(otherAnswers, 1);
-    EXPECT_EQ(observed->arrived.size(), 1) << "neither the impostor nor the garbling device is taken on again";
-    EXPECT_EQ(observed->removed.size(), 1);
+    expectSuccess(device, command("GetFiles"));
+    QTest::qWait(300);
+    EXPECT_EQ(observed->arrived.size(), 1) << "the impostor is not taken on";
 }
 
 TEST(DevsimDevices, TwoDevicesAreToldApartBySerialNumber)
 {
     DevsimProcess devsim;
-    devsim.start({QStringLiteral("--devices"), QStringLiteral("2")});
+    devsim.start({"--devices", "2"});
     ObservedDevices observed;
-    const KDDevicePtr first = observed.waitForDevice(QStringLiteral("VL000001"));
-    const KDDevicePtr second = observed.waitForDevice(QStringLiteral("VL000002"));
+    const KDDevicePtr first = observed.waitForDevice("VL000001");
+    const KDDevicePtr second = observed.waitForDevice("VL000002");
     ASSERT_TRUE(first && second);
     EXPECT_FALSE(first->isEqual(second));
     EXPECT_TRUE(first->isEqual(first));
     EXPECT_NE(first->attributeForKey(KDDeviceAttributeChipId), second->attributeForKey(KDDeviceAttributeChipId));
 
-    const QString firmware = devsim.filePath(QStringLiteral("fw.bin"));
+    const QString firmware = devsim.filePath("fw.bin");
     writeFile(firmware, "firmware");
-    expectSuccess(second, commandWithFile(QStringLiteral("Upload"), {{QStringLiteral("FileType"), QStringLiteral("Firmware")}}, firmware));
+    expectSuccess(second, commandWithFile("Upload", {{"FileType", "Firmware"}}, firmware));
     EXPECT_TRUE(deviceFiles(first).isEmpty());
     EXPECT_EQ(deviceFiles(second).size(), 1);
 
     // A device added while the emulator runs arrives too.
-    ASSERT_EQ(devsim.addDevice(QStringLiteral("VL000003")), 0);
-    EXPECT_TRUE(observed.waitForDevice(QStringLiteral("VL000003")));
+    ASSERT_EQ(devsim.addDevice("VL000003"), 0);
+    EXPECT_TRUE(observed.waitForDevice("VL000003"));
     EXPECT_EQ(observed.arrived.size(), 3);
 }
 
@@ -505,110 +301,86 @@ TEST_F(ServedDevice, ADroppedConnectionIsAnErrorARemovalAndANewArrival)
     expectSuccess(observed->arrived.last(), command("SetDeltaE"));
 }
 
-// A device whose header dictionary holds a key with a NUL character made libplist abort the
-// process; it is refused with the reason, and the other devices are not disturbed.
-TEST(DevsimDevices, HeadersWithANulKeyedEntryAreRefusedAndOthersGoOn)
+// A header dictionary with a NUL-keyed entry made libplist abort the process. A greeting with one is
+// the command line's test (that device is not listed); in an answer, the command fails once with the
+// reason and the device goes.
+TEST_F(ServedDevice, AnAnswerWithANulKeyedEntryIsRefused)
 {
-    DevsimProcess devsim;
-    ASSERT_EQ(devsim.addDevice(kSerial), 0);
-    ASSERT_EQ(devsim.addDevice(QStringLiteral("VL000002")), 0);
-    devsim.fault(QStringLiteral("VL000002"), {QStringLiteral("--command"), QStringLiteral("Hello"), QStringLiteral("--nul-key")});
-    devsim.start();
-    ObservedDevices observed;
-    const KDDevicePtr device = observed.waitForDevice(kSerial);
-    ASSERT_TRUE(device);
-    QTest::qWait(500);
-    EXPECT_EQ(observed.arrived.size(), 1) << "the device greeting with a NUL-keyed header is not taken on";
-
-    // The same in an answer: the command fails with the reason once, the device goes, nothing aborts.
-    devsim.fault(kSerial, {QStringLiteral("--command"), QStringLiteral("GetFiles"), QStringLiteral("--nul-key")});
-    const CommandResult answered = sendAndWait(device, command(QStringLiteral("GetFiles")));
+    devsim.fault(kSerial, {"--command", "GetFiles", "--nul-key"});
+    const CommandResult answered = sendAndWait(device, command("GetFiles"));
     ASSERT_EQ(answered.answers, 1);
     EXPECT_EQ(answered.response->error().code(), KDErrorBadFrame);
-    EXPECT_TRUE(answered.response->error().localizedDescription().contains(QStringLiteral("NUL")))
+    EXPECT_TRUE(answered.response->error().localizedDescription().contains("NUL"))
         << qPrintable(answered.response->error().localizedDescription());
-    ASSERT_TRUE(waitUntil([&] { return observed.removed.size() == 1; }));
+    ASSERT_TRUE(waitUntil([&] { return observed->removed.size() == 1; }));
 }
 
 // Reals beyond the 64-bit integer range in the inventory are read without undefined conversions.
 TEST_F(ServedDevice, NumbersBeyondEveryIntegerInAnInventoryAreRead)
 {
-    const QString firmware = devsim.filePath(QStringLiteral("fw.bin"));
+    const QString firmware = devsim.filePath("fw.bin");
     writeFile(firmware, "firmware");
-    expectSuccess(device, commandWithFile(QStringLiteral("Upload"), {{QStringLiteral("FileType"), QStringLiteral("Firmware")}}, firmware));
+    expectSuccess(device, commandWithFile("Upload", {{"FileType", "Firmware"}}, firmware));
 
-    devsim.fault(kSerial, {QStringLiteral("--command"), QStringLiteral("GetFiles"), QStringLiteral("--huge-numbers")});
+    devsim.fault(kSerial, {"--command", "GetFiles", "--huge-numbers"});
     const QList<QVariantMap> files = deviceFiles(device);
     ASSERT_EQ(files.size(), 1);
-    EXPECT_EQ(files.first().value(QStringLiteral("ByteLength")).toDouble(), 1e113);
-    EXPECT_EQ(files.first().value(QStringLiteral("Huge")).toDouble(), -1e113);
-    EXPECT_EQ(files.first().value(QStringLiteral("FileType")).toString(), QStringLiteral("Firmware"));
+    EXPECT_EQ(files.first().value("ByteLength").toDouble(), 1e113);
+    EXPECT_EQ(files.first().value("Huge").toDouble(), -1e113);
+    EXPECT_EQ(files.first().value("FileType").toString(), "Firmware");
 }
 
 TEST_F(ServedDevice, UnplugAndPlugAgain)
 {
-    ASSERT_EQ(devsim.run(QStringLiteral("unplug"), {QStringLiteral("--serial"), kSerial}), 0);
+    ASSERT_EQ(devsim.run("unplug", {"--serial", kSerial}), 0);
     ASSERT_TRUE(waitUntil([&] { return observed->removed.size() == 1; }));
-    EXPECT_FALSE(QFile::exists(QDir(devsim.deviceFolder()).filePath(QStringLiteral("VL000001.sock"))));
-    ASSERT_EQ(devsim.run(QStringLiteral("plug"), {QStringLiteral("--serial"), kSerial}), 0);
+    EXPECT_FALSE(QFile::exists(QDir(devsim.deviceFolder()).filePath("VL000001.sock")));
+    ASSERT_EQ(devsim.run("plug", {"--serial", kSerial}), 0);
     ASSERT_TRUE(waitUntil([&] { return observed->arrived.size() == 2; }));
     EXPECT_EQ(observed->removed.size(), 1);
 }
 
-TEST(DevsimDevices, StateOutlivesTheEmulator)
+TEST_F(ServedDevice, StateOutlivesTheEmulator)
 {
-    DevsimProcess devsim;
+    const QString firmware = devsim.filePath("fw.bin");
+    writeFile(firmware, "firmware");
+    expectSuccess(device, commandWithFile("Upload", {{"FileType", "Firmware"}, {"FileID", "fw-7"}}, firmware));
+    devsim.stop();
+    ASSERT_TRUE(waitUntil([&] { return observed->removed.size() == 1; }));
+    EXPECT_FALSE(QFile::exists(QDir(devsim.deviceFolder()).filePath("VL000001.sock")));
     devsim.start();
-    {
-        ObservedDevices observed;
-        const KDDevicePtr device = observed.waitForDevice(kSerial);
-        ASSERT_TRUE(device);
-        const QString firmware = devsim.filePath(QStringLiteral("fw.bin"));
-        writeFile(firmware, "firmware");
-        expectSuccess(device, commandWithFile(QStringLiteral("Upload"), {{QStringLiteral("FileType"), QStringLiteral("Firmware")},
-                                                                         {QStringLiteral("FileID"), QStringLiteral("fw-7")}},
-                                              firmware));
-        devsim.stop();
-        ASSERT_TRUE(waitUntil([&] { return observed.removed.size() == 1; }));
-    }
-    EXPECT_FALSE(QFile::exists(QDir(devsim.deviceFolder()).filePath(QStringLiteral("VL000001.sock"))));
-    devsim.start();
-    ObservedDevices again;
-    const KDDevicePtr device = again.waitForDevice(kSerial);
-    ASSERT_TRUE(device);
-    const QList<QVariantMap> files = deviceFiles(device);
+    ASSERT_TRUE(waitUntil([&] { return observed->arrived.size() == 2; }));
+    const QList<QVariantMap> files = deviceFiles(observed->arrived.last());
     ASSERT_EQ(files.size(), 1);
-    EXPECT_EQ(files[0].value(QStringLiteral("FileID")), QStringLiteral("fw-7"));
+    EXPECT_EQ(files[0].value("FileID"), "fw-7");
 }
 
 TEST(DevctlTool, ListsDevicesAndSendsCommands)
 {
     DevsimProcess devsim;
-    devsim.start({QStringLiteral("--devices"), QStringLiteral("2")});
-    const QString devctl = tinteraBuiltProgram(QStringLiteral("tools/devsim/tintera-devctl"));
+    devsim.start({"--devices", "2"});
+    const QString devctl = tinteraBuiltProgram("tools/devsim/tintera-devctl");
     auto run = [&](const QStringList &arguments, QByteArray *output) {
         QProcess process;
-        process.start(devctl, QStringList{QStringLiteral("--device-dir"), devsim.deviceFolder()} + arguments);
+        process.start(devctl, QStringList{"--device-dir", devsim.deviceFolder()} + arguments);
         EXPECT_TRUE(process.waitForFinished(30000));
         *output = process.readAllStandardOutput();
         return process.exitCode();
     };
     QByteArray output;
-    ASSERT_EQ(run({QStringLiteral("list")}, &output), 0);
+    ASSERT_EQ(run({"list"}, &output), 0);
     const QList<QByteArray> lines = output.trimmed().split('\n');
     ASSERT_EQ(lines.size(), 2) << output.constData();
     EXPECT_TRUE(lines[0].startsWith("VL000001\tVelmora\tavailable\t"));
     EXPECT_TRUE(lines[1].contains("FreeDiskSpace="));
 
-    const QString image = devsim.filePath(QStringLiteral("sync.bmp"));
+    const QString image = devsim.filePath("sync.bmp");
     writeFile(image, sampleBitmap());
-    EXPECT_EQ(run({QStringLiteral("send"), QStringLiteral("VL000002"), QStringLiteral("SetSyncImage"), QStringLiteral("--data"), image}, &output), 0);
+    EXPECT_EQ(run({"send", "VL000002", "SetSyncImage", "--data", image}, &output), 0);
     EXPECT_EQ(output.trimmed(), "ok");
-    EXPECT_EQ(run({QStringLiteral("send"), QStringLiteral("VL000002"), QStringLiteral("GetFiles")}, &output), 0);
+    EXPECT_EQ(run({"send", "VL000002", "GetFiles"}, &output), 0);
     EXPECT_TRUE(output.contains("<array/>")) << output.constData();
-    EXPECT_EQ(run({QStringLiteral("send"), QStringLiteral("VL000002"), QStringLiteral("SetClock"), QStringLiteral("Year=2026")}, &output), 1);
+    EXPECT_EQ(run({"send", "VL000002", "SetClock", "Year=2026"}, &output), 1);
     EXPECT_TRUE(output.startsWith("error: Error Domain=KDDeviceErrorDomain Code=101")) << output.constData();
-    EXPECT_EQ(run({QStringLiteral("--wait"), QStringLiteral("500"), QStringLiteral("send"), QStringLiteral("VL999999"), QStringLiteral("GetFiles")},
-                  &output),
-              3);
+    EXPECT_EQ(run({"--wait", "500", "send", "VL999999", "GetFiles"}, &output), 3);
 }

@@ -8,33 +8,24 @@
 #include <QTcpSocket>
 #include <QUrl>
 
-void writeTestCatalog(const QString &folder, const QList<TestCatalogFile> &files, int edition)
+void writeTestCatalog(const QString &folder, const QList<TestCatalogFile> &files)
 {
-    QDir(folder).mkpath(QStringLiteral("files"));
+    QDir(folder).mkpath("files");
     QJsonArray records;
-    int index = 0;
     for (const TestCatalogFile &file : files) {
-        QFile payload(QDir(folder).filePath(QStringLiteral("files/") + file.name));
+        QFile payload(QDir(folder).filePath("files/" + file.name));
         if (payload.open(QIODevice::WriteOnly))
             payload.write(file.payload);
-        ++index;
-        records.append(QJsonObject{
-            {QStringLiteral("FileID"), file.fileID.isEmpty() ? file.name : file.fileID},
-            {QStringLiteral("DeviceFileID"), QString::number(1000 + index)},
-            {QStringLiteral("FileType"), file.fileType},
-            {QStringLiteral("FileURL"), QStringLiteral("files/") + file.name},
-            {QStringLiteral("ByteLength"), QString::number(file.payload.size())},
-            {QStringLiteral("Description"), QStringLiteral("Test file ") + file.name},
-            {QStringLiteral("SKU"), QStringLiteral("SKU-%1").arg(index)},
-            {QStringLiteral("VersionString"), file.versionString},
-            {QStringLiteral("VersionDate"), QStringLiteral("3/14/2023 9:26:53 PM")},
-        });
+        const qsizetype index = records.size() + 1;
+        records.append(QJsonObject{{"FileID", file.fileID.isEmpty() ? file.name : file.fileID},
+                                   {"DeviceFileID", QString::number(1000 + index)}, {"FileType", file.fileType},
+                                   {"FileURL", "files/" + file.name}, {"ByteLength", QString::number(file.payload.size())},
+                                   {"Description", "Test file " + file.name}, {"SKU", QStringLiteral("SKU-%1").arg(index)},
+                                   {"VersionString", file.versionString}, {"VersionDate", "3/14/2023 9:26:53 PM"}});
     }
-    QFile index_(QDir(folder).filePath(QStringLiteral("index.json")));
-    if (index_.open(QIODevice::WriteOnly))
-        index_.write(QJsonDocument(QJsonObject{{QStringLiteral("edition"), edition},
-                                               {QStringLiteral("files"), records}})
-                         .toJson());
+    QFile index(QDir(folder).filePath("index.json"));
+    if (index.open(QIODevice::WriteOnly))
+        index.write(QJsonDocument(QJsonObject{{"edition", 1}, {"files", records}}).toJson());
 }
 
 CloudSimProcess::CloudSimProcess(const QString &catalogFolder, const QStringList &arguments)

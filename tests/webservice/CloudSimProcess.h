@@ -21,7 +21,7 @@ struct TestCatalogFile
 };
 
 // Writes a catalog folder in tintera-catalog's format: index.json and files/<name>.
-void writeTestCatalog(const QString &folder, const QList<TestCatalogFile> &files, int edition = 1);
+void writeTestCatalog(const QString &folder, const QList<TestCatalogFile> &files);
 
 // A running tintera-cloudsim on loopback through the demo environment without a device, stopped
 // when the object goes away. Neither control calls nor get() run the event loop of the code under test.

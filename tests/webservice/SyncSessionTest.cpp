@@ -6,9 +6,7 @@
 #include "VLSyncSession.h"
 
 #include <QJsonObject>
-#include <QHostAddress>
 #include <QRegularExpression>
-#include <QTcpServer>
 #include <QTest>
 #include <QThread>
 
@@ -137,11 +135,7 @@ TEST_F(SyncSessionTest, OpensListsFilesAndClosesInOrder)
     EXPECT_TRUE(session.lastError().isNull());
 
     ASSERT_EQ(delegate.files.size(), 2);
-    EXPECT_EQ(delegate.files[0]->fileID(), "F-1");
-    EXPECT_EQ(delegate.files[0]->fileType(), "Fandeck");
-    EXPECT_EQ(delegate.files[0]->byteLength(), 1000);
-    EXPECT_EQ(delegate.files[0]->fileURL().toString(), cloud->server->fileURL("deck.cxf"));
-    EXPECT_EQ(delegate.files[1]->version(), 210.0);
+    EXPECT_EQ(delegate.files[1]->version(), 210.0); // "2.10"
 
     // What the service was sent, key by key.
     const QJsonArray requests = cloud->server->requests();
@@ -171,7 +165,6 @@ TEST_F(SyncSessionTest, RepliesWrittenAsCDATAReadTheSame)
     EXPECT_TRUE(session.key().startsWith("S")) << qPrintable(session.key());
     ASSERT_EQ(delegate.files.size(), 2);
     EXPECT_EQ(delegate.files[0]->fileID(), "F-1");
-    EXPECT_EQ(delegate.files[0]->byteLength(), 1000);
     EXPECT_EQ(delegate.files[1]->version(), 210.0);
 }
 
@@ -199,31 +192,6 @@ TEST_F(SyncSessionTest, QueuedRequestsRunOneAtATimeWithTheQueryOfTheirQueueingTi
     EXPECT_EQ(session.lastError().code(), 4); // a failed close keeps its error and still closes
 }
 
-TEST_F(SyncSessionTest, RefusedRepliesBecomeErrors)
-{
-    serve({"--fault", "OpenDeviceSession:http=500,times=1", "--fault", "GetAvailableFiles:body=html,times=1"});
-    VLSyncSession session("SN-1", "CHIP-1");
-    session.setDelegate(&delegate);
-
-    session.openSession(); // HTTP 500 with the XML body
-    ASSERT_TRUE(waitFor([&] { return delegate.events.contains("openFailed"); }));
-    EXPECT_EQ(delegate.errors.value(0), VLError(VLSyncRequestErrorDomain, 500, "NSHTTPURLResponse, status code: 500"));
-    EXPECT_FALSE(session.isSessionOpen());
-
-    session.openSession();
-    ASSERT_TRUE(waitFor([&] { return delegate.events.contains("open"); }));
-    session.requestAllFiles(); // HTML with 200
-    ASSERT_TRUE(waitFor([&] { return delegate.events.contains("filesFailed"); }));
-    EXPECT_EQ(delegate.errors.value(1), VLError(VLSyncRequestErrorDomain, 200, "Bad response from Cloud. Data is not XML"));
-
-    cloud->server->setFault("GetAvailableFiles", {{"statuscode", "3"}, {"message", "Device is not registered"}});
-    session.requestAllFiles();
-    ASSERT_TRUE(waitFor([&] { return delegate.errors.size() == 3; }));
-    EXPECT_EQ(delegate.errors.value(2), VLError(VLSyncRequestErrorDomain, 3, "Device is not registered"));
-    EXPECT_EQ(session.lastError(), delegate.errors.value(2));
-    EXPECT_TRUE(session.isSessionOpen()); // a failed files request leaves the session open
-}
-
 TEST_F(SyncSessionTest, OpenReplyWithoutSessionIdFailsToOpen)
 {
     serve({"--fault", "OpenDeviceSession:statuscode=0,message=OK"});
@@ -237,7 +205,7 @@ TEST_F(SyncSessionTest, OpenReplyWithoutSessionIdFailsToOpen)
     EXPECT_FALSE(session.isSessionOpen());
 }
 
-TEST_F(SyncSessionTest, EmptyFileListsAndDelegatesWithoutTheOptionalCallbacks)
+TEST_F(SyncSessionTest, EmptyAndRefusedFileListsAndDelegatesWithoutTheOptionalCallbacks)
 {
     serve();
     cloud->server->setFault("GetAvailableFiles", {{"statuscode", "0"}, {"message", "No files"}});
@@ -250,6 +218,13 @@ TEST_F(SyncSessionTest, EmptyFileListsAndDelegatesWithoutTheOptionalCallbacks)
     session.openSession();
     ASSERT_TRUE(waitFor([&] { return delegate.events.contains("files"); }));
     EXPECT_TRUE(delegate.files.isEmpty());
+    // A refused one is an error and leaves the session open. (How the service's refusals read is
+    // SyncReply's test; that each ends the sync with its message, the fault matrix's.)
+    cloud->server->setFault("GetAvailableFiles", {{"statuscode", "3"}, {"message", "Device is not registered"}});
+    session.requestAllFiles();
+    ASSERT_TRUE(waitFor([&] { return delegate.events.contains("filesFailed"); }));
+    EXPECT_EQ(session.lastError(), VLError(VLSyncRequestErrorDomain, 3, "Device is not registered"));
+    EXPECT_TRUE(session.isSessionOpen());
 
     // Without the files callback the success is reported as a finished request; failures of
     // files requests reach such a delegate not at all.
@@ -264,9 +239,11 @@ TEST_F(SyncSessionTest, EmptyFileListsAndDelegatesWithoutTheOptionalCallbacks)
     session.closeSession();
     ASSERT_TRUE(waitFor([&] { return minimal.events.size() == 2; }));
     EXPECT_EQ(minimal.events, (QStringList{"finish3", "close"}));
-    EXPECT_EQ(cloud->server->endpointsRequested().count("GetAvailableFiles"), 3);
+    EXPECT_EQ(cloud->server->endpointsRequested().count("GetAvailableFiles"), 4);
 }
 
+// (A refused connection is an ordinary failure after which the queue goes on: the command line's
+// test of an unreachable service.)
 TEST_F(SyncSessionTest, NoNetworkDropsTheWholeQueue)
 {
     vlSetSyncProductionURLOverride("http://tintera-sync.invalid/VLSyncService");
@@ -282,21 +259,6 @@ TEST_F(SyncSessionTest, NoNetworkDropsTheWholeQueue)
     EXPECT_EQ(session.lastError().code(), VLURLErrorNotConnectedToInternet);
     EXPECT_TRUE(session.requestQueue().isEmpty());
     EXPECT_TRUE(session.currentRequest().isNull());
-
-    // A refused connection is an ordinary failure: the queue goes on.
-    quint16 closedPort = 0;
-    {
-        QTcpServer probe;
-        probe.listen(QHostAddress::LocalHost);
-        closedPort = probe.serverPort();
-    }
-    vlSetSyncProductionURLOverride(QStringLiteral("http://127.0.0.1:%1").arg(closedPort));
-    delegate.events.clear();
-    session.openSession();
-    session.closeSession();
-    ASSERT_TRUE(waitFor([&] { return delegate.events.contains("close"); }));
-    EXPECT_EQ(delegate.outcomes(), (QStringList{"openFailed", "close"}));
-    EXPECT_EQ(delegate.errors.value(0).code(), VLURLErrorCannotConnectToHost);
 }
 
 TEST_F(SyncSessionTest, CancelReportsTheOpenFailureNowAndWhenTheTransferStops)
@@ -369,8 +331,6 @@ TEST_F(SyncSessionTest, BlockingRequestRunsOnAWorkerAndKeepsOnlyTheError)
 TEST(ApplicationInfo, ServiceURLComesFromInfoPlistUnlessOverridden)
 {
     EXPECT_EQ(vlApplicationInfoValue("CFBundleName"), "TINTERA Sync");
-    EXPECT_FALSE(vlApplicationInfoValue("CFBundleShortVersionString").toString().isEmpty());
-    EXPECT_FALSE(vlApplicationInfoValue("CFBundleVersion").toString().isEmpty());
     const QString shipped = vlApplicationInfoValue(VLSyncProductionURLKey).toString();
     ASSERT_TRUE(shipped.startsWith("https://"));
 
