@@ -188,47 +188,6 @@ TEST_F(E2EFixture, AStoredFandeckChangedOnDiskNeverReachesTheDeviceAndIsFetchedA
               fetched->info().value(VLSyncFileInfoSHA256).toString().toLatin1());
 }
 
-TEST_F(E2EFixture, ACancelCodeFromTheDeviceEndsTheSyncAtTheNextStep)
-{
-    VLError error;
-    ASSERT_TRUE(environment.devsim({"fault", "--serial", serial, "--command", "GetMeasurements", "--error", "-1024"},
-                                   nullptr, &error));
-    ASSERT_TRUE(runPreliminaryAndFullSync());
-    EXPECT_TRUE(delegate.wasCancelledAtFinish);
-    EXPECT_FALSE(manager->wasCancelled());
-    EXPECT_FALSE(manager->isCancellingSync());
-    EXPECT_EQ(manager->status(), 0);
-    ASSERT_FALSE(manager->errors().isEmpty());
-    EXPECT_EQ(manager->errors().last().code(), -1024);
-    EXPECT_TRUE(localFolderEntries("Fandecks").isEmpty()); // stopped long before the downloads
-    EXPECT_EQ(manager->runReport().ending, VLSyncRunReport::Ending::Cancelled);
-    EXPECT_EQ(manager->runReport().errors.last().code(), -1024);
-}
-
-TEST_F(E2EFixture, PullingTheDeviceMidSyncEndsTheRunExactlyOnce)
-{
-    // The device goes away while fandecks are being uploaded, as a user pulling the cable would.
-    delegate.onStatus = [this](qint32 status) {
-        if (status == VLSyncManagerStatusCopyFandecksToDevice) {
-            VLError error;
-            environment.devsim({"unplug", "--serial", serial}, nullptr, &error);
-        }
-    };
-    observer->setDeviceRemovalBlock([this](const KDDevicePtr &gone) {
-        if (gone->serialNumber() == serial)
-            manager->deviceBecameUnavailable();
-    });
-    ASSERT_TRUE(runPreliminaryAndFullSync());
-    QTest::qWait(500);
-    EXPECT_EQ(delegate.events.count("finishSync"), 1);
-    EXPECT_TRUE(delegate.wasCancelledAtFinish);
-    EXPECT_EQ(manager->status(), 0);
-    EXPECT_EQ(manager->syncSession(), nullptr);
-    EXPECT_FALSE(manager->hasErrorList());
-    EXPECT_EQ(manager->runReport().ending, VLSyncRunReport::Ending::DeviceGone);
-    manager = nullptr; // already unavailable
-}
-
 TEST_F(E2EFixture, PullingTheDeviceWhileTheSessionOpensEndsTheRunOnce)
 {
     QByteArray reply;
