@@ -82,7 +82,9 @@ TEST(TinteraVersion, BothProgramsPrintTheProductAndVersionWithoutADisplay)
     EXPECT_TRUE(app.readAllStandardError().isEmpty());
 }
 
-TEST(TinteraJsonEvents, OneObjectPerEventWithoutStaleStepsOrRepeatedPercents)
+// What a real sync cannot be made to show: a percent said once per file, fractions that are no
+// number, and an error's domain.
+TEST(TinteraJsonEvents, APercentIsSaidOncePerFileAndErrorsNameTheirDomain)
 {
     FILE *captured = std::tmpfile();
     ASSERT_NE(captured, nullptr);
@@ -90,7 +92,6 @@ TEST(TinteraJsonEvents, OneObjectPerEventWithoutStaleStepsOrRepeatedPercents)
     invocation.out = captured;
     TinteraJsonEvents json(invocation);
     json.runBegan(TinteraRunObserver::Run::Full, 28, "Ending prelimiary info requests...");
-    json.stepChanged(1, "Ending prelimiary info requests..."); // left from the run before
     json.stepChanged(19, "Downloading Velmora Interiors...");
     for (double fraction : {0.0, 0.004, 0.5, 0.501, 1.0, 1.0})
         json.downloadProgress(fraction);
@@ -98,8 +99,6 @@ TEST(TinteraJsonEvents, OneObjectPerEventWithoutStaleStepsOrRepeatedPercents)
     json.downloadFinished();
     json.downloadProgress(0.2); // the next file
     json.errorCollected(VLError("SyncManager", -77, "clock refused"));
-    json.stalled(120, 19, "Downloading Velmora Interiors...", false);
-    json.runEnded();
 
     std::fflush(captured);
     QByteArray bytes(std::ftell(captured), '\0');
@@ -107,26 +106,11 @@ TEST(TinteraJsonEvents, OneObjectPerEventWithoutStaleStepsOrRepeatedPercents)
     bytes.truncate(qsizetype(std::fread(bytes.data(), 1, size_t(bytes.size()), captured)));
     std::fclose(captured);
     const QList<QJsonObject> lines = jsonLines(QString::fromUtf8(bytes));
-    ASSERT_EQ(lines.size(), 8) << bytes.constData();
-
-    EXPECT_EQ(lines[0], QJsonObject({{"event", "run"}, {"run", "sync"}, {"totalSteps", 28}}));
-    EXPECT_EQ(lines[1], QJsonObject({{"event", "step"}, {"run", "sync"}, {"step", 19}, {"totalSteps", 28},
-                                     {"message", "Downloading Velmora Interiors..."}}));
     QList<int> percents;
-    for (const QJsonObject &line : events(lines, "download")) {
-        EXPECT_EQ(line.value("step").toInt(), 19);
+    for (const QJsonObject &line : events(lines, "download"))
         percents.append(line.value("percent").toInt());
-    }
     EXPECT_EQ(percents, QList<int>({0, 50, 100, 20}));
-    const QJsonObject error = events(lines, "error").value(0);
-    EXPECT_EQ(error.value("code").toInteger(), -77);
-    EXPECT_EQ(error.value("domain").toString(), "SyncManager");
-    EXPECT_EQ(error.value("message").toString(), "clock refused");
-    EXPECT_FALSE(error.value("fatal").toBool(true));
-    const QJsonObject stall = lines.last();
-    EXPECT_EQ(stall.value("event").toString(), "stalled");
-    EXPECT_EQ(stall.value("seconds").toInt(), 120);
-    EXPECT_FALSE(stall.value("givingUp").toBool(true));
+    EXPECT_EQ(events(lines, "error").value(0).value("domain").toString(), "SyncManager");
 }
 
 TEST(TinteraJson, WithoutADeviceEveryCommandStillPrintsAnObject)
@@ -189,8 +173,9 @@ TEST_F(TinteraAgainstEmulators, StatusAndSyncAsJsonFieldByField)
     EXPECT_EQ(runs[0], QJsonObject({{"event", "run"}, {"run", "preliminary"}, {"totalSteps", 7}}));
     EXPECT_EQ(runs[1], QJsonObject({{"event", "run"}, {"run", "sync"}, {"totalSteps", 28}}));
 
-    // Steps count up within each run, each with its own message.
+    // Steps count up within each run, each with its own message: none under the previous step's.
     QMap<QString, int> lastStep;
+    QMap<QString, QString> lastMessage;
     QStringList syncMessages;
     for (const QJsonObject &step : events(lines, "step")) {
         const QString kind = step.value("run").toString();
@@ -198,7 +183,9 @@ TEST_F(TinteraAgainstEmulators, StatusAndSyncAsJsonFieldByField)
         EXPECT_GE(number, lastStep.value(kind, 1)) << qPrintable(run.out);
         EXPECT_LE(number, step.value("totalSteps").toInt());
         EXPECT_FALSE(step.value("message").toString().isEmpty());
+        EXPECT_NE(step.value("message").toString(), lastMessage.value(kind)) << number;
         lastStep[kind] = number;
+        lastMessage[kind] = step.value("message").toString();
         if (kind == "sync")
             syncMessages.append(QStringLiteral("%1 %2").arg(number).arg(step.value("message").toString()));
     }
@@ -206,10 +193,15 @@ TEST_F(TinteraAgainstEmulators, StatusAndSyncAsJsonFieldByField)
     EXPECT_TRUE(syncMessages.contains("27 Finishing sync..."));
     const QList<QJsonObject> downloads = events(lines, "download");
     ASSERT_FALSE(downloads.isEmpty());
+    // A percent is said once per file: only the next file's (from 100 to 100) repeats one.
+    int lastPercent = -1;
     for (const QJsonObject &download : downloads) {
         EXPECT_EQ(download.value("run").toString(), "sync");
-        EXPECT_GE(download.value("percent").toInt(-1), 0);
-        EXPECT_LE(download.value("percent").toInt(), 100);
+        const int percent = download.value("percent").toInt(-1);
+        EXPECT_GE(percent, 0);
+        EXPECT_LE(percent, 100);
+        EXPECT_TRUE(percent != lastPercent || percent == 100) << percent;
+        lastPercent = percent;
     }
     EXPECT_TRUE(std::any_of(downloads.cbegin(), downloads.cend(),
                             [](const QJsonObject &download) { return download.value("percent").toInt() == 100; }));
@@ -295,6 +287,7 @@ TEST_F(TinteraAgainstEmulators, StalledAndInterruptedSyncsAsJsonEndCancelled)
     const QJsonObject stall = events(stallLines, "stalled").value(0);
     EXPECT_EQ(stall.value("seconds").toInt(), 2);
     EXPECT_EQ(stall.value("step").toInt(), 10) << qPrintable(stalled.out);
+    EXPECT_FALSE(stall.value("givingUp").toBool(true));
     const QJsonObject cancelled = stallLines.value(stallLines.size() - 1);
     EXPECT_EQ(cancelled.value("result").toString(), "cancelled");
     EXPECT_EQ(cancelled.value("cancelReason").toString(), "stalled");
