@@ -216,10 +216,23 @@ TEST_F(TinteraAgainstEmulators, StatusAndSyncAsJsonFieldByField)
     EXPECT_TRUE(summary.value("error").isNull());
     EXPECT_GT(summary.value("seconds").toDouble(), 0);
     EXPECT_EQ(summary.value("measurements").toString(), dataPath("Measurements/LastMeasurements.cxf"));
-    // What the engine reports the run did.
-    EXPECT_FALSE(summary.value("downloaded").toArray().isEmpty());
-    // All but the demo device's seed fandeck, which it already holds.
-    EXPECT_EQ(summary.value("installed").toArray().size(), summary.value("downloaded").toArray().size() - 1);
+    // What the engine reports the run did: every file downloaded, all but the demo device's seed
+    // fandeck (which it already holds) installed, and those fandecks enabled.
+    const auto skus = [&summary](const char *key) {
+        QStringList listed;
+        for (const QJsonValue &file : summary.value(key).toArray())
+            listed << file.toObject().value("sku").toString();
+        listed.sort();
+        return listed;
+    };
+    QStringList everySKU = kFandeckSKUs + kDeviceFileSKUs;
+    everySKU.sort();
+    QStringList sent = everySKU;
+    sent.removeOne("VLM-FD-EXT");
+    EXPECT_EQ(skus("downloaded"), everySKU);
+    EXPECT_EQ(skus("installed"), sent);
+    EXPECT_EQ(skus("fandecksEnabled"), sent.filter("-FD-"));
+    EXPECT_EQ(skus("settingsApplied"), QStringList{"TX350-SETTINGS"});
     EXPECT_EQ(summary.value("matchesExported").toInt(), 3);
     EXPECT_EQ(summary.value("matchesFound").toInt(), 3);
     const QDateTime lastSync = QDateTime::fromString(summary.value("lastSync").toString(), Qt::ISODate);

@@ -17,19 +17,6 @@
 
 #include <sys/stat.h>
 
-namespace {
-
-QStringList skusOf(const QList<VLSyncRunReport::File> &files)
-{
-    QStringList skus;
-    for (const VLSyncRunReport::File &file : files)
-        skus << file.SKU;
-    skus.sort();
-    return skus;
-}
-
-} // namespace
-
 TEST_F(E2EFixture, FirstFullSyncInstallsEverythingExportsTheMatchesAndASecondMovesNothing)
 {
     // As an earlier version left it: open to other users.
@@ -50,9 +37,7 @@ TEST_F(E2EFixture, FirstFullSyncInstallsEverythingExportsTheMatchesAndASecondMov
     EXPECT_TRUE(QFileInfo::exists(syncImage));
 
     // What the stores and the device hold afterwards the fault matrix checks after each of its
-    // repairing syncs; here, what only the engine shows.
-    QStringList everySKU = kFandeckSKUs + kDeviceFileSKUs;
-    everySKU.sort();
+    // repairing syncs.
     EXPECT_EQ(device->attributeForKey("Firmware"), "2.4"); // the uploaded firmware runs after the reboot
 
     // The matches, written as valid CxF3.
@@ -74,21 +59,10 @@ TEST_F(E2EFixture, FirstFullSyncInstallsEverythingExportsTheMatchesAndASecondMov
     EXPECT_EQ(matches->matches().first().value(TX350CustomResourceMatchTextKey).toString(), "Front door");
     EXPECT_EQ(matches->matches().first().value(TX350CustomResourceMatchDeviceSerialNumberKey).toString(), serial);
 
-    // The engine's report of the run says all of it.
-    const VLSyncRunReport report = manager->runReport();
-    EXPECT_EQ(report.ending, VLSyncRunReport::Ending::Completed);
-    EXPECT_FALSE(report.preliminary);
-    EXPECT_EQ(skusOf(report.downloaded), everySKU);
-    // The demo device comes with its seed fandeck, enabled: everything else went to it.
-    QStringList sent = everySKU;
-    sent.removeOne("VLM-FD-EXT");
-    EXPECT_EQ(skusOf(report.installed), sent);
-    EXPECT_EQ(skusOf(report.fandecksEnabled), QStringList(sent.filter("-FD-")));
-    EXPECT_EQ(skusOf(report.settingsApplied), QStringList{"TX350-SETTINGS"});
-    EXPECT_EQ(report.matchesFound, 3);
-    ASSERT_EQ(report.matchesExported.size(), 3);
-    EXPECT_EQ(report.matchesExported.first().textTag, "Front door");
-    EXPECT_TRUE(report.errors.isEmpty());
+    // The report keeps the records it exported (the command line's JSON summary checks the rest).
+    EXPECT_EQ(manager->runReport().ending, VLSyncRunReport::Ending::Completed);
+    ASSERT_EQ(manager->runReport().matchesExported.size(), 3);
+    EXPECT_EQ(manager->runReport().matchesExported.first().textTag, "Front door");
 
     // What the sync keeps on the computer is the user's alone.
     EXPECT_EQ(fileMode(environment.dataFolder()), 0700u);
