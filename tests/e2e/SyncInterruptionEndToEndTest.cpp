@@ -19,53 +19,73 @@ QStringList skusOf(const QList<VLFileDownloadPtr> &downloads)
 
 } // namespace
 
-TEST_F(E2EFixture, TheDeviceEmulatorDyingMidSyncEndsTheRunExactlyOnce)
+// The device goes while fandecks are being uploaded: unplugged, as a user pulling the cable would,
+// or its emulator's process dies, so that the connection drops in the middle of a command.
+class DeviceGoingMidSync : public E2EFixture, public ::testing::WithParamInterface<bool>
 {
-    // Not an unplug the emulator announces: its process dies while fandecks are being uploaded,
-    // so the connection drops in the middle of a command.
-    bool killed = false;
-    delegate.onStatus = [this, &killed](qint32 status) {
-        if (status == VLSyncManagerStatusCopyFandecksToDevice && !killed)
-            killed = environment.killDeviceEmulator();
+};
+
+TEST_P(DeviceGoingMidSync, EndsTheRunExactlyOnce)
+{
+    const bool dies = GetParam();
+    bool gone = false;
+    delegate.onStatus = [&](qint32 status) {
+        if (status == VLSyncManagerStatusCopyFandecksToDevice && !gone)
+            gone = dies ? environment.killDeviceEmulator() : environment.devsim({"unplug", "--serial", serial}, nullptr, nullptr);
     };
-    observer->setDeviceRemovalBlock([this](const KDDevicePtr &gone) {
-        if (gone->serialNumber() == serial)
+    observer->setDeviceRemovalBlock([this](const KDDevicePtr &left) {
+        if (left->serialNumber() == serial)
             manager->deviceBecameUnavailable();
     });
     ASSERT_TRUE(runPreliminaryAndFullSync());
-    ASSERT_TRUE(killed);
+    ASSERT_TRUE(gone);
     QTest::qWait(500); // whatever the dead link still had under way would arrive meanwhile
     EXPECT_EQ(delegate.events, QStringList({"beginSync", "finishSync"}));
     EXPECT_TRUE(delegate.wasCancelledAtFinish);
     EXPECT_EQ(manager->status(), 0);
     EXPECT_FALSE(manager->isCancellingSync());
     EXPECT_EQ(manager->syncSession(), nullptr);
+    EXPECT_FALSE(manager->hasErrorList());
+    EXPECT_EQ(manager->runReport().ending, VLSyncRunReport::Ending::DeviceGone);
     EXPECT_FALSE(delegate.statuses.contains(VLSyncManagerStatusExportMatches));
     EXPECT_FALSE(device->isConnected());
     manager = nullptr; // already unavailable
 }
 
-// A fandeck file the service refuses (HTTP 500) cancels its own download without telling anyone,
-// so the download step waits on it until the user cancels; that leaves nothing half-installed, and
-// the next sync, once the service serves the file again, finishes the job.
-TEST_F(E2EFixture, AFandeckTheServiceRefusesHoldsTheDownloadStepUntilTheUserCancels)
-{
-    const QString refused = environment.catalogFileName("VLM-FD-ACCENT");
-    ASSERT_FALSE(refused.isEmpty());
-    QByteArray reply;
-    VLError error;
-    ASSERT_TRUE(environment.cloudsimControl("fault?target=files/" + refused + "&http=500", &reply, &error))
-        << qPrintable(error.description());
+INSTANTIATE_TEST_SUITE_P(Ways, DeviceGoingMidSync, ::testing::Values(false, true),
+                         [](const ::testing::TestParamInfo<bool> &way) { return way.param ? "EmulatorDies" : "Unplugged"; });
 
-    manager->gatherPrelimiaryInfo();
-    ASSERT_TRUE(delegate.waitForFinish());
-    delegate.events.clear();
-    delegate.statuses.clear();
-    manager->startSync();
-    VLFileDownloadManager *downloads = manager->downloadManager();
-    ASSERT_TRUE(QTest::qWaitFor(
-        [&] { return downloads->currentDownload() && downloads->currentDownload()->lastError().code() == 500; }, 60000))
-        << "the refused download was never reached";
+// A sync whose download step waits on a fandeck file the service refuses (HTTP 500): its download
+// cancels itself without telling anyone.
+class RefusedFandeck : public E2EFixture
+{
+protected:
+    void syncUntilTheRefusal()
+    {
+        refused = environment.catalogFileName("VLM-FD-ACCENT");
+        VLError error;
+        ASSERT_TRUE(environment.cloudsimControl("fault?target=files/" + refused + "&http=500", nullptr, &error))
+            << qPrintable(error.description());
+        manager->gatherPrelimiaryInfo();
+        ASSERT_TRUE(delegate.waitForFinish());
+        delegate.events.clear();
+        delegate.statuses.clear();
+        manager->startSync();
+        downloads = manager->downloadManager();
+        ASSERT_TRUE(QTest::qWaitFor(
+            [&] { return downloads->currentDownload() && downloads->currentDownload()->lastError().code() == 500; }, 60000))
+            << "the refused download was never reached";
+    }
+
+    QString refused;
+    VLFileDownloadManager *downloads = nullptr;
+};
+
+// The download step waits until the user cancels; that leaves nothing half-installed, and the next
+// sync, once the service serves the file again, finishes the job.
+TEST_F(RefusedFandeck, HoldsTheDownloadStepUntilTheUserCancels)
+{
+    ASSERT_NO_FATAL_FAILURE(syncUntilTheRefusal());
     QTest::qWait(1000); // long enough for anything that would move the sync on
 
     // Stalled in the download step, every step before it done.
@@ -105,7 +125,7 @@ TEST_F(E2EFixture, AFandeckTheServiceRefusesHoldsTheDownloadStepUntilTheUserCanc
     EXPECT_FALSE(manager->lastSyncDate().isValid());
 
     // Served again, the file arrives with the next sync, which ends normally.
-    ASSERT_TRUE(environment.cloudsimControl("clear", &reply, &error));
+    ASSERT_TRUE(environment.cloudsimControl("clear", nullptr, nullptr));
     ASSERT_TRUE(runPreliminaryAndFullSync());
     EXPECT_EQ(delegate.events, QStringList({"beginSync", "finishSync"}));
     EXPECT_FALSE(delegate.wasCancelledAtFinish);
@@ -117,19 +137,9 @@ TEST_F(E2EFixture, AFandeckTheServiceRefusesHoldsTheDownloadStepUntilTheUserCanc
 
 // The user cancels the download step a refused fandeck holds, then pulls the device: the queue's
 // completion that follows belongs to a run that has ended and must not start the steps again.
-TEST_F(E2EFixture, PullingTheDeviceAfterCancellingAStalledDownloadLeavesTheManagerIdle)
+TEST_F(RefusedFandeck, PullingTheDeviceAfterCancellingItsDownloadLeavesTheManagerIdle)
 {
-    const QString refused = environment.catalogFileName("VLM-FD-ACCENT");
-    QByteArray reply;
-    VLError error;
-    ASSERT_TRUE(environment.cloudsimControl("fault?target=files/" + refused + "&http=500", &reply, &error));
-    manager->gatherPrelimiaryInfo();
-    ASSERT_TRUE(delegate.waitForFinish());
-    delegate.events.clear();
-    manager->startSync();
-    VLFileDownloadManager *downloads = manager->downloadManager();
-    ASSERT_TRUE(QTest::qWaitFor(
-        [&] { return downloads->currentDownload() && downloads->currentDownload()->lastError().code() == 500; }, 60000));
+    ASSERT_NO_FATAL_FAILURE(syncUntilTheRefusal());
     manager->setIsCancellingSync(true);
     manager->cancelSync();
     ASSERT_TRUE(delegate.waitForFinish(5000));
