@@ -22,7 +22,7 @@ struct VLMatchRecord
     int blue = 0;
     QString textTag;
     QDateTime captureDate; // UTC
-    QString audioNotePath; // relative to the exported document ("Audio/<name>"), empty without a note
+    QString audioNotePath; // relative to a CxF3 export ("Audio/<name>"), the note's name in the other formats; empty without a note
     // The capture as the device names it: the fandeck's device file id and the colour id it matched.
     QString deviceFileID;
     QString colorID;

@@ -48,7 +48,7 @@ void insertIfPresent(QVariantMap &entry, const QString &key, const QVariant &val
 // fandeck colour's spectrum (the CxF3 export carries CIELAB only) and sRGB for display.
 VLMatchRecord matchRecord(const HBColorDocument &fandeck, const HBColor &fandeckColor,
                           const HBColorRepresentation &lab, const QVariant &textTag, const QDateTime &date,
-                          const QString &audioFileName, const QString &deviceFileID, const QString &colorID)
+                          const QString &audioNotePath, const QString &deviceFileID, const QString &colorID)
 {
     VLMatchRecord record;
     record.colorName = fandeckColor.attributeForKey(HBColorNameAttributeKey).toString();
@@ -69,8 +69,7 @@ VLMatchRecord matchRecord(const HBColorDocument &fandeck, const HBColor &fandeck
     record.blue = rgb.b;
     record.textTag = textTag.toString();
     record.captureDate = date;
-    if (!audioFileName.isEmpty())
-        record.audioNotePath = QStringLiteral("Audio/") + audioFileName;
+    record.audioNotePath = audioNotePath;
     record.deviceFileID = deviceFileID;
     record.colorID = colorID;
     const QList<HBColorRepresentationPtr> spectra = fandeckColor.representationsWithColorSpaceModel(HBColorSpaceModelSpectral);
@@ -385,8 +384,13 @@ VLMatchRecordList VLSyncManager::exportMatches(const VLExportParameters &paramet
                                              m_device ? m_device->serialNumber() : QString()));
 
         document->addColor(color);
-        records << matchRecord(*fandeck, *fandeckColor, *representation, entry.textTag, entry.date,
-                               entry.audioFileName, deviceFileID, colorId);
+        // Only a CxF3 export has its notes in an "Audio" folder beside it; the other formats name
+        // the note without pointing into a folder that is not there.
+        const QString audioNotePath = entry.audioFileName.isEmpty() || parameters.format != VLMatchExportFormat::CxF3
+                                          ? entry.audioFileName
+                                          : QStringLiteral("Audio/") + entry.audioFileName;
+        records << matchRecord(*fandeck, *fandeckColor, *representation, entry.textTag, entry.date, audioNotePath,
+                               deviceFileID, colorId);
         ++exported;
     }
     document->addCustomResource(resource);

@@ -338,8 +338,8 @@ VLMatchRecordList VLMeasurementLibrary::matchRecords(const QList<qint64> &ids, V
         record.blue = rgb & 0xff;
         record.textTag = query.value(7).toString();
         record.captureDate = dateOfMsecs(query.value(8).toLongLong());
-        if (const QString note = query.value(9).toString(); !note.isEmpty())
-            record.audioNotePath = QStringLiteral("Audio/") + note;
+        // An export from the library carries no notes beside it: the note is named, not pointed to.
+        record.audioNotePath = query.value(9).toString();
         record.deviceFileID = query.value(10).toString();
         record.colorID = query.value(11).toString();
         record.spectrumStart = query.value(12).toInt();
