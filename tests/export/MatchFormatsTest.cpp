@@ -40,7 +40,7 @@ VLMatchRecordList sampleRecords()
         return r;
     };
     VLMatchRecord first = match("VX 013", QStringLiteral("Nordic \"Blue\", deep"), {39.9649, -10.1298, -15.1830}, 1795966411578, 0.1);
-    first.textTag = QStringLiteral("Front door,\nleft #2 café ☕");
+    first.textTag = QStringLiteral("Front door\nleft #2 café ☕"); // quoted for its line break alone
     first.audioNotePath = QStringLiteral("Audio/note-0001.wav");
     return { first, match("VX 141", QStringLiteral("Arctic Stone"), {92.5, 0.25, 3.125}, 1795966411605, 0.7) };
 }
@@ -93,6 +93,8 @@ TEST(MatchExportFormats, CSVIsRFC4180WithAHeaderRowInUTF8)
     ASSERT_TRUE(data.startsWith("\xEF\xBB\xBF"
                                 "Colour number,Colour name,Fandeck,L*,a*,b*,"));
     EXPECT_TRUE(data.endsWith("\r\n"));
+    // Readers that split rows on a bare line feed too: the tag's line break must be inside quotes.
+    EXPECT_TRUE(data.contains(('"' + records[0].textTag + '"').toUtf8()));
     const QList<QStringList> rows = parseCSV(data);
     ASSERT_EQ(rows.size(), 3);
     const QStringList &header = rows[0];
@@ -133,7 +135,7 @@ TEST(MatchExportFormats, GPLIsTheGIMPPaletteFormat)
     ASSERT_EQ(palette.colours.size(), records.size());
     EXPECT_EQ(palette.colours[1].name, records[1].colorNumber + QLatin1Char(' ') + records[1].colorName);
     // The tag's line break stays inside the one line of its colour.
-    EXPECT_TRUE(palette.colours[0].name.endsWith(QStringLiteral("Front door, left #2 café ☕")));
+    EXPECT_TRUE(palette.colours[0].name.endsWith(QStringLiteral("Front door left #2 café ☕")));
     EXPECT_TRUE(palette.comments.join(QLatin1Char('\n')).contains(QStringLiteral("audio note Audio/note-0001.wav")));
 }
 
