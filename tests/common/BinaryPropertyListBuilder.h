@@ -31,7 +31,6 @@ public:
         qToBigEndian<qint64>(value, bytes.data() + 1);
         return add(bytes);
     }
-    int real(double value) { return add(QByteArray(1, char(0x23)) + bigEndianDouble(value)); }
     int date(double secondsSince2001) { return add(QByteArray(1, char(0x33)) + bigEndianDouble(secondsSince2001)); }
     int array(const QList<int> &items) { return add(marker(0xA, items.size()) + references(items)); }
     int dictionary(const QList<std::pair<int, int>> &entries)

@@ -10,24 +10,6 @@
 
 #include <memory>
 
-// A fresh data folder for one test: TINTERA_DATA_DIR points at it while the object lives.
-class ScopedDataFolder
-{
-public:
-    ScopedDataFolder();
-    ~ScopedDataFolder();
-    ScopedDataFolder(const ScopedDataFolder &) = delete;
-    ScopedDataFolder &operator=(const ScopedDataFolder &) = delete;
-
-    QString path() const { return m_dir.path(); }
-    QString filePath(const QString &name) const { return m_dir.filePath(name); }
-
-private:
-    QTemporaryDir m_dir;
-    QByteArray m_previous;
-    bool m_hadPrevious = false;
-};
-
 // Sets an environment variable, or unsets it when given no value, while the object lives.
 class ScopedEnvironment
 {
@@ -56,6 +38,18 @@ private:
     const char *m_name;
     bool m_had;
     QByteArray m_value;
+};
+
+// A fresh data folder for one test: TINTERA_DATA_DIR points at it while the object lives.
+class ScopedDataFolder
+{
+public:
+    QString path() const { return m_dir.path(); }
+    QString filePath(const QString &name) const { return m_dir.filePath(name); }
+
+private:
+    QTemporaryDir m_dir;
+    ScopedEnvironment m_environment{"TINTERA_DATA_DIR", m_dir.path().toUtf8()};
 };
 
 // Another local user for the tests that show what one can reach of this user's program: "nobody".

@@ -1,6 +1,6 @@
+#include "VLPropertyList.h"
 #include "VLSyncFileInfo.h"
 
-#include <QProcess>
 #include <QTemporaryDir>
 
 #include <cmath>
@@ -95,12 +95,9 @@ TEST(SyncFileInfo, InfoPlistRoundTripAndInteroperability)
     EXPECT_EQ(read->info(), written->info());
     EXPECT_DOUBLE_EQ(read->version(), 110.0);
 
-    QProcess python;
-    python.start("python3", {"-c", "import plistlib,sys; d=plistlib.load(open(sys.argv[1],'rb')); "
-                                   "print(d['FileID'], d['Version'], d['ByteLength'])",
-                             path});
-    ASSERT_TRUE(python.waitForFinished(30000));
-    EXPECT_EQ(python.readAllStandardOutput().trimmed(), "FD-1 110.0 42");
+    // The number goes into the file too, for the programs that read it (the format itself is read by
+    // Python's plistlib in the property-list tests).
+    EXPECT_EQ(VLPropertyList::readDictionary(path).value("Version"), QVariant(110.0));
 
     // Unreadable files still give an entry, with an empty dictionary that matches nothing.
     QFile garbage(dir.filePath("bad.plist"));

@@ -156,9 +156,4 @@ TEST(SyncInfo, UniqueFandecksPreferServiceThenLocalAndDebugInfoPrefersDevice)
     const QVariantMap localOnly = info.debugInfoForFandeck(info.localFandeckWithFandeckID("L"));
     EXPECT_FALSE(localOnly.value("OnDevice").toBool());
     EXPECT_TRUE(localOnly.value("OnLocalCache").toBool());
-
-    const QString text = info.description();
-    EXPECT_TRUE(text.startsWith("====localFiles:\n("));
-    EXPECT_TRUE(text.contains("====deviceFiles:\n("));
-    EXPECT_TRUE(text.contains("====webServiceFiles:\n("));
 }

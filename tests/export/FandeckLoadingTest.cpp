@@ -21,38 +21,54 @@
 #include <chrono>
 #include <thread>
 
+namespace {
+
+// A manager of its own (quitting is for good) with local fandecks FD-0... whose payloads hold the
+// given numbers of colours (none: a file that does not parse).
+VLSyncManager *managerWithLocalFandecks(KDScriptedDevice &device, const QList<int> &colours)
+{
+    device.plugIn();
+    VLSyncManager *manager = VLSyncManager::syncManagerWithDevice(device.device());
+    manager->updateDevice(device.device());
+    manager->deviceBecameAvailable();
+    VLSyncFileList local;
+    for (qsizetype i = 0; i < colours.size(); ++i) {
+        const QString id = QStringLiteral("FD-%1").arg(i);
+        const QString folder = manager->pathForGlobalFandecksFolder() + QLatin1Char('/') + id;
+        QDir().mkpath(folder);
+        QFile payload(folder + QStringLiteral("/payload.cxf"));
+        if (payload.open(QIODevice::WriteOnly))
+            payload.write(colours[i] ? largeFandeckData(colours[i]) : QByteArray("<CxF truncated"));
+        local << VLSyncFileInfo::initWithDictionary({{"FileType", "Fandeck"}, {"FileID", id}, {"SKU", id}, {"VersionString", "1.0"}});
+    }
+    manager->syncInfo()->setLocalFiles(local);
+    return manager;
+}
+
+bool writeMarker(const QString &path)
+{
+    QFile marker(path);
+    return marker.open(QIODevice::WriteOnly) && marker.write("x") == 1;
+}
+
+} // namespace
+
 // Fandecks are parsed side by side; what the manager holds afterwards must read as if they had
 // been opened one after another: the records' order, failures left out, the map complete.
 TEST(FandeckLoading, KeepsTheRecordsOrderAndLeavesOutWhatCannotBeOpened)
 {
     ScopedDataFolder data;
     KDScriptedDevice device(QStringLiteral("SN-LOAD"));
-    device.plugIn();
-    VLSyncManager *manager = VLSyncManager::syncManagerWithDevice(device.device());
-    ASSERT_NE(manager, nullptr);
-    manager->updateDevice(device.device());
-    manager->deviceBecameAvailable();
-
-    // Fandeck i has i + 2 colours, so each loaded document says which record it came from.
-    VLSyncFileList local, onDevice;
-    for (int i = 0; i < 8; ++i) {
-        const QString id = QStringLiteral("FD-%1").arg(i);
-        const QString sku = i == 4 ? QStringLiteral("../FD-4") : id;
-        const QString folder = manager->pathForGlobalFandecksFolder() + QLatin1Char('/') + id;
-        QDir().mkpath(folder);
-        QFile payload(folder + QStringLiteral("/payload.cxf"));
-        ASSERT_TRUE(payload.open(QIODevice::WriteOnly));
-        payload.write(i == 2 ? QByteArray("<CxF truncated") : largeFandeckData(i + 2));
-        payload.close();
-        const QVariantMap record{{"FileType", "Fandeck"}, {"FileID", id}, {"SKU", sku}, {"VersionString", "1.0"}};
-        local << VLSyncFileInfo::initWithDictionary(record);
-        if (i % 2 == 1) {
-            QVariantMap deviceRecord = record;
-            deviceRecord.insert("DeviceFileID", QStringLiteral("D-%1").arg(i));
-            onDevice << VLSyncFileInfo::initWithDictionary(deviceRecord);
-        }
+    // Fandeck i has i + 2 colours, so each loaded document says which record it came from; FD-2 does
+    // not parse, FD-4's SKU is no plain name, the odd ones are on the device too.
+    VLSyncManager *manager = managerWithLocalFandecks(device, {2, 3, 0, 5, 6, 7, 8, 9});
+    VLSyncFileList local = manager->syncInfo()->localFiles(), onDevice;
+    local[4]->updateWithNewInfo({{"SKU", "../FD-4"}});
+    for (int i = 1; i < 8; i += 2) {
+        QVariantMap deviceRecord = local[i]->info();
+        deviceRecord.insert("DeviceFileID", QStringLiteral("D-%1").arg(i));
+        onDevice << VLSyncFileInfo::initWithDictionary(deviceRecord);
     }
-    manager->syncInfo()->setLocalFiles(local);
     manager->syncInfo()->setDeviceFiles(onDevice);
 
     for (int round = 0; round < 3; ++round) {
@@ -60,7 +76,6 @@ TEST(FandeckLoading, KeepsTheRecordsOrderAndLeavesOutWhatCannotBeOpened)
         QList<qsizetype> colourCounts;
         for (const HBColorDocumentPtr &document : manager->memoryFandecks())
             colourCounts << document->colors().size();
-        // FD-2 does not parse, FD-4's SKU is no plain name.
         EXPECT_EQ(colourCounts, QList<qsizetype>({2, 3, 5, 7, 8, 9})) << "round " << round;
     }
 
@@ -99,38 +114,6 @@ TEST(FandeckLoading, KeepsTheRecordsOrderAndLeavesOutWhatCannotBeOpened)
     manager->deviceBecameUnavailable();
 }
 
-namespace {
-
-// A manager of its own (quitting is for good) with fandecks big enough that loading them takes a
-// while.
-VLSyncManager *managerWithLocalFandecks(KDScriptedDevice &device, int fandecks)
-{
-    device.plugIn();
-    VLSyncManager *manager = VLSyncManager::syncManagerWithDevice(device.device());
-    manager->updateDevice(device.device());
-    manager->deviceBecameAvailable();
-    VLSyncFileList local;
-    for (int i = 0; i < fandecks; ++i) {
-        const QString id = QStringLiteral("FD-%1").arg(i);
-        const QString folder = manager->pathForGlobalFandecksFolder() + QLatin1Char('/') + id;
-        QDir().mkpath(folder);
-        QFile payload(folder + QStringLiteral("/payload.cxf"));
-        if (payload.open(QIODevice::WriteOnly))
-            payload.write(largeFandeckData(400));
-        local << VLSyncFileInfo::initWithDictionary({{"FileType", "Fandeck"}, {"FileID", id}, {"SKU", id}, {"VersionString", "1.0"}});
-    }
-    manager->syncInfo()->setLocalFiles(local);
-    return manager;
-}
-
-bool writeMarker(const QString &path)
-{
-    QFile marker(path);
-    return marker.open(QIODevice::WriteOnly) && marker.write("x") == 1;
-}
-
-} // namespace
-
 // An export on a worker when the program quits: quitting neither hangs on it nor leaves it
 // running. Whatever moment the quit comes at, the worker is done with the manager once
 // finishExportsForQuit returns, and an export either ran whole or wrote nothing.
@@ -140,7 +123,7 @@ TEST(FandeckLoading, QuittingWaitsForExportWorkersWithoutHangingOnThem)
     const QStringList moments{QStringLiteral("during the load"), QStringLiteral("waiting for the main thread")};
     for (const QString &moment : moments) {
         KDScriptedDevice device(QStringLiteral("SN-QUIT-%1").arg(moments.indexOf(moment)));
-        VLSyncManager *manager = managerWithLocalFandecks(device, 6);
+        VLSyncManager *manager = managerWithLocalFandecks(device, QList<int>(6, 400));
         // An export of no matches removes the file at its path: the marker says whether it ran.
         const QString path = data.path() + QStringLiteral("/quit-%1.cxf").arg(moments.indexOf(moment));
         ASSERT_TRUE(writeMarker(path));
@@ -171,7 +154,7 @@ TEST(FandeckLoading, QuittingWaitsForExportWorkersWithoutHangingOnThem)
 
     // After the quit, an export starts nothing.
     KDScriptedDevice device(QStringLiteral("SN-QUIT-AFTER"));
-    VLSyncManager *manager = managerWithLocalFandecks(device, 1);
+    VLSyncManager *manager = managerWithLocalFandecks(device, {400});
     manager->finishExportsForQuit();
     const QString path = data.path() + QStringLiteral("/after.cxf");
     ASSERT_TRUE(writeMarker(path));

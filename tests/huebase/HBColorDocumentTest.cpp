@@ -2,7 +2,6 @@
 
 #include <TX350CustomResource.h>
 
-#include <TestSupport.h>
 #include <VLPropertyList.h>
 
 #include <gtest/gtest.h>
@@ -66,30 +65,14 @@ TEST(HBColorDocument, LooksUpColoursByAttributesAndKeepsTheIndexCurrent)
     EXPECT_EQ(document.colorsWithAttributes({{HBColorNumberAttributeKey, QStringLiteral("N 20b")}}).size(), 1);
 }
 
-TEST(HBColorDocument, ExportShapedDocumentRoundTrips)
+// What the match export builds: a fandeck colour's attributes copied once per match, the one
+// representation with its measurement conditions shared by both copies, the TX350 lists.
+TEST(HBColorDocument, AColourMatchedTwiceSharesItsRepresentationAndRoundTrips)
 {
-    // What the match export builds: copied fandeck attributes, a converted representation with
-    // the seven measurement conditions, the TX350 lists.
-    HBColorDocumentPtr fandeck = sampleDocument();
-    HBColorPtr source = fandeck->colorsWithAttributes({{HBColorNumberAttributeKey, QStringLiteral("VI 1001")}}).last();
-    HBColorRepresentationPtr lab =
-        source->representationsWithColorSpaceModel(HBColorSpaceModelSpectral)
-            .last()
-            ->colorUsingColorSpaceModel(HBColorSpaceModelCIELab,
-                                        {{HBColorRepIlluminantAttributeKey, HBIlluminantD65},
-                                         {HBColorRepObserverTypeAttributeKey, 1}},
-                                        nullptr);
-    ASSERT_TRUE(lab);
-    lab->setAttribute(HBIlluminantD65, HBColorRepIlluminantAttributeKey);
-    lab->setAttribute(1, HBColorRepObserverTypeAttributeKey);
-    lab->setAttribute(QStringLiteral("Annular"), HBColorRepGeometrySingleAngleConfigurationAttributeKey);
-    lab->setAttribute(45, HBColorRepGeometrySingleAngleIlluminationAngleAttributeKey);
-    lab->setAttribute(0, HBColorRepGeometrySingleAngleMeasurementAngleAttributeKey);
-    lab->setAttribute(2, HBColorRepMeasurementTypeAttributeKey);
-    lab->setAttribute(HBTristimulusConvertionMethodE308Table6, HBColorRepTristimulusSpectralConvertionMethodAttributeKey);
-
+    const HBColorPtr source = sampleDocument()->colors()[3];
+    const HBColorRepresentationPtr lab = source->representations().first();
     HBColorDocumentPtr exported(new HBColorDocument);
-    for (int i = 0; i < 2; ++i) { // the same fandeck colour matched twice
+    for (int i = 0; i < 2; ++i) {
         HBColorPtr copy = HBColor::color();
         for (auto it = source->attributes().cbegin(); it != source->attributes().cend(); ++it)
             copy->setAttribute(it.value(), it.key());
@@ -102,17 +85,13 @@ TEST(HBColorDocument, ExportShapedDocumentRoundTrips)
     exported->addCustomResource(tx350);
 
     const QByteArray data = exported->dataRepresentation(nullptr);
-    if (!cxf3SchemaPath().isEmpty()) {
-        EXPECT_EQ(cxf3SchemaErrors(data, cxf3SchemaPath()).toStdString(), "");
-    }
+    EXPECT_TRUE(isValidCxf3(data));
     HBColorDocumentPtr back = HBColorDocument::initWithData(data, nullptr, nullptr);
     ASSERT_TRUE(back);
     ASSERT_EQ(back->colors().size(), 2);
-    const HBColorRepresentationPtr read = back->colors()[1]->representations().first();
-    EXPECT_EQ(read->attributes(), lab->attributes());
-    EXPECT_DOUBLE_EQ(read->L(), lab->L());
-    EXPECT_EQ(back->colors()[1]->attributeForKey(HBColorUniqueIdentifierAttributeKey),
-              source->attributeForKey(HBColorUniqueIdentifierAttributeKey));
+    EXPECT_EQ(back->colors()[1]->representations().first()->attributes(), lab->attributes());
+    for (const QString &key : source->attributes().keys())
+        EXPECT_EQ(back->colors()[1]->attributeForKey(key), source->attributeForKey(key)) << key.toStdString();
 }
 
 TEST(HBColorDocument, PropertyListFormCarriesAColour)

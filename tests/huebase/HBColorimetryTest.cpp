@@ -32,19 +32,6 @@ HBLab labOf(const QList<double> &spectrum, int start, int observer)
 
 } // namespace
 
-TEST(HBColorimetry, PerfectReflectorIsWhiteForBothObservers)
-{
-    for (int observer : {0, 1}) {
-        for (int start : {360, 400}) {
-            const int count = start == 360 ? 43 : 31;
-            const HBLab lab = labOf(QList<double>(count, 1.0), start, observer);
-            EXPECT_NEAR(lab.L, observer == 1 ? 99.999 : 100.0, 0.01) << observer << " " << start;
-            EXPECT_NEAR(lab.a, 0.0, 0.02);
-            EXPECT_NEAR(lab.b, 0.0, 0.02);
-        }
-    }
-}
-
 TEST(HBColorimetry, WeightedSumsMatchTheTableIncludingFoldedEnds)
 {
     struct Case {

@@ -1,7 +1,5 @@
 #include "HBTestSupport.h"
 
-#include <TestSupport.h>
-
 #include <QStringList>
 
 #include <gtest/gtest.h>
@@ -17,24 +15,20 @@ struct SkipCollector : HBColorDocumentDelegate {
 QByteArray oneColour(const QByteArray &root, const QByteArray &p, const QByteArray &spectrumAttributes,
                      const QByteArray &spectrum, const QByteArray &range = "StartWL=\"400\" Increment=\"10\"")
 {
-    return root + "\n<" + p + "Resources><" + p + "ObjectCollection>"
-           "<" + p + "Object ObjectType=\"Standard\" Name=\"Sea Glass\" Id=\"o1\" GUID=\"g-1\">"
-           "<" + p + "CreationDate>2024-01-01T00:00:00</" + p + "CreationDate><" + p + "ColorValues>"
-           "<" + p + "ReflectanceSpectrum ColorSpecification=\"cs\" " + spectrumAttributes + ">" + spectrum +
-           "</" + p + "ReflectanceSpectrum>"
-           "<" + p + "ColorCIELab ColorSpecification=\"cs\"><" + p + "L>50</" + p + "L><" + p + "A>1.5</" + p +
-           "A><" + p + "B>-2</" + p + "B></" + p + "ColorCIELab></" + p + "ColorValues>"
-           "<" + p + "TagCollection Name=\"t\"><" + p + "Tag Name=\"ColorNumber\" Value=\"SG 12\"/></" + p +
-           "TagCollection></" + p + "Object></" + p + "ObjectCollection>"
-           "<" + p + "ColorSpecificationCollection><" + p + "ColorSpecification Id=\"cs\"><" + p + "TristimulusSpec><" +
-           p + "Illuminant>D65</" + p + "Illuminant><" + p + "Observer>2_Degree</" + p + "Observer><" + p +
-           "Method>E308_Table5</" + p + "Method></" + p + "TristimulusSpec><" + p + "MeasurementSpec><" + p +
-           "MeasurementType>Spectrum_Reflectance</" + p + "MeasurementType><" + p + "GeometryChoice><" + p +
-           "SingleAngle><" + p + "SingleAngleConfiguration>Annular</" + p + "SingleAngleConfiguration><" + p +
-           "IlluminationAngle>45</" + p + "IlluminationAngle><" + p + "MeasurementAngle>0</" + p +
-           "MeasurementAngle></" + p + "SingleAngle></" + p + "GeometryChoice><" + p + "WavelengthRange " + range +
-           "/></" + p + "MeasurementSpec></" + p + "ColorSpecification></" + p + "ColorSpecificationCollection></" +
-           p + "Resources></" + p + "CxF>";
+    QByteArray body = "<Resources><ObjectCollection>"
+        "<Object ObjectType=\"Standard\" Name=\"Sea Glass\" Id=\"o1\" GUID=\"g-1\">"
+        "<CreationDate>2024-01-01T00:00:00</CreationDate><ColorValues>"
+        "<ReflectanceSpectrum ColorSpecification=\"cs\" " + spectrumAttributes + ">" + spectrum + "</ReflectanceSpectrum>"
+        "<ColorCIELab ColorSpecification=\"cs\"><L>50</L><A>1.5</A><B>-2</B></ColorCIELab></ColorValues>"
+        "<TagCollection Name=\"t\"><Tag Name=\"ColorNumber\" Value=\"SG 12\"/></TagCollection></Object></ObjectCollection>"
+        "<ColorSpecificationCollection><ColorSpecification Id=\"cs\"><TristimulusSpec><Illuminant>D65</Illuminant>"
+        "<Observer>2_Degree</Observer><Method>E308_Table5</Method></TristimulusSpec><MeasurementSpec>"
+        "<MeasurementType>Spectrum_Reflectance</MeasurementType><GeometryChoice><SingleAngle>"
+        "<SingleAngleConfiguration>Annular</SingleAngleConfiguration><IlluminationAngle>45</IlluminationAngle>"
+        "<MeasurementAngle>0</MeasurementAngle></SingleAngle></GeometryChoice><WavelengthRange " + range + "/>"
+        "</MeasurementSpec></ColorSpecification></ColorSpecificationCollection></Resources></CxF>";
+    body.replace("</", "\x01").replace("<", "<" + p).replace("\x01", "</" + p);
+    return root + "\n" + body;
 }
 
 const QByteArray kDefaultRoot = "<CxF xmlns=\"http://colorexchangeformat.com/CxF3-core\">";
@@ -129,9 +123,7 @@ TEST(HBCxfReader, AcceptsRealWorldFilesThatDoNotValidate)
     EXPECT_TRUE(skipped.reasons.join(QLatin1Char(' ')).contains(QStringLiteral("reflectancespectrum")));
 
     // Writing such a document again gives a valid file: the identifier "1bad" is replaced.
-    if (!cxf3SchemaPath().isEmpty()) {
-        EXPECT_EQ(cxf3SchemaErrors(document->dataRepresentation(nullptr), cxf3SchemaPath()).toStdString(), "");
-    }
+    EXPECT_TRUE(isValidCxf3(document->dataRepresentation(nullptr)));
 }
 
 // The colours are read as the parser streams them, the rest of the file as a tree: the same markup

@@ -32,14 +32,12 @@ QSharedPointer<TX350CustomResource> tx350Of(const HBColorDocument &document)
 
 TEST(HBCxfRoundTrip, WrittenDocumentsValidateAgainstTheSchema)
 {
-    const QString schema = cxf3SchemaPath();
-    if (schema.isEmpty())
+    if (cxf3SchemaPath().isEmpty())
         GTEST_SKIP() << "CxF3 schema not found beside the checkout (CXF3_SCHEMA)";
-    HBColorDocumentPtr document = sampleDocument();
     VLError error;
-    const QByteArray data = document->dataRepresentation(&error);
+    const QByteArray data = sampleDocument()->dataRepresentation(&error);
     ASSERT_FALSE(data.isEmpty()) << error.description().toStdString();
-    EXPECT_EQ(cxf3SchemaErrors(data, schema).toStdString(), "");
+    EXPECT_TRUE(isValidCxf3(data));
 
     // Odd grids go out point by point; an empty document is still a document.
     HBColorDocumentPtr odd(new HBColorDocument);
@@ -47,8 +45,8 @@ TEST(HBCxfRoundTrip, WrittenDocumentsValidateAgainstTheSchema)
     color->addRepresentation(HBColorRepresentation::spectralRepresentation(420, 10, QList<double>(20, 0.5)));
     color->addRepresentation(HBColorRepresentation::spectralRepresentation(400, 3, QList<double>(5, 0.5)));
     odd->addColor(color);
-    EXPECT_EQ(cxf3SchemaErrors(odd->dataRepresentation(nullptr), schema).toStdString(), "");
-    EXPECT_EQ(cxf3SchemaErrors(HBColorDocument().dataRepresentation(nullptr), schema).toStdString(), "");
+    EXPECT_TRUE(isValidCxf3(odd->dataRepresentation(nullptr)));
+    EXPECT_TRUE(isValidCxf3(HBColorDocument().dataRepresentation(nullptr)));
 }
 
 TEST(HBCxfRoundTrip, WriteReadWriteKeepsEverything)
@@ -117,31 +115,32 @@ TEST(HBCxfRoundTrip, TextThatXmlCannotCarryIsReplacedAndTheRestKept)
     VLError error;
     const QByteArray data = document->dataRepresentation(&error);
     ASSERT_FALSE(data.isEmpty()) << error.description().toStdString();
-    if (const QString schema = cxf3SchemaPath(); !schema.isEmpty()) {
-        EXPECT_EQ(cxf3SchemaErrors(data, schema).toStdString(), "");
-    }
+    EXPECT_TRUE(isValidCxf3(data));
     HBColorDocumentPtr copy = readBack(data);
     ASSERT_TRUE(copy);
     EXPECT_EQ(copy->attributeForKey(HBDocumentDescriptionAttributeKey).toString(), expected);
     EXPECT_EQ(copy->colors()[0]->attributeForKey(HBColorNameAttributeKey).toString(), expected);
     EXPECT_EQ(copy->colors()[0]->attributeForKey(QStringLiteral("Note")).toString(), expected);
     ASSERT_EQ(copy->colors().size(), document->colors().size());
-    QSharedPointer<TX350CustomResource> readResource;
-    for (const HBCustomResourcePtr &resource : copy->customResources())
-        readResource = resource.dynamicCast<TX350CustomResource>() ? resource.dynamicCast<TX350CustomResource>() : readResource;
-    ASSERT_TRUE(readResource);
-    const QList<QVariantMap> readMatches = readResource->matches();
+    QList<QVariantMap> readMatches;
+    for (const HBCustomResourcePtr &resource : copy->customResources()) {
+        if (auto tx350 = resource.dynamicCast<TX350CustomResource>())
+            readMatches = tx350->matches(); // the last one: the resource added above
+    }
     ASSERT_EQ(readMatches.size(), 1);
     EXPECT_EQ(readMatches[0].value(TX350CustomResourceMatchTextKey).toString(), expected);
     EXPECT_EQ(readMatches[0].size(), 2);
 }
 
-TEST(HBCxfRoundTrip, ForeignCustomResourcesSurviveVerbatim)
+// The written file declares no entities, so a foreign resource that used the source's entities
+// carries their text instead of references that would leave the file unreadable.
+TEST(HBCxfRoundTrip, ForeignCustomResourcesSurviveWithTheTextOfTheirEntities)
 {
     const QByteArray input = R"(<?xml version="1.0"?>
+<!DOCTYPE CxF [<!ENTITY brand "Teal"><!ENTITY both "&brand; &amp; gold">]>
 <CxF xmlns="http://colorexchangeformat.com/CxF3-core" xmlns:v="urn:example:vendor">
   <CustomResources>
-    <v:Palette v:kind="brand" mode="x"><v:Entry>Teal &amp; gold</v:Entry><Other xmlns="urn:example:other"/></v:Palette>
+    <v:Palette v:kind="brand" name="&brand;"><v:Entry>&both;!</v:Entry><Other xmlns="urn:example:other"/></v:Palette>
   </CustomResources>
 </CxF>)";
     HBColorDocumentPtr document = readBack(input);
@@ -151,37 +150,15 @@ TEST(HBCxfRoundTrip, ForeignCustomResourcesSurviveVerbatim)
     EXPECT_EQ(document->customResources().first()->localName(), QStringLiteral("Palette"));
 
     const QByteArray written = document->dataRepresentation(nullptr);
+    EXPECT_TRUE(isValidCxf3(written));
     HBColorDocumentPtr again = readBack(written);
-    ASSERT_TRUE(again);
+    ASSERT_TRUE(again) << written.constData();
     ASSERT_EQ(again->customResources().size(), 1);
     const auto foreign = again->customResources().first().dynamicCast<HBForeignCustomResource>();
     ASSERT_TRUE(foreign);
     const QByteArray text = foreign->xmlText();
-    EXPECT_TRUE(text.contains("Teal &amp; gold")) << text.constData();
-    EXPECT_TRUE(text.contains("urn:example:other")) << text.constData();
-    EXPECT_TRUE(text.contains("kind=\"brand\"")) << text.constData();
-    if (!cxf3SchemaPath().isEmpty()) {
-        EXPECT_EQ(cxf3SchemaErrors(written, cxf3SchemaPath()).toStdString(), "");
-    }
-}
-
-// The written file declares no entities, so a resource that used the source's entities carries
-// their text instead of references that would leave the file unreadable.
-TEST(HBCxfRoundTrip, ForeignResourcesTakeTheTextOfTheEntitiesTheyUsed)
-{
-    const QByteArray input = R"(<?xml version="1.0"?>
-<!DOCTYPE CxF [<!ENTITY brand "Teal"><!ENTITY both "&brand; &amp; gold">]>
-<CxF xmlns="http://colorexchangeformat.com/CxF3-core" xmlns:v="urn:example:vendor">
-  <CustomResources><v:Palette name="&brand;"><v:Entry>&both;!</v:Entry></v:Palette></CustomResources>
-</CxF>)";
-    HBColorDocumentPtr document = readBack(input);
-    ASSERT_TRUE(document);
-    HBColorDocumentPtr again = readBack(document->dataRepresentation(nullptr));
-    ASSERT_TRUE(again) << document->dataRepresentation(nullptr).constData();
-    ASSERT_EQ(again->customResources().size(), 1);
-    const QByteArray text = again->customResources().first().dynamicCast<HBForeignCustomResource>()->xmlText();
-    EXPECT_TRUE(text.contains("<v:Entry>Teal &amp; gold!</v:Entry>")) << text.constData();
-    EXPECT_TRUE(text.contains("name=\"Teal\"")) << text.constData();
+    for (const char *kept : {"<v:Entry>Teal &amp; gold!</v:Entry>", "urn:example:other", "kind=\"brand\"", "name=\"Teal\""})
+        EXPECT_TRUE(text.contains(kept)) << kept << " in " << text.constData();
 }
 
 TEST(HBCxfRoundTrip, WriteToFileIsAtomicAndReportsFailures)

@@ -15,9 +15,7 @@ namespace {
 
 bool privateToUser(const QString &path)
 {
-    const QFile::Permissions others = QFile::ReadGroup | QFile::WriteGroup | QFile::ExeGroup | QFile::ReadOther
-                                      | QFile::WriteOther | QFile::ExeOther;
-    return QFileInfo::exists(path) && !(QFileInfo(path).permissions() & others);
+    return (fileMode(path) & 077) == 0; // ~0u when it does not exist
 }
 
 constexpr double kMonday = 1794908800; // 2026-11-17T09:46:40Z

@@ -4,7 +4,6 @@
 
 #include <QDir>
 #include <QFile>
-#include <QThread>
 
 #include <csignal>
 
@@ -16,19 +15,6 @@ TEST(Logger, OneSharedInstanceWhateverIsAsked)
     EXPECT_EQ(TSLogger::consoleLogger(), logger);
     EXPECT_EQ(TSLogger::loggerWithFacility(QStringLiteral("anything")), logger);
     EXPECT_TRUE(logger->facility().isNull());
-
-    QList<TSLogger *> seen(8);
-    QList<QThread *> threads;
-    for (int i = 0; i < 8; ++i)
-        threads.append(QThread::create([&seen, i] { seen[i] = TSLogger::defaultLogger(); }));
-    for (QThread *t : threads)
-        t->start();
-    for (QThread *t : threads) {
-        t->wait();
-        delete t;
-    }
-    for (TSLogger *s : seen)
-        EXPECT_EQ(s, logger);
 }
 
 TEST(Logger, MacroPrefixesCallerAndKeepsPerCentSignsOfArguments)

@@ -189,47 +189,30 @@ TEST(PropertyList, HostileBinaryListsAreRefusedBeforeLibplistSeesThem)
     }
 }
 
-TEST(PropertyList, WritesAreAtomicAndRefuseValuesWithoutAPlistForm)
+// Both kinds of write replace the old file in one step and leave nothing beside it, whether they
+// succeed or fail; the replaceable ones only skip the disk sync.
+TEST(PropertyList, WritesSwapTheFileWholeRefuseValuesWithoutAPlistFormAndLeaveNoTemporaryFiles)
 {
-    QTemporaryDir dir;
-    const QString path = dir.filePath("defaults.plist");
-    ASSERT_TRUE(VLPropertyList::writeXml(path, QVariantMap{{"a", 1}}));
+    for (const auto durability : {VLPropertyList::Durability::Durable, VLPropertyList::Durability::Replaceable}) {
+        QTemporaryDir dir;
+        const QString path = dir.filePath("info.plist");
+        ASSERT_TRUE(VLPropertyList::writeXml(path, QVariantMap{{"a", 1}}, nullptr, durability));
+        ASSERT_TRUE(VLPropertyList::writeXml(path, QVariantMap{{"a", 2}, {"b", "two"}}, nullptr, durability));
+        EXPECT_EQ(VLPropertyList::readDictionary(path), (QVariantMap{{"a", qint64(2)}, {"b", "two"}}));
 
-    VLError error;
-    EXPECT_FALSE(VLPropertyList::writeXml(path, QVariantMap{{"bad", QVariant::fromValue(QSize(1, 2))}}, &error));
-    EXPECT_EQ(error.code(), VLPropertyList::UnsupportedValue);
-    EXPECT_EQ(VLPropertyList::readDictionary(path).value("a").toLongLong(), 1); // old content intact
+        VLError error;
+        EXPECT_FALSE(VLPropertyList::writeXml(path, QVariantMap{{"bad", QVariant::fromValue(QSize(1, 2))}}, &error, durability));
+        EXPECT_EQ(error.code(), VLPropertyList::UnsupportedValue);
+        // A folder in the file's place cannot be replaced by a file: the write fails and says why.
+        ASSERT_TRUE(QDir(dir.path()).mkdir("taken.plist"));
+        EXPECT_FALSE(VLPropertyList::writeXml(dir.filePath("taken.plist"), QVariantMap{{"a", 1}}, &error, durability));
+        EXPECT_EQ(error.code(), VLPropertyList::WriteFailed);
+        EXPECT_TRUE(error.description().contains("taken.plist")) << error.description().toStdString();
+        EXPECT_FALSE(VLPropertyList::writeXml(dir.filePath("no/such/folder/x.plist"), QVariantMap{{"a", 1}}, &error, durability));
+        EXPECT_EQ(error.code(), VLPropertyList::WriteFailed);
 
-    EXPECT_FALSE(VLPropertyList::writeXml(dir.filePath("no/such/folder/x.plist"), QVariantMap{{"a", 1}}, &error));
-    EXPECT_EQ(error.code(), VLPropertyList::WriteFailed);
-}
-
-// The writes that skip the disk sync still replace the old file in one step and leave nothing
-// beside it, whether they succeed or fail.
-TEST(PropertyList, ReplaceableWritesSwapTheFileWholeAndLeaveNoTemporaryFiles)
-{
-    using VLPropertyList::Durability;
-    QTemporaryDir dir;
-    const QString path = dir.filePath("info.plist");
-    ASSERT_TRUE(VLPropertyList::writeXml(path, QVariantMap{{"a", 1}}, nullptr, Durability::Replaceable));
-    ASSERT_TRUE(VLPropertyList::writeXml(path, QVariantMap{{"a", 2}, {"b", "two"}}, nullptr, Durability::Replaceable));
-    EXPECT_EQ(VLPropertyList::readDictionary(path), (QVariantMap{{"a", qint64(2)}, {"b", "two"}}));
-
-    VLError error;
-    EXPECT_FALSE(VLPropertyList::writeXml(path, QVariantMap{{"bad", QVariant::fromValue(QSize(1, 2))}}, &error,
-                                          Durability::Replaceable));
-    EXPECT_EQ(error.code(), VLPropertyList::UnsupportedValue);
-    // A folder in the file's place cannot be replaced by a file: the write fails and says why.
-    ASSERT_TRUE(QDir(dir.path()).mkdir("taken.plist"));
-    EXPECT_FALSE(VLPropertyList::writeXml(dir.filePath("taken.plist"), QVariantMap{{"a", 1}}, &error,
-                                          Durability::Replaceable));
-    EXPECT_EQ(error.code(), VLPropertyList::WriteFailed);
-    EXPECT_TRUE(error.description().contains("taken.plist")) << error.description().toStdString();
-    EXPECT_FALSE(VLPropertyList::writeXml(dir.filePath("no/such/folder/x.plist"), QVariantMap{{"a", 1}}, &error,
-                                          Durability::Replaceable));
-    EXPECT_EQ(error.code(), VLPropertyList::WriteFailed);
-
-    EXPECT_EQ(QDir(dir.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden),
-              (QStringList{"info.plist", "taken.plist"}));
-    EXPECT_EQ(VLPropertyList::readDictionary(path).value("a").toLongLong(), 2);
+        EXPECT_EQ(QDir(dir.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden),
+                  (QStringList{"info.plist", "taken.plist"}));
+        EXPECT_EQ(VLPropertyList::readDictionary(path).value("a").toLongLong(), 2); // old content intact
+    }
 }
