@@ -18,6 +18,7 @@
 #include "VLSyncWindow.h"
 
 #include <QAction>
+#include <QBackingStore>
 #include <QDir>
 #include <QFile>
 #include <QJsonDocument>
@@ -324,11 +325,20 @@ TEST(AppDelegate, FreedMemoryGoesBackOnceAfterASyncEndsOrAWindowCloses)
     EXPECT_TRUE(memory->releasePending());
     ASSERT_TRUE(QTest::qWaitFor([memory] { return !memory->releasePending(); }));
     EXPECT_EQ(memory->releases(), opened + 1);
+    // The closed window gave up the image of itself it keeps for its next showing, and draws itself
+    // whole again when shown.
+    ASSERT_NE(window->backingStore(), nullptr);
+    EXPECT_EQ(window->backingStore()->size(), QSize(1, 1));
+    app.delegate->runPreferencesPanel();
+    ASSERT_TRUE(QTest::qWaitFor([window] { return window->backingStore()->size() == window->size(); }));
+    window->close();
+    ASSERT_TRUE(QTest::qWaitFor([memory] { return !memory->releasePending(); }));
+    const int closedAgain = memory->releases();
 
     // At rest nothing is waiting to run.
     QTest::qWait(100);
     EXPECT_FALSE(memory->releasePending());
-    EXPECT_EQ(memory->releases(), opened + 1);
+    EXPECT_EQ(memory->releases(), closedAgain);
 }
 
 // Fandecks the last export parsed are let go at rest, but not while the user may export from the
