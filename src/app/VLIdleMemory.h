@@ -13,9 +13,9 @@ class QWidget;
 // megabytes it no longer uses for as long as it runs. One release per quiet moment: each new
 // reason restarts the wait, and nothing runs at rest.
 //
-// A release also gives up what closed windows keep for their next showing: the native window
-// and its backing store (an image of the whole window, shared with the X server), and the style's
-// pixmap cache. Showing a window again creates them anew.
+// A release also gives up what closed windows keep for their next showing: the backing store (an
+// image of the whole window, shared with the X server) and the style's pixmap cache. Showing a
+// window again draws it anew.
 class VLIdleMemory : public QObject
 {
     Q_OBJECT
@@ -28,8 +28,8 @@ public:
     bool releasePending() const { return m_timer.isActive(); }
     int releases() const { return m_releases; }
 
-    // Installed on the application: a window that closes is a reason to release, and its native
-    // window is released with the heap unless it is shown again meanwhile.
+    // Installed on the application: a window that closes is a reason to release, and its backing
+    // store is released with the heap unless it is shown again meanwhile.
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 signals:
@@ -38,7 +38,6 @@ signals:
 
 private:
     void release();
-
     void releaseClosedWindows();
 
     QTimer m_timer;
