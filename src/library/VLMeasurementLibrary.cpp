@@ -12,7 +12,10 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QHash>
+#include <QPluginLoader>
 #include <QSet>
+#include <QSqlDriver>
+#include <QSqlDriverPlugin>
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QtEndian>
@@ -97,6 +100,30 @@ VLMeasurementLibrary::~VLMeasurementLibrary()
         QSqlDatabase::database(m_connection, false).close();
         QSqlDatabase::removeDatabase(m_connection);
     }
+    // The driver went with the connection; SQLite goes with the plugin, unless another library
+    // still has it loaded.
+    if (m_driverPlugin)
+        m_driverPlugin->unload();
+}
+
+// The tray writes the library for a moment after each sync and then rests for hours. A driver
+// Qt's own loader makes stays loaded, and SQLite with it, for as long as the process runs; one
+// from a plugin this library loads itself is unloaded with the library. A driver built into the
+// program, or a plugin that cannot be loaded this way, still comes through Qt's loader.
+QSqlDatabase VLMeasurementLibrary::addConnection()
+{
+    const QString driverName = QStringLiteral("QSQLITE");
+    auto plugin = std::make_unique<QPluginLoader>(QStringLiteral("sqldrivers/qsqlite"));
+    // QPluginLoader keeps what it loaded unless told otherwise; the driver plugin holds nothing
+    // that outlives its drivers.
+    plugin->setLoadHints({});
+    if (auto *factory = qobject_cast<QSqlDriverPlugin *>(plugin->instance())) {
+        if (QSqlDriver *driver = factory->create(driverName)) {
+            m_driverPlugin = std::move(plugin);
+            return QSqlDatabase::addDatabase(driver, m_connection);
+        }
+    }
+    return QSqlDatabase::addDatabase(driverName, m_connection);
 }
 
 QSqlDatabase VLMeasurementLibrary::database() const
@@ -128,8 +155,7 @@ bool VLMeasurementLibrary::open(VLError *error)
         file.close();
     QFile::setPermissions(m_path, kVLPrivateFilePermissions);
 
-    QSqlDatabase database = QSqlDatabase::contains(m_connection) ? this->database()
-                                                                 : QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_connection);
+    QSqlDatabase database = QSqlDatabase::contains(m_connection) ? this->database() : addConnection();
     database.setDatabaseName(m_path);
     // Another process (the tray and the command line) may be writing: wait for it rather than fail.
     database.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=10000"));

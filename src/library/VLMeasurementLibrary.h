@@ -10,6 +10,10 @@
 #include <QSqlDatabase>
 #include <QString>
 
+#include <memory>
+
+class QPluginLoader;
+
 // The measurement library: every capture any sync or export has read, stored once per device,
 // capture time and colour, in an SQLite database in the data folder with the audio notes in a
 // folder beside it. A capture deleted on its device stays, marked as no longer on the device.
@@ -60,8 +64,10 @@ public:
 
 private:
     QSqlDatabase database() const;
+    QSqlDatabase addConnection();
     QString m_path;
     QString m_connection;
+    std::unique_ptr<QPluginLoader> m_driverPlugin;
 };
 
 // Tells whoever shows a library in this process that a write to it has been committed, so a window

@@ -9,6 +9,7 @@
 #include "VelmoraSyncPreferencesWindowController.h"
 #include "ui_VelmoraSyncPreferencesWindowController.h"
 
+#include <QBackingStore>
 #include <QDir>
 #include <QFile>
 #include <QJsonDocument>
@@ -258,6 +259,8 @@ TEST(AppDelegate, FreedMemoryGoesBackOnceAfterRunsEnd)
     app.delegate->syncManagerDidFinishSync(app.delegate->syncManager());
     EXPECT_TRUE(memory->releasePending());
     ASSERT_TRUE(QTest::qWaitFor([memory] { return !memory->releasePending(); }));
+    EXPECT_EQ(memory->releases(), before + 1);
+
     QTest::qWait(100);
     EXPECT_FALSE(memory->releasePending());
     EXPECT_EQ(memory->releases(), before + 1);
@@ -291,6 +294,13 @@ TEST_F(AppWithDevice, LoadedFandecksGoAtRestOnceThePreferencesWindowIsClosed)
     window->close();
     ASSERT_TRUE(QTest::qWaitFor([memory] { return !memory->releasePending(); }));
     EXPECT_TRUE(manager->memoryFandecks().isEmpty());
+    // The closed window gave up the image of itself it keeps for its next showing, and draws itself
+    // whole again when shown.
+    ASSERT_NE(window->backingStore(), nullptr);
+    EXPECT_EQ(window->backingStore()->size(), QSize(1, 1));
+    app.delegate->runPreferencesPanel();
+    ASSERT_TRUE(QTest::qWaitFor([window] { return window->backingStore()->size() == window->size(); }));
+    window->close();
     // The next export reads the file again.
     manager->loadFandecksIntoMemory();
     ASSERT_EQ(manager->memoryFandecks().size(), 1);

@@ -162,6 +162,31 @@ TEST_F(MeasurementLibraryTest, WriteThatFailsHalfwayLeavesTheLibraryAsBefore)
 
 // The history of one sync as its run report ended: one row, the captures' when the export step
 // read some, with the files and errors the report listed.
+#ifdef Q_OS_LINUX
+// The tray rests for hours between writes: SQLite is loaded only while a library is open.
+TEST(MeasurementLibraryDriver, SQLiteIsUnloadedWhenTheLastLibraryCloses)
+{
+    const auto sqliteLoaded = [] {
+        QFile maps(QStringLiteral("/proc/self/maps"));
+        return maps.open(QIODevice::ReadOnly) && maps.readAll().contains("libsqlite3");
+    };
+    ScopedDataFolder data;
+    {
+        VLMeasurementLibrary first(VLMeasurementLibrary::defaultPath());
+        VLError error;
+        ASSERT_TRUE(first.open(&error)) << error.description().toStdString();
+        {
+            VLMeasurementLibrary second(VLMeasurementLibrary::defaultPath());
+            ASSERT_TRUE(second.open(&error)) << error.description().toStdString();
+        }
+        EXPECT_TRUE(sqliteLoaded()) << "another library is still open";
+        EXPECT_TRUE(first.captures(&error).isEmpty());
+        EXPECT_TRUE(error.isNull());
+    }
+    EXPECT_FALSE(sqliteLoaded());
+}
+#endif
+
 struct HistoryCase
 {
     VLSyncRunReport::Ending ending;
