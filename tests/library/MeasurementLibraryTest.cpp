@@ -160,8 +160,6 @@ TEST_F(MeasurementLibraryTest, WriteThatFailsHalfwayLeavesTheLibraryAsBefore)
     }
 }
 
-// The history of one sync as its run report ended: one row, the captures' when the export step
-// read some, with the files and errors the report listed.
 #ifdef Q_OS_LINUX
 // The tray rests for hours between writes: SQLite is loaded only while a library is open.
 TEST(MeasurementLibraryDriver, SQLiteIsUnloadedWhenTheLastLibraryCloses)
@@ -212,6 +210,8 @@ VLSyncRunReport report(VLSyncRunReport::Ending ending, int errors, qint64 beganS
     return r;
 }
 
+// The history of one sync as its run report ended: one row, the captures' when the export step
+// read some, with the files and errors the report listed.
 class SyncHistoryTest : public MeasurementLibraryTest, public ::testing::WithParamInterface<HistoryCase>
 {
 };
