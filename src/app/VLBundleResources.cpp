@@ -26,3 +26,5 @@ QString vlPathForBundleResource(const QString &name, const QString &type)
     }
     return {};
 }
+
+const QString VLHelpDocumentName = QStringLiteral("TINTERA_Sync_Utility_help");

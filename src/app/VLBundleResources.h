@@ -9,4 +9,4 @@ QStringList vlBundleResourceFolders();
 // The path of "<name>.<type>" in the first folder that has it; empty when none has.
 QString vlPathForBundleResource(const QString &name, const QString &type);
 
-inline const QString VLHelpDocumentName = QStringLiteral("TINTERA_Sync_Utility_help");
+extern const QString VLHelpDocumentName;

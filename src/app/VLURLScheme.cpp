@@ -22,3 +22,5 @@ bool vlIsSyncURL(const QString &url)
 {
     return vlURLSchemeAsWritten(url) == VLSyncURLScheme;
 }
+
+const QString VLSyncURLScheme = QStringLiteral("x-tintera-sync");

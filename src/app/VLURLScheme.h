@@ -2,7 +2,7 @@
 
 #include <QString>
 
-inline const QString VLSyncURLScheme = QStringLiteral("x-tintera-sync");
+extern const QString VLSyncURLScheme;
 
 // The scheme of a URL exactly as written (QUrl lowers its case, which would let "X-TINTERA-SYNC:"
 // pass); empty when the text does not begin with a scheme.

@@ -97,6 +97,11 @@ void VelmoraSyncAppDelegate::applicationDidFinishLaunching()
                                && m_prefsWindowController->window()->isVisible();
         if (m_syncManager && !mayExport)
             m_syncManager->releaseLoadedFandecks();
+        // A closed preferences window is a few hundred kilobytes of widgets, models and observers the
+        // tray would keep for nothing between two openings; the next opening builds it anew. Not while a
+        // modal box runs: one of the controller's own methods may be waiting for it.
+        if (m_prefsWindowController && m_prefsWindowController->isAtRest() && !QApplication::activeModalWidget())
+            m_prefsWindowController.reset();
     });
     m_isDeviceReady = false;
 
@@ -200,6 +205,11 @@ VelmoraSyncPreferencesWindowController *VelmoraSyncAppDelegate::prefsWindowContr
         m_prefsWindowController->setSyncManager(m_syncManager);
         connect(m_prefsWindowController.get(), &VelmoraSyncPreferencesWindowController::measurementsRequested, this,
                 &VelmoraSyncAppDelegate::runMeasurementsWindow);
+        // A window built in the middle of a download shows it as one that saw it begin would.
+        if (m_downloading)
+            m_prefsWindowController->startProgress();
+        if (m_downloadFraction >= 0)
+            m_prefsWindowController->setProgressValue(m_downloadFraction * 100.0);
     }
     return m_prefsWindowController.get();
 }
@@ -274,6 +284,7 @@ void VelmoraSyncAppDelegate::runEnded()
     m_shownPercent = -1;
     // A cancel or a stall ends the run inside a download, which then never reports its end: the bar
     // would stay where it was, or busy.
+    m_downloading = false;
     if (m_prefsWindowController)
         m_prefsWindowController->stopProgress();
     m_firmwareNoticeShown.clear();
@@ -509,14 +520,18 @@ void VelmoraSyncAppDelegate::syncManagerDownloadingDidBegin(VLSyncManager *)
 {
     if (m_watchdog)
         m_watchdog->noteProgress();
-    prefsWindowController()->startProgress();
+    m_downloading = true;
+    if (m_prefsWindowController)
+        m_prefsWindowController->startProgress();
 }
 
 void VelmoraSyncAppDelegate::syncManagerDownloadingDidFinish(VLSyncManager *)
 {
     if (m_watchdog)
         m_watchdog->noteProgress();
-    prefsWindowController()->stopProgress();
+    m_downloading = false;
+    if (m_prefsWindowController)
+        m_prefsWindowController->stopProgress();
     m_downloadFraction = -1;
     m_shownPercent = -1;
     showSyncProgress();
@@ -526,7 +541,8 @@ void VelmoraSyncAppDelegate::syncManagerDownloadDidUpdateAmount(VLSyncManager *,
 {
     if (m_watchdog)
         m_watchdog->noteProgress();
-    prefsWindowController()->setProgressValue(amount * 100.0);
+    if (m_prefsWindowController)
+        m_prefsWindowController->setProgressValue(amount * 100.0);
     m_downloadFraction = amount;
     // The title changes with each whole percent, not with each packet.
     const int percent = std::isfinite(amount) ? qBound(0, int(amount * 100.0), 100) : -1;
@@ -734,7 +750,8 @@ void VelmoraSyncAppDelegate::_deviceDidBecomeReady(const KDDevicePtr &device)
         m_watchdog->setTimeoutMilliseconds(m_stallTimeoutMilliseconds);
     }
 
-    prefsWindowController()->setSyncManager(m_syncManager);
+    if (m_prefsWindowController)
+        m_prefsWindowController->setSyncManager(m_syncManager);
     m_syncManager->deviceBecameAvailable();
 
     if (!syncServiceOnline()) {
@@ -782,3 +799,11 @@ void VelmoraSyncAppDelegate::receivedRebootEndForCleanDeviceForDeviceDidReceiveR
     m_platform.alerts->runModalAlert(tr("Clean Device"), tr("Device cleaning has completed."), tr("OK"),
                                      VLAlertPresenter::Style::Information);
 }
+
+const QString VLLaunchAtLoginKey = QStringLiteral("VLLaunchAtLogin");
+const QString VLShowDeveloperDebugWindowKey = QStringLiteral("VLShowDeveloperDebugWindow");
+const QString VLShowCleanKey = QStringLiteral("VLShowClean");
+const QString VLShowUploadFileKey = QStringLiteral("VLShowUploadFile");
+const QString VLShowLaunchAtLoginMenuKey = QStringLiteral("VLShowLaunchAtLoginMenu");
+const QString VLLoginItemHelperIdentifier = QStringLiteral("com.kalvex.TinteraSyncHelper");
+const QString VLVelmoraDeviceName = QStringLiteral("Velmora");

@@ -30,13 +30,13 @@ class VLUploadFileWindowController;
 class VelmoraSyncPreferencesWindowController;
 class VLMeasurementsWindow;
 
-inline const QString VLLaunchAtLoginKey = QStringLiteral("VLLaunchAtLogin");
-inline const QString VLShowDeveloperDebugWindowKey = QStringLiteral("VLShowDeveloperDebugWindow");
-inline const QString VLShowCleanKey = QStringLiteral("VLShowClean");
-inline const QString VLShowUploadFileKey = QStringLiteral("VLShowUploadFile");
-inline const QString VLShowLaunchAtLoginMenuKey = QStringLiteral("VLShowLaunchAtLoginMenu");
-inline const QString VLLoginItemHelperIdentifier = QStringLiteral("com.kalvex.TinteraSyncHelper");
-inline const QString VLVelmoraDeviceName = QStringLiteral("Velmora");
+extern const QString VLLaunchAtLoginKey;
+extern const QString VLShowDeveloperDebugWindowKey;
+extern const QString VLShowCleanKey;
+extern const QString VLShowUploadFileKey;
+extern const QString VLShowLaunchAtLoginMenuKey;
+extern const QString VLLoginItemHelperIdentifier;
+extern const QString VLVelmoraDeviceName;
 
 // The application's hub: builds the status item and its menu, watches for the device, keeps one
 // sync manager for it, answers the manager's callbacks with the status item, the menu and the
@@ -172,6 +172,7 @@ private:
     QSharedPointer<KDDeviceObserver> m_deviceObserver;
     std::unique_ptr<VLSyncStallWatchdog> m_watchdog;
     int m_stallTimeoutMilliseconds;
+    bool m_downloading = false;
     double m_downloadFraction = -1; // negative: no download under way
     int m_shownPercent = -1;
     QString m_firmwareNoticeShown; // the message of the write last announced in this run

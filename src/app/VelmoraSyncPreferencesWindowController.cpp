@@ -97,6 +97,13 @@ void VelmoraSyncPreferencesWindowController::bindControls()
 
 VelmoraSyncPreferencesWindowController::~VelmoraSyncPreferencesWindowController() = default;
 
+bool VelmoraSyncPreferencesWindowController::isAtRest() const
+{
+    const auto closed = [](const QWidget *widget) { return !widget || widget->isHidden(); };
+    return closed(m_window.get()) && closed(m_helpWindow ? m_helpWindow->window() : nullptr) && closed(m_exportPanel)
+           && closed(m_exportWindow) && closed(m_exportConfirmation) && !m_exportController;
+}
+
 void VelmoraSyncPreferencesWindowController::setUpFandeckTable()
 {
     QTableView *table = m_ui->fandeckTableView;

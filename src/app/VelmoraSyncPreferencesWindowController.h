@@ -122,6 +122,9 @@ public:
     static QString helpDocumentPath();
 
     VLSyncWindow *window() const { return m_window.get(); }
+    // Nothing of this controller is on screen or under way: its window, help, export panel, export
+    // and the question after it are all closed or done, so it can go and be built anew when next needed.
+    bool isAtRest() const;
     Ui::VelmoraSyncPreferencesWindowController *ui() const { return m_ui.get(); }
     VLFandeckTableModel *fandeckModel() const { return m_fandeckModel; }
     QDialog *debugWindow() const { return m_debugWindow; }

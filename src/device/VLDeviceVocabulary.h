@@ -14,50 +14,52 @@
 
 // What this program says to the device: the names of the commands, the keys of their arguments,
 // and every command built from them. Whatever sends something to the device builds it here.
+// The strings are defined once in the .cpp, as every shared string constant in this program is: an
+// inline QString would be initialised again, at start, in each of the dozens of files that include it.
 namespace VLDeviceVocabulary {
 
 namespace Command {
-inline const QString BeginSync = QStringLiteral("BeginSync");
-inline const QString EndSync = QStringLiteral("EndSync");
-inline const QString SetSyncImage = QStringLiteral("SetSyncImage");
-inline const QString GetFiles = QStringLiteral("GetFiles");
-inline const QString GetMeasurements = QStringLiteral("GetMeasurements");
-inline const QString Download = QStringLiteral("Download");
-inline const QString Upload = QStringLiteral("Upload");
-inline const QString DeleteFile = QStringLiteral("DeleteFile");
-inline const QString EnableFandeck = QStringLiteral("EnableFandeck");
-inline const QString SetPreferredFandeck = QStringLiteral("SetPreferredFandeck");
-inline const QString SetDeltaE = QStringLiteral("SetDeltaE");
-inline const QString SetClock = QStringLiteral("SetClock");
-inline const QString Reboot = QStringLiteral("Reboot");
-inline const QString HiddenClean = QStringLiteral("HiddenClean");
+extern const QString BeginSync;
+extern const QString EndSync;
+extern const QString SetSyncImage;
+extern const QString GetFiles;
+extern const QString GetMeasurements;
+extern const QString Download;
+extern const QString Upload;
+extern const QString DeleteFile;
+extern const QString EnableFandeck;
+extern const QString SetPreferredFandeck;
+extern const QString SetDeltaE;
+extern const QString SetClock;
+extern const QString Reboot;
+extern const QString HiddenClean;
 } // namespace Command
 
 namespace Argument {
 // "Download": the name of a file the device keeps, such as an audio note.
-inline const QString Filename = QStringLiteral("filename");
+extern const QString Filename;
 // A file's record, as "Upload", "DeleteFile" and "EnableFandeck" carry it.
-inline const QString FileType = QStringLiteral("FileType");
-inline const QString FileID = QStringLiteral("FileID");
-inline const QString DeviceFileID = QStringLiteral("DeviceFileID");
-inline const QString SKU = QStringLiteral("SKU");
-inline const QString Description = QStringLiteral("Description");
-inline const QString VersionString = QStringLiteral("VersionString");
-inline const QString ByteLength = QStringLiteral("ByteLength");
-inline const QString FileURL = QStringLiteral("FileURL");
+extern const QString FileType;
+extern const QString FileID;
+extern const QString DeviceFileID;
+extern const QString SKU;
+extern const QString Description;
+extern const QString VersionString;
+extern const QString ByteLength;
+extern const QString FileURL;
 // "SetClock".
-inline const QString Year = QStringLiteral("Year");
-inline const QString Month = QStringLiteral("Month");
-inline const QString Day = QStringLiteral("Day");
-inline const QString Hour = QStringLiteral("Hour");
-inline const QString Minute = QStringLiteral("Minute");
-inline const QString Second = QStringLiteral("Second");
+extern const QString Year;
+extern const QString Month;
+extern const QString Day;
+extern const QString Hour;
+extern const QString Minute;
+extern const QString Second;
 // "SetDeltaE".
-inline const QString MatchPerformanceTolerance = QStringLiteral("MatchPerformanceTolerance");
-inline const QString PriorityFandeckOffset = QStringLiteral("PriorityFandeckOffset");
-inline const QString DEWeightFactorL = QStringLiteral("DEWeightFactorL");
-inline const QString DEWeightFactorC = QStringLiteral("DEWeightFactorC");
-inline const QString DEWeightFactorH = QStringLiteral("DEWeightFactorH");
+extern const QString MatchPerformanceTolerance;
+extern const QString PriorityFandeckOffset;
+extern const QString DEWeightFactorL;
+extern const QString DEWeightFactorC;
+extern const QString DEWeightFactorH;
 } // namespace Argument
 
 // A command without arguments: BeginSync, EndSync, GetFiles, GetMeasurements, Reboot, HiddenClean.

@@ -121,3 +121,5 @@ QString VLFileTrust::unverifiableWarning(const VLSyncFileInfo &file)
         return {};
     return tr("The service gives no checksum for %1: its bytes cannot be verified.").arg(fileName(file));
 }
+
+const QString VLFileTrustErrorDomain = QStringLiteral("VLFileTrustDomain");

@@ -8,7 +8,7 @@
 
 class VLSyncFileInfo;
 
-inline const QString VLFileTrustErrorDomain = QStringLiteral("VLFileTrustDomain");
+extern const QString VLFileTrustErrorDomain;
 
 enum VLFileTrustErrorCode : qint64 {
     VLFileTrustErrorChecksumMismatch = 1, // the bytes are not the ones the service published

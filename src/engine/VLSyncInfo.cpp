@@ -275,3 +275,5 @@ QString VLSyncInfo::description() const
         + vlDescribeFileList(m_deviceFiles) + QStringLiteral("====webServiceFiles:\n")
         + vlDescribeFileList(m_webServiceFiles);
 }
+
+const QString VLSyncInfoFandecksDidChangeNotification = QStringLiteral("VLSyncInfoFandecksDidChangeNotification");

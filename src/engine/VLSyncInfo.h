@@ -5,7 +5,7 @@
 #include <QObject>
 #include <QVariantMap>
 
-inline const QString VLSyncInfoFandecksDidChangeNotification = QStringLiteral("VLSyncInfoFandecksDidChangeNotification");
+extern const QString VLSyncInfoFandecksDidChangeNotification;
 
 // The inventory of one device: what the computer, the device and the service hold, and the
 // decisions drawn from the three lists. Main thread only.

@@ -372,3 +372,5 @@ void VLSyncManager::syncSessionRequestDidFailWithError(VLSyncSession *, int requ
     VL_LOG("---------------- THIS SHOULD NOT HAPPEN -------------------");
     syncDidReceiveErrorRunNextStep(error, true);
 }
+
+const QString VLSyncManagerSyncStatusChangedNotification = QStringLiteral("VLSyncManagerSyncStatusChangedNotification");

@@ -42,7 +42,7 @@ class VLSyncManagerDeviceRelay;
 class VLSyncManagerServiceRelay;
 class VLSyncInfo;
 
-inline const QString VLSyncManagerSyncStatusChangedNotification = QStringLiteral("VLSyncManagerSyncStatusChangedNotification");
+extern const QString VLSyncManagerSyncStatusChangedNotification;
 
 // The one coordinator of everything done for one device, found by serial number. It carries a sync
 // through its steps, one asynchronous operation at a time, on the main thread. Its groups of

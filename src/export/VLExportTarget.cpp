@@ -52,3 +52,5 @@ VLError vlPrepareExportTarget(const QString &documentPath, bool withAudioFolder,
         return folderError(folder, errno);
     return {};
 }
+
+const QString VLExportTargetErrorDomain = QStringLiteral("VLExportTargetDomain");

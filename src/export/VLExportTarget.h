@@ -6,7 +6,7 @@
 
 // A user's file is replaced only with their consent: an export finds out where it will write
 // before it writes anything, and a failure names the file or the folder and the system's reason.
-inline const QString VLExportTargetErrorDomain = QStringLiteral("VLExportTargetDomain");
+extern const QString VLExportTargetErrorDomain;
 enum VLExportTargetError : qint64 {
     VLExportTargetExists = 1, // the document is there already; userInfo "path" names it
     VLExportTargetFolderUnusable = 2,

@@ -41,3 +41,5 @@ bool vlWriteMatchRecords(
             QCoreApplication::translate("VLMatchRecordWriter", "Could not write %1: %2").arg(path, file.errorString()));
     return true;
 }
+
+const QString VLMatchExportErrorDomain = QStringLiteral("VLMatchExportDomain");

@@ -31,4 +31,4 @@ std::unique_ptr<VLMatchRecordWriter> vlMatchRecordWriterForFormat(VLMatchExportF
 bool vlWriteMatchRecords(
     VLMatchExportFormat format, const VLMatchRecordList &records, const QString &path, VLError *error);
 
-inline const QString VLMatchExportErrorDomain = QStringLiteral("VLMatchExportDomain");
+extern const QString VLMatchExportErrorDomain;

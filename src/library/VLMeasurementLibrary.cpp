@@ -392,3 +392,5 @@ void vlKeepMatchesInLibrary()
             VL_LOG("The captures of %@ were not kept in the library: %@", read.deviceSerialNumber, error);
     });
 }
+
+const QString VLMeasurementLibraryErrorDomain = QStringLiteral("VLMeasurementLibraryDomain");

@@ -89,4 +89,4 @@ void vlKeepMatchesInLibrary();
 // of every run. Failures are logged: the history is a record, never a reason for a sync to fail.
 void vlRecordSyncInLibrary(const VLSyncRunReport &report, const QString &deviceSerialNumber);
 
-inline const QString VLMeasurementLibraryErrorDomain = QStringLiteral("VLMeasurementLibraryDomain");
+extern const QString VLMeasurementLibraryErrorDomain;

@@ -325,3 +325,7 @@ bool writeXml(const QString &path, const QVariant &value, VLError *error, Durabi
 }
 
 } // namespace VLPropertyList
+
+namespace VLPropertyList {
+const QString ErrorDomain = QStringLiteral("VLPropertyListDomain");
+} // namespace VLPropertyList

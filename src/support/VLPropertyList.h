@@ -11,7 +11,7 @@
 // binary form and written as XML, atomically. This is the only place that talks to libplist.
 namespace VLPropertyList {
 
-inline const QString ErrorDomain = QStringLiteral("VLPropertyListDomain");
+extern const QString ErrorDomain;
 enum ErrorCode : qint64 { ReadFailed = 1, ParseFailed = 2, UnsupportedValue = 3, WriteFailed = 4 };
 
 QVariant fromData(const QByteArray &data, VLError *error = nullptr);

@@ -77,3 +77,6 @@ QString vlApplicationVersionLine(const QString &programName)
              vlApplicationInfoValue(QStringLiteral("CFBundleShortVersionString")).toString(),
              vlApplicationInfoValue(QStringLiteral("CFBundleVersion")).toString());
 }
+
+const QString VLSyncProductionURLKey = QStringLiteral("VLSyncProductionURL");
+const QString VLSyncServiceURLEnvironmentVariable = QStringLiteral("TINTERA_SERVICE_URL");

@@ -9,8 +9,8 @@
 QVariantMap vlApplicationInfo();
 QVariant vlApplicationInfoValue(const QString &key);
 
-inline const QString VLSyncProductionURLKey = QStringLiteral("VLSyncProductionURL");
-inline const QString VLSyncServiceURLEnvironmentVariable = QStringLiteral("TINTERA_SERVICE_URL");
+extern const QString VLSyncProductionURLKey;
+extern const QString VLSyncServiceURLEnvironmentVariable;
 
 // Base URL of the sync web service, without a trailing "/": the override set from the command
 // line if any, else TINTERA_SERVICE_URL if set and not empty, else the stored "VLSyncServiceURL"

@@ -594,3 +594,5 @@ void VLFileDownload::writeResumeFiles()
                              QVariantMap{{QLatin1String(kSuggestedFilenameKey), m_suggestedFilename}}, nullptr,
                              VLPropertyList::Durability::Replaceable);
 }
+
+const QString VLFileDownloadErrorDomain = QStringLiteral("VLFileDownloadDomain");

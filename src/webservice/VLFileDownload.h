@@ -17,7 +17,7 @@ class QFile;
 class QNetworkReply;
 class VLFileDownload;
 
-inline const QString VLFileDownloadErrorDomain = QStringLiteral("VLFileDownloadDomain");
+extern const QString VLFileDownloadErrorDomain;
 
 // Codes of VLFileDownloadDomain other than HTTP statuses (which are used as they are).
 enum VLFileDownloadErrorCode : qint64 {

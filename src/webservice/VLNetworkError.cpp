@@ -134,3 +134,7 @@ QString vlLocalizedStringForHTTPStatusCode(int statusCode)
         return QCoreApplication::translate("VLHTTPStatus", "server error");
     return QCoreApplication::translate("VLHTTPStatus", "unknown");
 }
+
+const QString VLURLErrorDomain = QStringLiteral("VLURLErrorDomain");
+const QString VLURLErrorFailingURLStringKey = QStringLiteral("NSErrorFailingURLStringKey");
+const QString VLURLErrorNetworkReplyErrorKey = QStringLiteral("QNetworkReplyError");

@@ -9,7 +9,7 @@ class QNetworkReply;
 
 // Transport failures of the web-service client, in one domain with the codes the rest of the
 // system tests for (the URL-loading codes of the platform the system was first written for).
-inline const QString VLURLErrorDomain = QStringLiteral("VLURLErrorDomain");
+extern const QString VLURLErrorDomain;
 
 enum VLURLErrorCode : qint64 {
     VLURLErrorUnknown = -1,
@@ -32,8 +32,8 @@ enum VLURLErrorCode : qint64 {
 };
 
 // userInfo keys of transport errors.
-inline const QString VLURLErrorFailingURLStringKey = QStringLiteral("NSErrorFailingURLStringKey");
-inline const QString VLURLErrorNetworkReplyErrorKey = QStringLiteral("QNetworkReplyError");
+extern const QString VLURLErrorFailingURLStringKey;
+extern const QString VLURLErrorNetworkReplyErrorKey;
 
 // The transport failure of a finished reply, or a null error when the transfer itself succeeded.
 // An HTTP status of any kind is not a transport failure: callers judge the status themselves.

@@ -70,3 +70,9 @@ bool setValue(const QString &key, const QString &value, VLError *error)
 }
 
 } // namespace VLServiceSettings
+
+namespace VLServiceSettings {
+const QString ServiceURLKey = QStringLiteral("VLSyncServiceURL");
+const QString TrustedCAFileKey = QStringLiteral("VLSyncTrustedCAFile");
+const QString RequireSignedFilesKey = QStringLiteral("VLRequireSignedFiles");
+} // namespace VLServiceSettings

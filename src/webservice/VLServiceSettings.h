@@ -12,9 +12,9 @@
 // An empty value means "not set".
 namespace VLServiceSettings {
 
-inline const QString ServiceURLKey = QStringLiteral("VLSyncServiceURL");
-inline const QString TrustedCAFileKey = QStringLiteral("VLSyncTrustedCAFile");
-inline const QString RequireSignedFilesKey = QStringLiteral("VLRequireSignedFiles");
+extern const QString ServiceURLKey;
+extern const QString TrustedCAFileKey;
+extern const QString RequireSignedFilesKey;
 
 QString path();
 QString value(const QString &key);

@@ -9,32 +9,32 @@
 #include <QVariantMap>
 
 // Keys of a file entry's dictionary.
-inline const QString VLSyncFileInfoFileType = QStringLiteral("FileType");
-inline const QString VLSyncFileInfoFileID = QStringLiteral("FileID");
-inline const QString VLSyncFileInfoSKU = QStringLiteral("SKU");
-inline const QString VLSyncFileInfoDescription = QStringLiteral("Description");
-inline const QString VLSyncFileInfoVersionString = QStringLiteral("VersionString");
-inline const QString VLSyncFileInfoVersionDate = QStringLiteral("VersionDate");
-inline const QString VLSyncFileInfoByteLength = QStringLiteral("ByteLength");
-inline const QString VLSyncFileInfoFileURL = QStringLiteral("FileURL");
+extern const QString VLSyncFileInfoFileType;
+extern const QString VLSyncFileInfoFileID;
+extern const QString VLSyncFileInfoSKU;
+extern const QString VLSyncFileInfoDescription;
+extern const QString VLSyncFileInfoVersionString;
+extern const QString VLSyncFileInfoVersionDate;
+extern const QString VLSyncFileInfoByteLength;
+extern const QString VLSyncFileInfoFileURL;
 // Hex of the file's SHA-256, and an Ed25519 signature (base64) of the record; both optional.
-inline const QString VLSyncFileInfoSHA256 = QStringLiteral("SHA256");
-inline const QString VLSyncFileInfoSignature = QStringLiteral("Signature");
+extern const QString VLSyncFileInfoSHA256;
+extern const QString VLSyncFileInfoSignature;
 
 // The kinds of file the device holds (values of "FileType"); "Any" asks the service for all of them.
-inline const QString VLSyncSessionFileTypeAny = QStringLiteral("Any");
-inline const QString VLSyncSessionFileTypeFandeck = QStringLiteral("Fandeck");
-inline const QString VLSyncSessionFileTypeFirmware = QStringLiteral("Firmware");
-inline const QString VLSyncSessionFileTypeDeviceSettings = QStringLiteral("DeviceSettings");
-inline const QString VLSyncSessionFileTypeDeviceRights = QStringLiteral("DeviceRights");
-inline const QString VLSyncSessionFileTypeApplicationRights = QStringLiteral("ApplicationRights");
-inline const QString VLSyncSessionFileTypeBootloader = QStringLiteral("Bootloader");
-inline const QString VLSyncSessionFileTypeBrandingStartup = QStringLiteral("WelcomeScreen");
-inline const QString VLSyncSessionFileTypeBrandingMeasurement = QStringLiteral("MeasurementScreen");
-inline const QString VLSyncSessionFileTypeStartSound = QStringLiteral("StartSound");
-inline const QString VLSyncSessionFileTypeEndSound = QStringLiteral("EndSound");
-inline const QString VLSyncSessionFileTypeMulticolorSound = QStringLiteral("MulticolorSound");
-inline const QString VLSyncSessionFileTypeInversionMatrix = QStringLiteral("InversionMatrix");
+extern const QString VLSyncSessionFileTypeAny;
+extern const QString VLSyncSessionFileTypeFandeck;
+extern const QString VLSyncSessionFileTypeFirmware;
+extern const QString VLSyncSessionFileTypeDeviceSettings;
+extern const QString VLSyncSessionFileTypeDeviceRights;
+extern const QString VLSyncSessionFileTypeApplicationRights;
+extern const QString VLSyncSessionFileTypeBootloader;
+extern const QString VLSyncSessionFileTypeBrandingStartup;
+extern const QString VLSyncSessionFileTypeBrandingMeasurement;
+extern const QString VLSyncSessionFileTypeStartSound;
+extern const QString VLSyncSessionFileTypeEndSound;
+extern const QString VLSyncSessionFileTypeMulticolorSound;
+extern const QString VLSyncSessionFileTypeInversionMatrix;
 
 // One file as known to one source (computer, device or service). Entries are shared by reference:
 // updateWithNewInfo() is seen by every list that holds the entry.

@@ -90,3 +90,7 @@ VLSyncReplyOutcome vlEvaluateSyncReply(const QByteArray &body, int httpStatus)
     }
     return outcome;
 }
+
+const QString VLSyncRequestErrorDomain = QStringLiteral("VLSyncRequestErrorDomain");
+const QString VLSyncReplyStatusCodeKey = QStringLiteral("StatusCode");
+const QString VLSyncReplyStatusMessageKey = QStringLiteral("StatusMessage");

@@ -10,10 +10,10 @@
 
 // Fixed error domain of replies the sync web service got wrong or refused (not XML, HTTP status
 // other than 200, a service "StatusCode" other than 0).
-inline const QString VLSyncRequestErrorDomain = QStringLiteral("VLSyncRequestErrorDomain");
+extern const QString VLSyncRequestErrorDomain;
 
-inline const QString VLSyncReplyStatusCodeKey = QStringLiteral("StatusCode");
-inline const QString VLSyncReplyStatusMessageKey = QStringLiteral("StatusMessage");
+extern const QString VLSyncReplyStatusCodeKey;
+extern const QString VLSyncReplyStatusMessageKey;
 
 // How the client judges one complete reply of the service.
 struct VLSyncReplyOutcome

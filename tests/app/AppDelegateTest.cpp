@@ -15,6 +15,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QMenu>
+#include <QPointer>
 
 namespace {
 
@@ -283,28 +284,48 @@ TEST_F(AppWithDevice, LoadedFandecksGoAtRestOnceThePreferencesWindowIsClosed)
     VLIdleMemory *memory = app.delegate->idleMemory();
     memory->setDelayMilliseconds(30);
     app.delegate->runPreferencesPanel();
-    QWidget *window = app.delegate->prefsWindowController()->window();
+    QPointer<QWidget> window = app.delegate->prefsWindowController()->window();
     ASSERT_TRUE(QTest::qWaitForWindowExposed(window));
     manager->loadFandecksIntoMemory();
     ASSERT_EQ(manager->memoryFandecks().size(), 1);
     memory->releaseSoon();
     ASSERT_TRUE(QTest::qWaitFor([memory] { return !memory->releasePending(); }));
     EXPECT_EQ(manager->memoryFandecks().size(), 1) << "the window is open: an export may follow";
+    ASSERT_FALSE(window.isNull());
 
     window->close();
     ASSERT_TRUE(QTest::qWaitFor([memory] { return !memory->releasePending(); }));
     EXPECT_TRUE(manager->memoryFandecks().isEmpty());
-    // The closed window gave up the image of itself it keeps for its next showing, and draws itself
-    // whole again when shown.
-    ASSERT_NE(window->backingStore(), nullptr);
-    EXPECT_EQ(window->backingStore()->size(), QSize(1, 1));
+    // The closed window went with its controller; the menu builds a new one, bound to the manager.
+    EXPECT_TRUE(window.isNull());
     app.delegate->runPreferencesPanel();
-    ASSERT_TRUE(QTest::qWaitFor([window] { return window->backingStore()->size() == window->size(); }));
-    window->close();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(app.delegate->prefsWindowController()->window()));
+    EXPECT_EQ(app.delegate->prefsWindowController()->syncManager(), manager);
+    app.delegate->prefsWindowController()->window()->close();
     // The next export reads the file again.
     manager->loadFandecksIntoMemory();
     ASSERT_EQ(manager->memoryFandecks().size(), 1);
     EXPECT_EQ(manager->memoryFandecks().first()->colors().size(), 3);
+}
+
+// A closed window gives up the image of itself Qt keeps for its next showing, and draws itself whole
+// again when shown.
+TEST(IdleMemory, AClosedWindowGivesUpItsBackingStore)
+{
+    VLIdleMemory memory(10);
+    qApp->installEventFilter(&memory);
+    QWidget window;
+    window.resize(320, 200);
+    window.show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
+    window.close();
+    ASSERT_TRUE(memory.releasePending());
+    ASSERT_TRUE(QTest::qWaitFor([&memory] { return !memory.releasePending(); }));
+    ASSERT_NE(window.backingStore(), nullptr);
+    EXPECT_EQ(window.backingStore()->size(), QSize(1, 1));
+    window.show();
+    ASSERT_TRUE(QTest::qWaitFor([&window] { return window.backingStore()->size() == window.size(); }));
+    qApp->removeEventFilter(&memory);
 }
 
 TEST(AppDelegate, ErrorAlertsShowOneAtATime)

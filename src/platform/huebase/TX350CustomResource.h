@@ -6,27 +6,22 @@
 #include <QVariantMap>
 
 // Keys of a fandeck entry.
-inline const QString TX350CustomResourceFandeckIDKey = QStringLiteral("TX350CustomResourceFandeckIDKey");
-inline const QString TX350CustomResourceFandeckGUIDKey = QStringLiteral("TX350CustomResourceFandeckGUIDKey");
-inline const QString TX350CustomResourceFandeckNameKey = QStringLiteral("TX350CustomResourceFandeckNameKey");
-inline const QString TX350CustomResourceFandeckEditionKey = QStringLiteral("TX350CustomResourceFandeckEditionKey");
-inline const QString TX350CustomResourceFandeckSupplierKey = QStringLiteral("TX350CustomResourceFandeckSupplierKey");
-inline const QString TX350CustomResourceFandeckVersionKey = QStringLiteral("TX350CustomResourceFandeckVersionKey");
+extern const QString TX350CustomResourceFandeckIDKey;
+extern const QString TX350CustomResourceFandeckGUIDKey;
+extern const QString TX350CustomResourceFandeckNameKey;
+extern const QString TX350CustomResourceFandeckEditionKey;
+extern const QString TX350CustomResourceFandeckSupplierKey;
+extern const QString TX350CustomResourceFandeckVersionKey;
 
 // Keys of a match entry. The date is a QDateTime.
-inline const QString TX350CustomResourceMatchColorFandeckIDKey =
-    QStringLiteral("TX350CustomResourceMatchColorFandeckIDKey");
-inline const QString TX350CustomResourceMatchColorObjectIDKey =
-    QStringLiteral("TX350CustomResourceMatchColorObjectIDKey");
-inline const QString TX350CustomResourceMatchDateKey = QStringLiteral("TX350CustomResourceMatchDateKey");
-inline const QString TX350CustomResourceMatchAudioSourceURIKey =
-    QStringLiteral("TX350CustomResourceMatchAudioSourceURIKey");
-inline const QString TX350CustomResourceMatchTextKey = QStringLiteral("TX350CustomResourceMatchTextKey");
-inline const QString TX350CustomResourceMatchDeviceManufacturerKey =
-    QStringLiteral("TX350CustomResourceMatchDeviceManufacturerKey");
-inline const QString TX350CustomResourceMatchDeviceModelKey = QStringLiteral("TX350CustomResourceMatchDeviceModelKey");
-inline const QString TX350CustomResourceMatchDeviceSerialNumberKey =
-    QStringLiteral("TX350CustomResourceMatchDeviceSerialNumberKey");
+extern const QString TX350CustomResourceMatchColorFandeckIDKey;
+extern const QString TX350CustomResourceMatchColorObjectIDKey;
+extern const QString TX350CustomResourceMatchDateKey;
+extern const QString TX350CustomResourceMatchAudioSourceURIKey;
+extern const QString TX350CustomResourceMatchTextKey;
+extern const QString TX350CustomResourceMatchDeviceManufacturerKey;
+extern const QString TX350CustomResourceMatchDeviceModelKey;
+extern const QString TX350CustomResourceMatchDeviceSerialNumberKey;
 
 // The device's list of the fandecks used and the matches made, as exported with the matched colours.
 class TX350CustomResource : public HBCustomResource

@@ -390,3 +390,7 @@ void KDDevice::commandTimerFired()
     }
     armCommandTimer();
 }
+
+const QString KDDeviceAttributeChipId = QStringLiteral("ChipId");
+const QString KDDeviceAttributeFirmware = QStringLiteral("Firmware");
+const QString KDDeviceAttributeFreeDiskSpace = QStringLiteral("FreeDiskSpace");

@@ -17,9 +17,9 @@ class KDDeviceLink;
 struct KDFrame;
 
 // Names of device attributes.
-inline const QString KDDeviceAttributeChipId = QStringLiteral("ChipId");
-inline const QString KDDeviceAttributeFirmware = QStringLiteral("Firmware");
-inline const QString KDDeviceAttributeFreeDiskSpace = QStringLiteral("FreeDiskSpace"); // bytes, as text
+extern const QString KDDeviceAttributeChipId;
+extern const QString KDDeviceAttributeFirmware;
+extern const QString KDDeviceAttributeFreeDiskSpace; // bytes, as text
 
 // One device as the framework sees it, from its arrival until it is removed.
 //

@@ -47,3 +47,6 @@ bool kdIsProtocolError(const VLError &error)
     return error.domain() == KDErrorDomain
         && (error.code() == KDErrorBadFrame || error.code() == KDErrorAnswerTooLarge || error.code() == KDErrorCommandTooSlow);
 }
+
+const QString KDErrorDomain = QStringLiteral("KDErrorDomain");
+const QString KDDeviceErrorDomain = QStringLiteral("KDDeviceErrorDomain");

@@ -5,7 +5,7 @@
 #include <QString>
 
 // Errors made by the framework itself (the device's own errors keep the device's domain and code).
-inline const QString KDErrorDomain = QStringLiteral("KDErrorDomain");
+extern const QString KDErrorDomain;
 
 enum KDErrorCode : qint64 {
     KDErrorDeviceNotAvailable = 1, // not connected, removed, or rebooting
@@ -21,7 +21,7 @@ enum KDErrorCode : qint64 {
 };
 
 // The device's own errors come in its domain; the codes the program acts on.
-inline const QString KDDeviceErrorDomain = QStringLiteral("KDDeviceErrorDomain");
+extern const QString KDDeviceErrorDomain;
 enum KDDeviceErrorCode : qint64 {
     KDDeviceErrorNotEnoughSpace = 104, // the file does not fit in what the device has free
 };

@@ -38,3 +38,10 @@ QString KDMeasurement::description() const
         attributes.insert(it.key(), it.value()->attributes());
     return vlFormat("<KDMeasurement %@>", QVariant(attributes));
 }
+
+const QString KDMeasurementColorSpaceColorInfo = QStringLiteral("ColorInfo");
+const QString KDMeasurementColorIdKey = QStringLiteral("ColorId");
+const QString KDMeasurementDeviceFileIDKey = QStringLiteral("DeviceFileID");
+const QString KDMeasurementDateSince1970Key = QStringLiteral("DateSince1970");
+const QString KDMeasurementTextTagKey = QStringLiteral("TextTag");
+const QString KDMeasurementAudioFileNameKey = QStringLiteral("AudioFileName");

@@ -8,14 +8,14 @@
 #include <QVariantMap>
 
 // The colour space under which a measurement carries its colour and the match the device made.
-inline const QString KDMeasurementColorSpaceColorInfo = QStringLiteral("ColorInfo");
+extern const QString KDMeasurementColorSpaceColorInfo;
 
 // Keys of the attributes of a measured colour.
-inline const QString KDMeasurementColorIdKey = QStringLiteral("ColorId");
-inline const QString KDMeasurementDeviceFileIDKey = QStringLiteral("DeviceFileID");
-inline const QString KDMeasurementDateSince1970Key = QStringLiteral("DateSince1970");
-inline const QString KDMeasurementTextTagKey = QStringLiteral("TextTag");
-inline const QString KDMeasurementAudioFileNameKey = QStringLiteral("AudioFileName");
+extern const QString KDMeasurementColorIdKey;
+extern const QString KDMeasurementDeviceFileIDKey;
+extern const QString KDMeasurementDateSince1970Key;
+extern const QString KDMeasurementTextTagKey;
+extern const QString KDMeasurementAudioFileNameKey;
 
 // One colour the user captured on the device, as "GetMeasurements" returns it. On the wire a
 // measurement record is a dictionary from colour-space name ("ColorInfo") to a colour in the

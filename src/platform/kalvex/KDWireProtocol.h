@@ -24,27 +24,27 @@ inline constexpr quint32 kMaxHeaderLength = 16 * 1024 * 1024;
 inline constexpr qint64 kProtocolVersion = 1;
 
 // Header keys.
-inline const QString KindKey = QStringLiteral("Kind");
-inline const QString ProtocolVersionKey = QStringLiteral("ProtocolVersion"); // Hello: integer
-inline const QString NameKey = QStringLiteral("Name");                       // Hello: device name
-inline const QString SerialNumberKey = QStringLiteral("SerialNumber");       // Hello
-inline const QString AttributesKey = QStringLiteral("Attributes");           // Hello, Response: string dictionary
-inline const QString IdKey = QStringLiteral("Id");                           // Command, Response: integer >= 1
-inline const QString CommandKey = QStringLiteral("Command");                 // Command: name
-inline const QString ArgumentsKey = QStringLiteral("Arguments");             // Command: string dictionary
-inline const QString HasDataKey = QStringLiteral("HasData");                 // Command, Response: the payload is data
-inline const QString ErrorKey = QStringLiteral("Error");                     // Response: absent on success
-inline const QString MeasurementsKey = QStringLiteral("Measurements");       // Response: array of measurement records
+extern const QString KindKey;
+extern const QString ProtocolVersionKey; // Hello: integer
+extern const QString NameKey;            // Hello: device name
+extern const QString SerialNumberKey;    // Hello
+extern const QString AttributesKey;      // Hello, Response: string dictionary
+extern const QString IdKey;              // Command, Response: integer >= 1
+extern const QString CommandKey;         // Command: name
+extern const QString ArgumentsKey;       // Command: string dictionary
+extern const QString HasDataKey;         // Command, Response: the payload is data
+extern const QString ErrorKey;           // Response: absent on success
+extern const QString MeasurementsKey;    // Response: array of measurement records
 
 // Values of "Kind".
-inline const QString KindHello = QStringLiteral("Hello");
-inline const QString KindCommand = QStringLiteral("Command");
-inline const QString KindResponse = QStringLiteral("Response");
+extern const QString KindHello;
+extern const QString KindCommand;
+extern const QString KindResponse;
 
 // Keys of an error dictionary.
-inline const QString ErrorDomainKey = QStringLiteral("Domain");
-inline const QString ErrorCodeKey = QStringLiteral("Code");
-inline const QString ErrorDescriptionKey = QStringLiteral("Description");
+extern const QString ErrorDomainKey;
+extern const QString ErrorCodeKey;
+extern const QString ErrorDescriptionKey;
 
 // The most bytes (header and payload together) an answer may have: what its command can need, so
 // that a device cannot make the framework hold more. Ordinary answers carry an error at most; the
