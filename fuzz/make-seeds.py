@@ -152,6 +152,13 @@ def version_seeds(catalog, seeds):
     seeds.add("version-and-date", "capture-real", struct.pack("<d", 1732467000.25))
 
 
+def key_seeds(catalog, seeds):
+    for key in sorted((catalog / "trusted-keys").iterdir()):
+        pem = key.read_bytes()
+        seeds.add("trusted-key", key.name, pem)
+        seeds.add("trusted-key", key.name + "-crlf", pem.replace(b"\n", b"\r\n"))
+
+
 def main():
     if len(sys.argv) != 3:
         sys.exit(__doc__)
@@ -168,6 +175,7 @@ def main():
             plist_seeds(demo / "data", device, seeds)
             document_seeds(build, demo, work, seeds)
             version_seeds(demo / "catalog", seeds)
+            key_seeds(demo / "catalog", seeds)
         finally:
             shutil.rmtree(demo, ignore_errors=True)
     for target in TARGETS:

@@ -7,6 +7,7 @@
 #include <openssl/evp.h>
 #include <openssl/pem.h>
 
+#include <cctype>
 #include <vector>
 
 namespace {
@@ -15,6 +16,7 @@ namespace {
 constexpr qint64 kMaximumKeyFileBytes = 16 * 1024;
 constexpr qsizetype kMaximumKeys = 64;
 constexpr int kEd25519SignatureBytes = 64;
+constexpr int kEd25519KeyBytes = 32;
 
 struct PkeyDeleter {
     void operator()(EVP_PKEY *key) const { EVP_PKEY_free(key); }
@@ -70,6 +72,29 @@ QByteArray vlFileRecordSigningText(const QVariantMap &record)
     return text;
 }
 
+QByteArray vlEd25519PublicKeyFromPem(const QByteArray &pem)
+{
+    // An Ed25519 public key has one DER form: this prefix (a SubjectPublicKeyInfo naming the
+    // algorithm 1.3.101.112, without parameters) and the 32 bytes of the key. Reading exactly that
+    // keeps key files away from a general decoder, and a general decoder's caches out of the tray.
+    static const QByteArray prefix = QByteArray::fromHex("302a300506032b6570032100");
+    static const QByteArray begin("-----BEGIN PUBLIC KEY-----");
+    static const QByteArray end("-----END PUBLIC KEY-----");
+    const qsizetype from = pem.indexOf(begin);
+    const qsizetype to = from < 0 ? -1 : pem.indexOf(end, from + begin.size());
+    if (to < 0)
+        return {};
+    QByteArray body;
+    for (const char c : QByteArrayView(pem).sliced(from + begin.size(), to - from - begin.size())) {
+        if (!std::isspace(static_cast<unsigned char>(c)))
+            body += c;
+    }
+    const auto der = QByteArray::fromBase64Encoding(body, QByteArray::AbortOnBase64DecodingErrors);
+    if (!der || der.decoded.size() != prefix.size() + kEd25519KeyBytes || !der.decoded.startsWith(prefix))
+        return {};
+    return der.decoded.mid(prefix.size());
+}
+
 struct VLTrustedKeys::Keys {
     std::vector<Pkey> keys;
 };
@@ -107,8 +132,11 @@ VLTrustedKeys VLTrustedKeys::fromFolders(const QStringList &folders)
 
 bool VLTrustedKeys::addPublicKeyPem(const QByteArray &pem)
 {
-    const Bio bio = memoryBio(pem);
-    Pkey key(bio ? PEM_read_bio_PUBKEY(bio.get(), nullptr, nullptr, nullptr) : nullptr);
+    const QByteArray raw = vlEd25519PublicKeyFromPem(pem);
+    Pkey key(raw.isEmpty() ? nullptr
+                           : EVP_PKEY_new_raw_public_key(EVP_PKEY_ED25519, nullptr,
+                                                         reinterpret_cast<const unsigned char *>(raw.constData()),
+                                                         size_t(raw.size())));
     if (!isEd25519(key.get()))
         return false;
     m_keys->keys.push_back(std::move(key));

@@ -16,6 +16,10 @@
 // would let two different records share one text: such a record cannot be signed or verified.
 QByteArray vlFileRecordSigningText(const QVariantMap &record);
 
+// The 32 bytes of the Ed25519 public key a PEM "PUBLIC KEY" block holds; empty when the text holds no
+// such block or the block is another kind of key.
+QByteArray vlEd25519PublicKeyFromPem(const QByteArray &pem);
+
 // Ed25519 public keys a signature may verify against.
 class VLTrustedKeys
 {

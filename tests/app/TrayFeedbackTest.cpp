@@ -47,6 +47,8 @@ TEST_F(AppWithDevice, DownloadUpdatesReachTheTitleOncePerPercent)
     manager->setIsJustGatheringPreliminaryInfo(false);
     manager->setStatusMessage(QStringLiteral("Downloading Accent..."));
     app.delegate->syncManagerDownloadingDidBegin(manager);
+    // The preferences window is built when first opened: opened now, it shows the download as busy.
+    EXPECT_EQ(app.delegate->prefsWindowController()->ui()->progressIndicator->maximum(), 0);
     const qsizetype before = app.statusItem->titles.size();
     for (double amount : {0.101, 0.102, 0.109, 0.25})
         app.delegate->syncManagerDownloadDidUpdateAmount(manager, amount);

@@ -143,6 +143,46 @@ INSTANTIATE_TEST_SUITE_P(
                       PayloadCase{"shorter", kPayload.left(10), false, VLFileTrustErrorChecksumMismatch}),
     [](const ::testing::TestParamInfo<PayloadCase> &row) { return std::string(row.param.name); });
 
+// Key files are read by hand, so every way a key text can be off is tried: only a "PUBLIC KEY" block
+// holding an Ed25519 key is one, however its lines are broken.
+TEST(FileTrust, AKeyFileHoldsOneEd25519PublicKeyBlock)
+{
+    const QByteArray pem = VLRecordSigning::publicKeyPem(trustedKey());
+    const QByteArray body = pem.mid(pem.indexOf('\n'), pem.indexOf("-----END") - pem.indexOf('\n')).trimmed();
+    const QByteArray der = QByteArray::fromBase64(body);
+    ASSERT_EQ(der.size(), 44);
+    const auto block = [](const QByteArray &bytes) {
+        return "-----BEGIN PUBLIC KEY-----\n" + bytes.toBase64() + "\n-----END PUBLIC KEY-----\n";
+    };
+    QByteArray x25519 = der;
+    x25519[8] = 0x6e; // the same layout naming X25519, a key for agreement and not for signatures
+    const struct {
+        const char *name;
+        QByteArray text;
+        bool accepted;
+    } rows[] = {
+        {"as written", pem, true},
+        {"Windows line ends", QByteArray(pem).replace("\n", "\r\n"), true},
+        {"a comment above", "# the vendor's key\n" + pem, true},
+        {"base64 broken over lines", QByteArray(pem).replace(body, body.left(20) + "\n  " + body.mid(20)), true},
+        {"a private key", trustedKey(), false},
+        {"an X25519 key", block(x25519), false},
+        {"one byte short", block(der.left(43)), false},
+        {"one byte over", block(der + 'x'), false},
+        {"not base64", QByteArray(pem).replace(body.left(4), "!!!!"), false},
+        {"no end line", pem.left(pem.indexOf("-----END")), false},
+        {"empty", QByteArray(), false},
+    };
+    const QByteArray text("TINTERA file record 1\n");
+    for (const auto &row : rows) {
+        VLTrustedKeys keys;
+        EXPECT_EQ(keys.addPublicKeyPem(row.text), row.accepted) << row.name;
+        if (row.accepted) {
+            EXPECT_TRUE(keys.verify(text, VLRecordSigning::sign(trustedKey(), text))) << row.name;
+        }
+    }
+}
+
 TEST(FileTrust, KeysComeFromFoldersAndAnythingElseThereIsPassedOver)
 {
     QTemporaryDir folder;
