@@ -1,6 +1,7 @@
 // What may be fetched and what may go to the device: the record's signature against the trusted
 // keys, and the bytes against the record.
 
+#include "TestSupport.h"
 #include "VLFileDigest.h"
 #include "VLFileTrust.h"
 #include "VLRecordSignature.h"
@@ -146,14 +147,9 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(FileTrust, KeysComeFromFoldersAndAnythingElseThereIsPassedOver)
 {
     QTemporaryDir folder;
-    auto write = [&](const QString &name, const QByteArray &bytes) {
-        QFile file(folder.filePath(name));
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(bytes);
-    };
-    write("vendor.pem", VLRecordSigning::publicKeyPem(trustedKey()));
-    write("private.pem", trustedKey()); // a private key is no trusted public key
-    write("notes.txt", "ignored");
+    writeFile(folder.filePath("vendor.pem"), VLRecordSigning::publicKeyPem(trustedKey()));
+    writeFile(folder.filePath("private.pem"), trustedKey()); // a private key is no trusted public key
+    writeFile(folder.filePath("notes.txt"), "ignored");
     const VLTrustedKeys keys = VLTrustedKeys::fromFolders({folder.path(), folder.filePath("missing")});
     EXPECT_EQ(keys.count(), 1);
     EXPECT_EQ(keys.problems().size(), 1);
