@@ -116,12 +116,10 @@ TEST(TinteraJsonEvents, APercentIsSaidOncePerFileAndErrorsNameTheirDomain)
 TEST(TinteraJson, WithoutADeviceEveryCommandStillPrintsAnObject)
 {
     ScopedDataFolder data;
-    const QByteArray previous = qgetenv("KALVEX_DEVICE_DIR");
-    qputenv("KALVEX_DEVICE_DIR", data.filePath("devices").toUtf8());
+    const ScopedEnvironment deviceFolder("KALVEX_DEVICE_DIR", data.filePath("devices").toUtf8());
     const TinteraRun devices = runTintera({"devices", "--json"});
     const TinteraRun status = runTintera({"status", "--json", "--wait", "1"});
     const TinteraRun sync = runTintera({"sync", "--json", "--wait", "1"});
-    qputenv("KALVEX_DEVICE_DIR", previous);
 
     EXPECT_EQ(devices.exitCode, 0);
     EXPECT_EQ(onlyObject(devices), QJsonObject({{"devices", QJsonArray()}}));
@@ -336,11 +334,8 @@ TEST_F(TinteraAgainstEmulators, UpdatesListsWhatTheFollowingSyncDoes)
         bytes += file.toObject().value("bytes").toInteger();
     EXPECT_FALSE(plan.value("firmware").toObject().value("to").toString().isEmpty()) << qPrintable(listed.out);
     const auto served = [this](const char *command) {
-        QFile log(environment.deviceTrafficLog(serial));
-        return log.open(QIODevice::ReadOnly)
-                   ? int(QString::fromUtf8(log.readAll()).count(QRegularExpression(QStringLiteral("^%1\t").arg(command),
-                                                                                   QRegularExpression::MultilineOption)))
-                   : 0;
+        const QRegularExpression sent(QStringLiteral("^%1\t").arg(command), QRegularExpression::MultilineOption);
+        return int(QString::fromUtf8(readFile(environment.deviceTrafficLog(serial))).count(sent));
     };
     const int uploads = served("Upload"), deletes = served("DeleteFile"), enables = served("EnableFandeck");
 

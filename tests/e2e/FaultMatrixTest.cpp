@@ -332,10 +332,8 @@ protected:
 
     QMap<QString, QVariantMap> catalogRecords()
     {
-        QFile index(environment.catalogFolder() + "/index.json");
-        if (!index.open(QIODevice::ReadOnly))
-            return {};
-        return bySKU(QJsonDocument::fromJson(index.readAll()).object().value("files").toArray().toVariantList());
+        const QJsonDocument index = QJsonDocument::fromJson(readFile(environment.catalogFolder() + "/index.json"));
+        return bySKU(index.object().value("files").toArray().toVariantList());
     }
     bool inject(const FaultRow &row);
     // Changes the "ByteLength" the catalog announces for a SKU by `delta` (0 restores it).
@@ -646,14 +644,10 @@ TEST_P(FaultMatrix, EndsOnceAndTheNextSyncRepairsEverything)
         shell.start("unshare", unshare + QStringList{"sh", "-c", script});
         ASSERT_TRUE(shell.waitForFinished(2 * kRunBoundMilliseconds));
         ASSERT_EQ(shell.exitCode(), 0) << qPrintable(QString::fromUtf8(shell.readAllStandardError()));
-        auto read = [&](const QString &name) {
-            QFile file(copy.filePath(name));
-            return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
-        };
-        faulty.exitCode = read("faulty.rc").trimmed().toInt();
-        faulty.out = read("faulty.out");
-        repaired.exitCode = read("repaired.rc").trimmed().toInt();
-        repaired.out = read("repaired.out");
+        faulty.exitCode = readFile(copy.filePath("faulty.rc")).trimmed().toInt();
+        faulty.out = QString::fromUtf8(readFile(copy.filePath("faulty.out")));
+        repaired.exitCode = readFile(copy.filePath("repaired.rc")).trimmed().toInt();
+        repaired.out = QString::fromUtf8(readFile(copy.filePath("repaired.out")));
         dataFolder = QDir(environment.folder()).filePath("disk-copy");
         ASSERT_TRUE(QDir().rename(copy.filePath("data"), dataFolder));
         topLevelBefore.append("disk-copy");
