@@ -15,7 +15,6 @@
 #include <QRegularExpression>
 
 #include <csignal>
-#include <cstdio>
 
 namespace {
 
@@ -86,10 +85,10 @@ TEST(TinteraVersion, BothProgramsPrintTheProductAndVersionWithoutADisplay)
 // number, and an error's domain.
 TEST(TinteraJsonEvents, APercentIsSaidOncePerFileAndErrorsNameTheirDomain)
 {
-    FILE *captured = std::tmpfile();
-    ASSERT_NE(captured, nullptr);
+    CapturedStream captured;
+    ASSERT_NE(captured.file(), nullptr);
     TinteraInvocation invocation;
-    invocation.out = captured;
+    invocation.out = captured.file();
     TinteraJsonEvents json(invocation);
     json.runBegan(TinteraRunObserver::Run::Full, 28, "Ending prelimiary info requests...");
     json.stepChanged(19, "Downloading Velmora Interiors...");
@@ -100,12 +99,7 @@ TEST(TinteraJsonEvents, APercentIsSaidOncePerFileAndErrorsNameTheirDomain)
     json.downloadProgress(0.2); // the next file
     json.errorCollected(VLError("SyncManager", -77, "clock refused"));
 
-    std::fflush(captured);
-    QByteArray bytes(std::ftell(captured), '\0');
-    std::rewind(captured);
-    bytes.truncate(qsizetype(std::fread(bytes.data(), 1, size_t(bytes.size()), captured)));
-    std::fclose(captured);
-    const QList<QJsonObject> lines = jsonLines(QString::fromUtf8(bytes));
+    const QList<QJsonObject> lines = jsonLines(captured.text());
     QList<int> percents;
     for (const QJsonObject &line : events(lines, "download"))
         percents.append(line.value("percent").toInt());
