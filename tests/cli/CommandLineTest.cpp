@@ -456,9 +456,7 @@ TEST_F(TinteraAgainstEmulators, ExportNeedsTheFandecksThenShipsTheMissingNoteAnd
     }
 
     // An existing document is replaced only with --force; the refusal names the file really meant.
-    QFile mine(out.filePath("plain/plain.cxf"));
-    ASSERT_TRUE(mine.open(QIODevice::WriteOnly | QIODevice::Truncate) && mine.write("mine") == 4);
-    mine.close();
+    writeFile(out.filePath("plain/plain.cxf"), "mine");
     const TinteraRun again = runTintera({"export", out.filePath("plain.cxf")});
     EXPECT_EQ(again.exitCode, 1);
     EXPECT_TRUE(again.err.contains(out.filePath("plain/plain.cxf") + " already exists")) << qPrintable(again.err);

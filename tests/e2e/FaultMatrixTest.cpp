@@ -391,9 +391,8 @@ bool FaultMatrix::inject(const FaultRow &row)
         return environment.cloudsimControl(QStringLiteral("fault?target=%1&%2").arg(row.target, items), nullptr, &error);
     }
     case Kind::StaleDownload: {
-        QDir().mkpath(dataPath("Downloads"));
-        QFile stale(dataPath("Downloads/") + row.target);
-        return stale.open(QIODevice::WriteOnly) && stale.write("a stale file an earlier run left behind") > 0;
+        writeFile(dataPath("Downloads/") + row.target, "a stale file an earlier run left behind");
+        return true;
     }
     case Kind::ShortFile:
         return setAnnouncedLength(row.target, 1);

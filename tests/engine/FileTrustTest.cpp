@@ -119,10 +119,7 @@ TEST_P(FileTrustPayloads, PassOnlyTheBytesTheRecordNames)
 {
     QTemporaryDir folder;
     const QString path = folder.filePath("payload");
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(GetParam().bytes);
-    file.close();
+    writeFile(path, GetParam().bytes);
     QVariantMap record = signedRecord();
     if (!GetParam().withChecksum)
         record.remove("SHA256");
