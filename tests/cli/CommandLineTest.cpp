@@ -285,9 +285,7 @@ TEST_F(TinteraAgainstEmulators, HostileTagsAndTimesStillExportEveryMatch)
     const QString matches = dataPath("Measurements/LastMeasurements.cxf");
     const QString verdict = xmllintVerdict(matches);
     EXPECT_TRUE(verdict == "valid" || verdict == "skipped") << qPrintable(verdict);
-    QFile written(matches);
-    ASSERT_TRUE(written.open(QIODevice::ReadOnly));
-    const QString text = QString::fromUtf8(written.readAll());
+    const QString text = QString::fromUtf8(readFile(matches));
     EXPECT_TRUE(text.contains(QStringLiteral("Front\uFFFDdoor\uFFFD"))) << "only the unrepresentable characters change";
     EXPECT_TRUE(text.contains(QStringLiteral("Gate \uFFFD")));
     EXPECT_FALSE(text.contains(QStringLiteral("Date=\"\"")));
@@ -458,9 +456,7 @@ TEST_F(TinteraAgainstEmulators, ExportNeedsTheFandecksThenShipsTheMissingNoteAnd
     }
 
     // An existing document is replaced only with --force; the refusal names the file really meant.
-    QFile mine(out.filePath("plain/plain.cxf"));
-    ASSERT_TRUE(mine.open(QIODevice::WriteOnly | QIODevice::Truncate) && mine.write("mine") == 4);
-    mine.close();
+    writeFile(out.filePath("plain/plain.cxf"), "mine");
     const TinteraRun again = runTintera({"export", out.filePath("plain.cxf")});
     EXPECT_EQ(again.exitCode, 1);
     EXPECT_TRUE(again.err.contains(out.filePath("plain/plain.cxf") + " already exists")) << qPrintable(again.err);

@@ -15,7 +15,6 @@
 #include <QRegularExpression>
 
 #include <csignal>
-#include <cstdio>
 
 namespace {
 
@@ -86,10 +85,10 @@ TEST(TinteraVersion, BothProgramsPrintTheProductAndVersionWithoutADisplay)
 // number, and an error's domain.
 TEST(TinteraJsonEvents, APercentIsSaidOncePerFileAndErrorsNameTheirDomain)
 {
-    FILE *captured = std::tmpfile();
-    ASSERT_NE(captured, nullptr);
+    CapturedStream captured;
+    ASSERT_NE(captured.file(), nullptr);
     TinteraInvocation invocation;
-    invocation.out = captured;
+    invocation.out = captured.file();
     TinteraJsonEvents json(invocation);
     json.runBegan(TinteraRunObserver::Run::Full, 28, "Ending prelimiary info requests...");
     json.stepChanged(19, "Downloading Velmora Interiors...");
@@ -100,12 +99,7 @@ TEST(TinteraJsonEvents, APercentIsSaidOncePerFileAndErrorsNameTheirDomain)
     json.downloadProgress(0.2); // the next file
     json.errorCollected(VLError("SyncManager", -77, "clock refused"));
 
-    std::fflush(captured);
-    QByteArray bytes(std::ftell(captured), '\0');
-    std::rewind(captured);
-    bytes.truncate(qsizetype(std::fread(bytes.data(), 1, size_t(bytes.size()), captured)));
-    std::fclose(captured);
-    const QList<QJsonObject> lines = jsonLines(QString::fromUtf8(bytes));
+    const QList<QJsonObject> lines = jsonLines(captured.text());
     QList<int> percents;
     for (const QJsonObject &line : events(lines, "download"))
         percents.append(line.value("percent").toInt());
@@ -116,12 +110,10 @@ TEST(TinteraJsonEvents, APercentIsSaidOncePerFileAndErrorsNameTheirDomain)
 TEST(TinteraJson, WithoutADeviceEveryCommandStillPrintsAnObject)
 {
     ScopedDataFolder data;
-    const QByteArray previous = qgetenv("KALVEX_DEVICE_DIR");
-    qputenv("KALVEX_DEVICE_DIR", data.filePath("devices").toUtf8());
+    const ScopedEnvironment deviceFolder("KALVEX_DEVICE_DIR", data.filePath("devices").toUtf8());
     const TinteraRun devices = runTintera({"devices", "--json"});
     const TinteraRun status = runTintera({"status", "--json", "--wait", "1"});
     const TinteraRun sync = runTintera({"sync", "--json", "--wait", "1"});
-    qputenv("KALVEX_DEVICE_DIR", previous);
 
     EXPECT_EQ(devices.exitCode, 0);
     EXPECT_EQ(onlyObject(devices), QJsonObject({{"devices", QJsonArray()}}));
@@ -336,11 +328,8 @@ TEST_F(TinteraAgainstEmulators, UpdatesListsWhatTheFollowingSyncDoes)
         bytes += file.toObject().value("bytes").toInteger();
     EXPECT_FALSE(plan.value("firmware").toObject().value("to").toString().isEmpty()) << qPrintable(listed.out);
     const auto served = [this](const char *command) {
-        QFile log(environment.deviceTrafficLog(serial));
-        return log.open(QIODevice::ReadOnly)
-                   ? int(QString::fromUtf8(log.readAll()).count(QRegularExpression(QStringLiteral("^%1\t").arg(command),
-                                                                                   QRegularExpression::MultilineOption)))
-                   : 0;
+        const QRegularExpression sent(QStringLiteral("^%1\t").arg(command), QRegularExpression::MultilineOption);
+        return int(QString::fromUtf8(readFile(environment.deviceTrafficLog(serial))).count(sent));
     };
     const int uploads = served("Upload"), deletes = served("DeleteFile"), enables = served("EnableFandeck");
 

@@ -1,37 +1,11 @@
 #include "TinteraMatchTable.h"
+#include "TinteraProcess.h"
 #include "TinteraProgressDisplay.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdio>
 #include <limits>
-
-namespace {
-
-// What a display wrote to a temporary file.
-class CapturedStream
-{
-public:
-    CapturedStream() : m_file(std::tmpfile()) {}
-    ~CapturedStream() { std::fclose(m_file); }
-    FILE *file() const { return m_file; }
-    QString text() const
-    {
-        std::fflush(m_file);
-        const long size = std::ftell(m_file);
-        QByteArray bytes(size, '\0');
-        std::rewind(m_file);
-        const size_t read = std::fread(bytes.data(), 1, size_t(size), m_file);
-        bytes.truncate(qsizetype(read));
-        return QString::fromUtf8(bytes);
-    }
-
-private:
-    FILE *m_file;
-};
-
-} // namespace
 
 TEST(ProgressDisplay, PlainModeWritesOneLinePerMessageAndQuartersOfDownloads)
 {

@@ -74,6 +74,8 @@ inline constexpr const char *ArgyllMissingMessage =
 
 // The bytes of a file, or none when it cannot be read.
 QByteArray readFile(const QString &path);
+// Writes a file whole, making its folder first; a failure fails the test.
+void writeFile(const QString &path, const QByteArray &bytes);
 
 // "valid" when xmllint finds the file valid against the CxF3 schema, "skipped" without the schema,
 // else xmllint's complaint.

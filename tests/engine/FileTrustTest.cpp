@@ -1,6 +1,7 @@
 // What may be fetched and what may go to the device: the record's signature against the trusted
 // keys, and the bytes against the record.
 
+#include "TestSupport.h"
 #include "VLFileDigest.h"
 #include "VLFileTrust.h"
 #include "VLRecordSignature.h"
@@ -118,10 +119,7 @@ TEST_P(FileTrustPayloads, PassOnlyTheBytesTheRecordNames)
 {
     QTemporaryDir folder;
     const QString path = folder.filePath("payload");
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(GetParam().bytes);
-    file.close();
+    writeFile(path, GetParam().bytes);
     QVariantMap record = signedRecord();
     if (!GetParam().withChecksum)
         record.remove("SHA256");
@@ -186,14 +184,9 @@ TEST(FileTrust, AKeyFileHoldsOneEd25519PublicKeyBlock)
 TEST(FileTrust, KeysComeFromFoldersAndAnythingElseThereIsPassedOver)
 {
     QTemporaryDir folder;
-    auto write = [&](const QString &name, const QByteArray &bytes) {
-        QFile file(folder.filePath(name));
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(bytes);
-    };
-    write("vendor.pem", VLRecordSigning::publicKeyPem(trustedKey()));
-    write("private.pem", trustedKey()); // a private key is no trusted public key
-    write("notes.txt", "ignored");
+    writeFile(folder.filePath("vendor.pem"), VLRecordSigning::publicKeyPem(trustedKey()));
+    writeFile(folder.filePath("private.pem"), trustedKey()); // a private key is no trusted public key
+    writeFile(folder.filePath("notes.txt"), "ignored");
     const VLTrustedKeys keys = VLTrustedKeys::fromFolders({folder.path(), folder.filePath("missing")});
     EXPECT_EQ(keys.count(), 1);
     EXPECT_EQ(keys.problems().size(), 1);

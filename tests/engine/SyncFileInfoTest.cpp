@@ -1,3 +1,4 @@
+#include "TestSupport.h"
 #include "VLPropertyList.h"
 #include "VLSyncFileInfo.h"
 
@@ -100,10 +101,7 @@ TEST(SyncFileInfo, InfoPlistRoundTripAndInteroperability)
     EXPECT_EQ(VLPropertyList::readDictionary(path).value("Version"), QVariant(110.0));
 
     // Unreadable files still give an entry, with an empty dictionary that matches nothing.
-    QFile garbage(dir.filePath("bad.plist"));
-    ASSERT_TRUE(garbage.open(QIODevice::WriteOnly));
-    garbage.write("<?xml version=\"1.0\"?><plist><dict><key>FileID");
-    garbage.close();
-    EXPECT_TRUE(VLSyncFileInfo::initWithFilename(garbage.fileName())->info().isEmpty());
+    writeFile(dir.filePath("bad.plist"), "<?xml version=\"1.0\"?><plist><dict><key>FileID");
+    EXPECT_TRUE(VLSyncFileInfo::initWithFilename(dir.filePath("bad.plist"))->info().isEmpty());
     EXPECT_TRUE(VLSyncFileInfo::initWithFilename(dir.filePath("missing.plist"))->info().isEmpty());
 }

@@ -250,11 +250,8 @@ TEST_F(ManagerFixture, LocalInventoryTakesOnlyCompletePackages)
         if (byteLength >= 0)
             record.insert("ByteLength", byteLength);
         VLSyncFileInfo::initWithDictionary(record)->writeToFilename(folder + "/info.plist");
-        if (!payload.isEmpty()) {
-            QFile file(folder + "/" + payload);
-            file.open(QIODevice::WriteOnly);
-            file.write(QByteArray(written, 'x'));
-        }
+        if (!payload.isEmpty())
+            writeFile(folder + "/" + payload, QByteArray(written, 'x'));
     };
     package(fandecks + "A", "payload.cxf", "A", "Fandeck");
     package(fandecks + "NoPayload", "", "B", "Fandeck");

@@ -35,10 +35,7 @@ VLSyncManager *managerWithLocalFandecks(KDScriptedDevice &device, const QList<in
     for (qsizetype i = 0; i < colours.size(); ++i) {
         const QString id = QStringLiteral("FD-%1").arg(i);
         const QString folder = manager->pathForGlobalFandecksFolder() + QLatin1Char('/') + id;
-        QDir().mkpath(folder);
-        QFile payload(folder + QStringLiteral("/payload.cxf"));
-        if (payload.open(QIODevice::WriteOnly))
-            payload.write(colours[i] ? largeFandeckData(colours[i]) : QByteArray("<CxF truncated"));
+        writeFile(folder + QStringLiteral("/payload.cxf"), colours[i] ? largeFandeckData(colours[i]) : QByteArray("<CxF truncated"));
         local << VLSyncFileInfo::initWithDictionary({{"FileType", "Fandeck"}, {"FileID", id}, {"SKU", id}, {"VersionString", "1.0"}});
     }
     manager->syncInfo()->setLocalFiles(local);
@@ -84,14 +81,8 @@ TEST(FandeckLoading, KeepsTheRecordsOrderAndLeavesOutWhatCannotBeOpened)
     const QList<HBColorDocumentPtr> held = manager->memoryFandecks();
     const QString rewritten = manager->pathForGlobalFandecksFolder() + QStringLiteral("/FD-3/payload.cxf");
     QFile::remove(rewritten);
-    QFile payload(rewritten);
-    ASSERT_TRUE(payload.open(QIODevice::WriteOnly));
-    payload.write(largeFandeckData(12));
-    payload.close();
-    QFile broken(manager->pathForGlobalFandecksFolder() + QStringLiteral("/FD-2/payload.cxf"));
-    ASSERT_TRUE(broken.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    broken.write(largeFandeckData(4));
-    broken.close();
+    writeFile(rewritten, largeFandeckData(12));
+    writeFile(manager->pathForGlobalFandecksFolder() + QStringLiteral("/FD-2/payload.cxf"), largeFandeckData(4));
     manager->loadFandecksIntoMemory();
     const QList<HBColorDocumentPtr> reloaded = manager->memoryFandecks();
     ASSERT_EQ(reloaded.size(), 7);

@@ -8,18 +8,6 @@
 
 #include <gtest/gtest.h>
 
-namespace {
-
-void writeFile(const QString &path, const QByteArray &bytes)
-{
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(bytes);
-}
-
-} // namespace
-
 TEST(Zip, PacksListsAndUnpacksAFolderThroughTheSystemTools)
 {
     QTemporaryDir dir;

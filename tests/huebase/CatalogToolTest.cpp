@@ -5,7 +5,6 @@
 
 #include <QCryptographicHash>
 #include <QDir>
-#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -183,11 +182,8 @@ TEST(CatalogTool, InspectPrintsColoursThenResourcesAndRejectsBadFiles)
     EXPECT_TRUE(lines[25].isEmpty());
     EXPECT_TRUE(lines[26].startsWith("Fandeck\tGUID=")) << lines[26].constData();
 
-    QFile truncated(dir.filePath(QStringLiteral("cut.cxf")));
-    ASSERT_TRUE(truncated.open(QIODevice::WriteOnly));
-    truncated.write(readFile(deck).left(5000));
-    truncated.close();
-    for (const QString &bad : {truncated.fileName(), dir.filePath(QStringLiteral("absent.cxf"))}) {
+    writeFile(dir.filePath(QStringLiteral("cut.cxf")), readFile(deck).left(5000));
+    for (const QString &bad : {dir.filePath(QStringLiteral("cut.cxf")), dir.filePath(QStringLiteral("absent.cxf"))}) {
         const ToolRun failed = runCatalog({QStringLiteral("inspect"), bad});
         EXPECT_EQ(failed.exitCode, 1);
         EXPECT_TRUE(failed.err.startsWith("tintera-catalog: ")) << failed.err.constData();

@@ -28,7 +28,6 @@ public:
 
     // Starts "serve" and waits until it is ready.
     void start(const QStringList &extra = {});
-    void kill() { m_environment.killDeviceEmulator(); }
     void stop() { m_environment.stopDeviceEmulator(); }
 
 private:

@@ -2,7 +2,6 @@
 
 #include "HBColorDocument.h"
 
-#include <QFile>
 #include <QtEndian>
 
 #include <gtest/gtest.h>
@@ -50,11 +49,4 @@ QByteArray sampleWave()
     QByteArray size(4, '\0');
     qToLittleEndian<quint32>(quint32(body.size()), size.data());
     return bytes + size + body;
-}
-
-void writeFile(const QString &path, const QByteArray &bytes)
-{
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    ASSERT_EQ(file.write(bytes), bytes.size());
 }

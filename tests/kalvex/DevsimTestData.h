@@ -17,4 +17,3 @@ void writeFandeck(const QString &path, const QString &name, const QList<FandeckC
 // A small valid Windows bitmap and a small valid WAV file.
 QByteArray sampleBitmap(int width = 4, int height = 2);
 QByteArray sampleWave();
-void writeFile(const QString &path, const QByteArray &bytes);

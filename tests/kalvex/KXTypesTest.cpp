@@ -1,9 +1,9 @@
 #include "DevsimFixture.h"
+#include "TestSupport.h"
 #include "VLPropertyList.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
-#include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimeZone>
@@ -103,11 +103,7 @@ TEST(KXValues, CommandsCarryArgumentsAndPayloads)
 
     QTemporaryDir dir;
     const QString path = dir.filePath(QStringLiteral("payload"));
-    {
-        QFile file(path);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write("mapped bytes");
-    }
+    writeFile(path, "mapped bytes");
     KXDeviceCommandSetData(upload->KXType(), KXDataWithMappedFileAtPath(path));
     QCoreApplication::processEvents();
     EXPECT_EQ(upload->data(), QByteArray("mapped bytes"));

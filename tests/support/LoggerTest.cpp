@@ -3,7 +3,6 @@
 #include "TestSupport.h"
 
 #include <QDir>
-#include <QFile>
 
 #include <csignal>
 
@@ -80,9 +79,7 @@ TEST(LoggerDeathTest, FatalSignalWritesTheRecentLinesToACrashReport)
         "");
     const QStringList reports = QDir(folder.filePath("CrashReports")).entryList({"crash-*.log"}, QDir::Files);
     ASSERT_EQ(reports.size(), 1);
-    QFile report(folder.filePath("CrashReports/" + reports.first()));
-    ASSERT_TRUE(report.open(QIODevice::ReadOnly));
-    const QByteArray text = report.readAll();
+    const QByteArray text = readFile(folder.filePath("CrashReports/" + reports.first()));
     EXPECT_TRUE(text.startsWith("Fatal signal 6\n")) << text.left(80).constData();
     EXPECT_TRUE(text.contains("last words 42%\n")) << text.constData();
 }

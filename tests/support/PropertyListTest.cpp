@@ -1,10 +1,10 @@
 #include "VLPropertyList.h"
 
 #include "BinaryPropertyListBuilder.h"
+#include "TestSupport.h"
 
 #include <QDateTime>
 #include <QDir>
-#include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QSize>
@@ -179,10 +179,7 @@ TEST(PropertyList, HostileBinaryListsAreRefusedBeforeLibplistSeesThem)
         EXPECT_TRUE(error.localizedDescription().contains(reason)) << qPrintable(error.localizedDescription());
 
         const QString path = dir.filePath(QStringLiteral("defaults.plist"));
-        QFile file(path);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        file.write(bytes);
-        file.close();
+        writeFile(path, bytes);
         VLError fileError;
         EXPECT_TRUE(VLPropertyList::readDictionary(path, &fileError).isEmpty());
         EXPECT_FALSE(fileError.isNull());

@@ -1,9 +1,9 @@
 #include "CloudSimProcess.h"
+#include "TestSupport.h"
 
 #include <gtest/gtest.h>
 
 #include <QDir>
-#include <QFile>
 #include <QJsonObject>
 #include <QTcpSocket>
 #include <QUrl>
@@ -13,9 +13,7 @@ void writeTestCatalog(const QString &folder, const QList<TestCatalogFile> &files
     QDir(folder).mkpath("files");
     QJsonArray records;
     for (const TestCatalogFile &file : files) {
-        QFile payload(QDir(folder).filePath("files/" + file.name));
-        if (payload.open(QIODevice::WriteOnly))
-            payload.write(file.payload);
+        writeFile(QDir(folder).filePath("files/" + file.name), file.payload);
         const qsizetype index = records.size() + 1;
         records.append(QJsonObject{{"FileID", file.fileID.isEmpty() ? file.name : file.fileID},
                                    {"DeviceFileID", QString::number(1000 + index)}, {"FileType", file.fileType},
@@ -23,9 +21,7 @@ void writeTestCatalog(const QString &folder, const QList<TestCatalogFile> &files
                                    {"Description", "Test file " + file.name}, {"SKU", QStringLiteral("SKU-%1").arg(index)},
                                    {"VersionString", file.versionString}, {"VersionDate", "3/14/2023 9:26:53 PM"}});
     }
-    QFile index(QDir(folder).filePath("index.json"));
-    if (index.open(QIODevice::WriteOnly))
-        index.write(QJsonDocument(QJsonObject{{"edition", 1}, {"files", records}}).toJson());
+    writeFile(QDir(folder).filePath("index.json"), QJsonDocument(QJsonObject{{"edition", 1}, {"files", records}}).toJson());
 }
 
 CloudSimProcess::CloudSimProcess(const QString &catalogFolder, const QStringList &arguments)

@@ -203,10 +203,7 @@ TEST_F(FileDownloadTest, ResumingAChangedOrCompleteFile)
     cloud->server->setFault("files/a.bin", {{"cut", "50000"}, {"times", "1"}});
     ASSERT_TRUE(finish(retry, again));
     const QByteArray changed = randomBytes(120000, 4);
-    QFile served(QDir(cloud->catalogFolder).filePath("files/a.bin"));
-    ASSERT_TRUE(served.open(QIODevice::WriteOnly));
-    served.write(changed);
-    served.close();
+    writeFile(QDir(cloud->catalogFolder).filePath("files/a.bin"), changed);
     RecordingDownloadDelegate whole;
     const VLFileDownloadPtr restarted = VLFileDownload::initWithResumePackageFilename(package("a.bin"));
     ASSERT_TRUE(finish(restarted, whole));

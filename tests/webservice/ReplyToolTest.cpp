@@ -1,6 +1,5 @@
 #include "TestSupport.h"
 
-#include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
 
@@ -18,12 +17,9 @@ struct ToolRun
 ToolRun runReplyTool(const QByteArray &body, const QStringList &options = {})
 {
     QTemporaryDir folder;
-    QFile file(folder.filePath("reply.xml"));
-    if (file.open(QIODevice::WriteOnly))
-        file.write(body);
-    file.close();
+    writeFile(folder.filePath("reply.xml"), body);
     QProcess process;
-    process.start(tinteraBuiltProgram("tools/cloudsim/tintera-reply"), options + QStringList{file.fileName()});
+    process.start(tinteraBuiltProgram("tools/cloudsim/tintera-reply"), options + QStringList{folder.filePath("reply.xml")});
     process.waitForFinished(10000);
     return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
 }

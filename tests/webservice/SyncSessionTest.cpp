@@ -1,5 +1,5 @@
 #include "CloudSimProcess.h"
-#include "QtPrinters.h"
+#include "TestSupport.h"
 #include "VLApplicationInfo.h"
 #include "VLNetworkError.h"
 #include "VLSyncReply.h"
@@ -334,8 +334,7 @@ TEST(ApplicationInfo, ServiceURLComesFromInfoPlistUnlessOverridden)
     const QString shipped = vlApplicationInfoValue(VLSyncProductionURLKey).toString();
     ASSERT_TRUE(shipped.startsWith("https://"));
 
-    const QByteArray previous = qgetenv("TINTERA_SERVICE_URL");
-    qunsetenv("TINTERA_SERVICE_URL");
+    const ScopedEnvironment unset("TINTERA_SERVICE_URL");
     EXPECT_EQ(vlSyncProductionURL(), shipped);
     qputenv("TINTERA_SERVICE_URL", "http://127.0.0.1:9/svc/");
     EXPECT_EQ(vlSyncProductionURL(), "http://127.0.0.1:9/svc");
@@ -343,8 +342,4 @@ TEST(ApplicationInfo, ServiceURLComesFromInfoPlistUnlessOverridden)
     EXPECT_EQ(vlSyncProductionURL(), "http://example.test/x");
     vlSetSyncProductionURLOverride(QString());
     EXPECT_EQ(vlSyncProductionURL(), "http://127.0.0.1:9/svc");
-    if (previous.isNull())
-        qunsetenv("TINTERA_SERVICE_URL");
-    else
-        qputenv("TINTERA_SERVICE_URL", previous);
 }
