@@ -427,7 +427,16 @@ void VLFileDownload::refuseWithStatus(int statusCode)
 
 bool VLFileDownload::writeToFile(const QByteArray &bytes)
 {
-    if (m_file && m_file->write(bytes) == bytes.size())
+    // A write that fills the disk stores what fits and says nothing; only the next one fails with
+    // the reason, so the rest is written until everything is or a write fails.
+    qint64 written = 0;
+    while (m_file && written < bytes.size()) {
+        const qint64 count = m_file->write(bytes.constData() + written, bytes.size() - written);
+        if (count <= 0)
+            break;
+        written += count;
+    }
+    if (m_file && written == bytes.size())
         return true;
     failWithError(vlURLError(VLURLErrorCannotWriteToFile,
                              tr("The file \"%1\" cannot be written: %2")

@@ -674,6 +674,7 @@ TEST_P(FaultMatrix, EndsOnceAndTheNextSyncRepairsEverything)
     } else {
         EXPECT_TRUE(faulty.crashed || faulty.exitCode == -1) << qPrintable(faultyText);
     }
+    EXPECT_FALSE(faultyText.contains("Unknown error")) << "every error names its cause:\n" << qPrintable(faultyText);
     if (!row.cause.isEmpty()) {
         EXPECT_TRUE(faultyText.contains(QRegularExpression(QString::fromUtf8(row.cause))))
             << "no '" << row.cause.constData() << "' in:\n" << qPrintable(faultyText);
