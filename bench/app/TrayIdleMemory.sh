@@ -6,7 +6,8 @@
 #
 #   TrayIdleMemory.sh VELMORASYNC [SYNCS]
 #
-# Goals: at most 45 MB resident at rest after the syncs; no wake-ups while idle.
+# Goals: at most 45 MB resident at rest after the syncs; no wake-ups while idle; no memory both
+# writable and executable.
 # For a closer look: TRAY_IDLE_SMAPS=FILE keeps the smaps at rest, TRAY_IDLE_LOG=FILE the program's
 # log, TRAY_IDLE_SHOT=FILE.png a screenshot when a window is not as expected, TRAY_IDLE_GDB=1 the C
 # library's heap statistics at rest in that log (gdb attaches, so the wake-up count is then void).
@@ -166,6 +167,8 @@ per_thread "$app" >"$work/before"
 echo "wake-ups while settling (35 s after the last window closed, threads that ended not counted):" \
   "$(wakeups_between "$work/settle-start" "$work/before" | head -n 1)"
 rest_rss=$(rss "$app")
+# Memory both writable and executable (code generated at run time) is none of a tray's business.
+writable_code=$(grep -c ' rwxp ' "/proc/$app/maps" || true)
 # Where the resident memory is, mapping by mapping, for a closer look.
 [ -z "${TRAY_IDLE_SMAPS:-}" ] || cat "/proc/$app/smaps" >"$TRAY_IDLE_SMAPS"
 [ -z "${TRAY_IDLE_GDB:-}" ] || gdb -p "$app" -batch -ex "call (int) malloc_stats()" >/dev/null 2>&1 || true
@@ -178,4 +181,5 @@ echo "resident at start (after the first look): $start_rss MB"
 echo "resident at rest after $syncs syncs, the preferences window and an export: $rest_rss MB (goal <= 45 MB): \
 $(awk -v r="$rest_rss" 'BEGIN {print (r <= 45 ? "met" : "NOT MET")}')"
 echo "wake-ups of all threads in 30 s at rest: $wakeups (goal 0): $([ "$wakeups" -eq 0 ] && echo met || echo "NOT MET")"
+echo "mappings both writable and executable at rest: $writable_code (goal 0): $([ "$writable_code" -eq 0 ] && echo met || echo "NOT MET")"
 grep -c '"name":"sync_end_' "$events" | xargs echo "syncs ended:"

@@ -100,8 +100,10 @@ void VelmoraSyncAppDelegate::applicationDidFinishLaunching()
         // A closed preferences window is a few hundred kilobytes of widgets, models and observers the
         // tray would keep for nothing between two openings; the next opening builds it anew. Not while a
         // modal box runs: one of the controller's own methods may be waiting for it.
-        if (m_prefsWindowController && m_prefsWindowController->isAtRest() && !QApplication::activeModalWidget())
+        if (m_prefsWindowController && m_prefsWindowController->isAtRest() && !QApplication::activeModalWidget()) {
+            m_prefsWindowGeometry = m_prefsWindowController->window()->saveGeometry();
             m_prefsWindowController.reset();
+        }
     });
     m_isDeviceReady = false;
 
@@ -205,6 +207,9 @@ VelmoraSyncPreferencesWindowController *VelmoraSyncAppDelegate::prefsWindowContr
         m_prefsWindowController->setSyncManager(m_syncManager);
         connect(m_prefsWindowController.get(), &VelmoraSyncPreferencesWindowController::measurementsRequested, this,
                 &VelmoraSyncAppDelegate::runMeasurementsWindow);
+        // Where the user left the last one.
+        if (!m_prefsWindowGeometry.isEmpty())
+            m_prefsWindowController->window()->restoreGeometry(m_prefsWindowGeometry);
         // A window built in the middle of a download shows it as one that saw it begin would.
         if (m_downloading)
             m_prefsWindowController->startProgress();

@@ -161,6 +161,7 @@ private:
     std::unique_ptr<VLProgressStatusItem> m_progressStatusItem;
     QPointer<QMenu> m_statusItemMenu;
     std::unique_ptr<VelmoraSyncPreferencesWindowController> m_prefsWindowController;
+    QByteArray m_prefsWindowGeometry; // of the last preferences window, released once closed
     std::unique_ptr<VLErrorWindowController> m_errorWindowController;
     KDDevicePtr m_velmoraDevice;
     QPointer<VLSyncManager> m_syncManager;

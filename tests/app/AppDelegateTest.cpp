@@ -292,15 +292,19 @@ TEST_F(AppWithDevice, LoadedFandecksGoAtRestOnceThePreferencesWindowIsClosed)
     ASSERT_TRUE(QTest::qWaitFor([memory] { return !memory->releasePending(); }));
     EXPECT_EQ(manager->memoryFandecks().size(), 1) << "the window is open: an export may follow";
     ASSERT_FALSE(window.isNull());
+    window->move(window->pos() + QPoint(40, 30));
+    const QRect placed = window->geometry();
 
     window->close();
     ASSERT_TRUE(QTest::qWaitFor([memory] { return !memory->releasePending(); }));
     EXPECT_TRUE(manager->memoryFandecks().isEmpty());
-    // The closed window went with its controller; the menu builds a new one, bound to the manager.
+    // The closed window went with its controller; the menu builds a new one, bound to the manager,
+    // where the user had left the last.
     EXPECT_TRUE(window.isNull());
     app.delegate->runPreferencesPanel();
     ASSERT_TRUE(QTest::qWaitForWindowExposed(app.delegate->prefsWindowController()->window()));
     EXPECT_EQ(app.delegate->prefsWindowController()->syncManager(), manager);
+    EXPECT_EQ(app.delegate->prefsWindowController()->window()->geometry(), placed);
     app.delegate->prefsWindowController()->window()->close();
     // The next export reads the file again.
     manager->loadFandecksIntoMemory();
