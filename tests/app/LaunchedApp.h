@@ -76,6 +76,9 @@ struct LaunchedApp
             done(opens);
         };
         delegate = std::make_unique<VelmoraSyncAppDelegate>(platform);
+        // The quiet moment releases closed windows with their controllers, which tests hold; a test
+        // that waits for it sets a delay of its own.
+        delegate->idleMemory()->setDelayMilliseconds(24 * 60 * 60 * 1000);
         if (stallTimeoutMilliseconds >= 0)
             delegate->setStallTimeoutMilliseconds(stallTimeoutMilliseconds);
         delegate->applicationDidFinishLaunching();
