@@ -4,6 +4,8 @@
 #include <QDir>
 #include <QFileInfo>
 
+const QString VLHelpDocumentName = QStringLiteral("TINTERA_Sync_Utility_help");
+
 QStringList vlBundleResourceFolders()
 {
     const QString programFolder = QCoreApplication::applicationDirPath();
@@ -26,5 +28,3 @@ QString vlPathForBundleResource(const QString &name, const QString &type)
     }
     return {};
 }
-
-const QString VLHelpDocumentName = QStringLiteral("TINTERA_Sync_Utility_help");

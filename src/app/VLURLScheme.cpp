@@ -1,5 +1,7 @@
 #include "VLURLScheme.h"
 
+const QString VLSyncURLScheme = QStringLiteral("x-tintera-sync");
+
 QString vlURLSchemeAsWritten(const QString &url)
 {
     const QString text = url.trimmed();
@@ -22,5 +24,3 @@ bool vlIsSyncURL(const QString &url)
 {
     return vlURLSchemeAsWritten(url) == VLSyncURLScheme;
 }
-
-const QString VLSyncURLScheme = QStringLiteral("x-tintera-sync");

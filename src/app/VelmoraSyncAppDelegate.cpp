@@ -35,6 +35,14 @@
 
 #include <cmath>
 
+const QString VLLaunchAtLoginKey = QStringLiteral("VLLaunchAtLogin");
+const QString VLShowDeveloperDebugWindowKey = QStringLiteral("VLShowDeveloperDebugWindow");
+const QString VLShowCleanKey = QStringLiteral("VLShowClean");
+const QString VLShowUploadFileKey = QStringLiteral("VLShowUploadFile");
+const QString VLShowLaunchAtLoginMenuKey = QStringLiteral("VLShowLaunchAtLoginMenu");
+const QString VLLoginItemHelperIdentifier = QStringLiteral("com.kalvex.TinteraSyncHelper");
+const QString VLVelmoraDeviceName = QStringLiteral("Velmora");
+
 namespace {
 
 const QString kShowMeasurementsAction = QStringLiteral("show-measurements");
@@ -804,11 +812,3 @@ void VelmoraSyncAppDelegate::receivedRebootEndForCleanDeviceForDeviceDidReceiveR
     m_platform.alerts->runModalAlert(tr("Clean Device"), tr("Device cleaning has completed."), tr("OK"),
                                      VLAlertPresenter::Style::Information);
 }
-
-const QString VLLaunchAtLoginKey = QStringLiteral("VLLaunchAtLogin");
-const QString VLShowDeveloperDebugWindowKey = QStringLiteral("VLShowDeveloperDebugWindow");
-const QString VLShowCleanKey = QStringLiteral("VLShowClean");
-const QString VLShowUploadFileKey = QStringLiteral("VLShowUploadFile");
-const QString VLShowLaunchAtLoginMenuKey = QStringLiteral("VLShowLaunchAtLoginMenu");
-const QString VLLoginItemHelperIdentifier = QStringLiteral("com.kalvex.TinteraSyncHelper");
-const QString VLVelmoraDeviceName = QStringLiteral("Velmora");

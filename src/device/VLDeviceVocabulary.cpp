@@ -6,6 +6,46 @@ using namespace KDCommandArgumentForKey;
 
 namespace VLDeviceVocabulary {
 
+namespace Command {
+const QString BeginSync = QStringLiteral("BeginSync");
+const QString EndSync = QStringLiteral("EndSync");
+const QString SetSyncImage = QStringLiteral("SetSyncImage");
+const QString GetFiles = QStringLiteral("GetFiles");
+const QString GetMeasurements = QStringLiteral("GetMeasurements");
+const QString Download = QStringLiteral("Download");
+const QString Upload = QStringLiteral("Upload");
+const QString DeleteFile = QStringLiteral("DeleteFile");
+const QString EnableFandeck = QStringLiteral("EnableFandeck");
+const QString SetPreferredFandeck = QStringLiteral("SetPreferredFandeck");
+const QString SetDeltaE = QStringLiteral("SetDeltaE");
+const QString SetClock = QStringLiteral("SetClock");
+const QString Reboot = QStringLiteral("Reboot");
+const QString HiddenClean = QStringLiteral("HiddenClean");
+} // namespace Command
+
+namespace Argument {
+const QString Filename = QStringLiteral("filename");
+const QString FileType = QStringLiteral("FileType");
+const QString FileID = QStringLiteral("FileID");
+const QString DeviceFileID = QStringLiteral("DeviceFileID");
+const QString SKU = QStringLiteral("SKU");
+const QString Description = QStringLiteral("Description");
+const QString VersionString = QStringLiteral("VersionString");
+const QString ByteLength = QStringLiteral("ByteLength");
+const QString FileURL = QStringLiteral("FileURL");
+const QString Year = QStringLiteral("Year");
+const QString Month = QStringLiteral("Month");
+const QString Day = QStringLiteral("Day");
+const QString Hour = QStringLiteral("Hour");
+const QString Minute = QStringLiteral("Minute");
+const QString Second = QStringLiteral("Second");
+const QString MatchPerformanceTolerance = QStringLiteral("MatchPerformanceTolerance");
+const QString PriorityFandeckOffset = QStringLiteral("PriorityFandeckOffset");
+const QString DEWeightFactorL = QStringLiteral("DEWeightFactorL");
+const QString DEWeightFactorC = QStringLiteral("DEWeightFactorC");
+const QString DEWeightFactorH = QStringLiteral("DEWeightFactorH");
+} // namespace Argument
+
 namespace {
 
 void setArguments(const KDCommandPtr &command, const QList<std::pair<QString, QString>> &values)
@@ -100,48 +140,4 @@ KDCommandPtr deltaECommand(const QList<std::pair<QString, QString>> &values)
     return deltaE;
 }
 
-} // namespace VLDeviceVocabulary
-
-namespace VLDeviceVocabulary {
-namespace Command {
-const QString BeginSync = QStringLiteral("BeginSync");
-const QString EndSync = QStringLiteral("EndSync");
-const QString SetSyncImage = QStringLiteral("SetSyncImage");
-const QString GetFiles = QStringLiteral("GetFiles");
-const QString GetMeasurements = QStringLiteral("GetMeasurements");
-const QString Download = QStringLiteral("Download");
-const QString Upload = QStringLiteral("Upload");
-const QString DeleteFile = QStringLiteral("DeleteFile");
-const QString EnableFandeck = QStringLiteral("EnableFandeck");
-const QString SetPreferredFandeck = QStringLiteral("SetPreferredFandeck");
-const QString SetDeltaE = QStringLiteral("SetDeltaE");
-const QString SetClock = QStringLiteral("SetClock");
-const QString Reboot = QStringLiteral("Reboot");
-const QString HiddenClean = QStringLiteral("HiddenClean");
-} // namespace Command
-} // namespace VLDeviceVocabulary
-
-namespace VLDeviceVocabulary {
-namespace Argument {
-const QString Filename = QStringLiteral("filename");
-const QString FileType = QStringLiteral("FileType");
-const QString FileID = QStringLiteral("FileID");
-const QString DeviceFileID = QStringLiteral("DeviceFileID");
-const QString SKU = QStringLiteral("SKU");
-const QString Description = QStringLiteral("Description");
-const QString VersionString = QStringLiteral("VersionString");
-const QString ByteLength = QStringLiteral("ByteLength");
-const QString FileURL = QStringLiteral("FileURL");
-const QString Year = QStringLiteral("Year");
-const QString Month = QStringLiteral("Month");
-const QString Day = QStringLiteral("Day");
-const QString Hour = QStringLiteral("Hour");
-const QString Minute = QStringLiteral("Minute");
-const QString Second = QStringLiteral("Second");
-const QString MatchPerformanceTolerance = QStringLiteral("MatchPerformanceTolerance");
-const QString PriorityFandeckOffset = QStringLiteral("PriorityFandeckOffset");
-const QString DEWeightFactorL = QStringLiteral("DEWeightFactorL");
-const QString DEWeightFactorC = QStringLiteral("DEWeightFactorC");
-const QString DEWeightFactorH = QStringLiteral("DEWeightFactorH");
-} // namespace Argument
 } // namespace VLDeviceVocabulary

@@ -8,6 +8,8 @@
 #include <QDir>
 #include <QFileInfo>
 
+const QString VLFileTrustErrorDomain = QStringLiteral("VLFileTrustDomain");
+
 namespace {
 
 QString tr(const char *text)
@@ -121,5 +123,3 @@ QString VLFileTrust::unverifiableWarning(const VLSyncFileInfo &file)
         return {};
     return tr("The service gives no checksum for %1: its bytes cannot be verified.").arg(fileName(file));
 }
-
-const QString VLFileTrustErrorDomain = QStringLiteral("VLFileTrustDomain");

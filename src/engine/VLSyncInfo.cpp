@@ -6,6 +6,8 @@
 
 #include <functional>
 
+const QString VLSyncInfoFandecksDidChangeNotification = QStringLiteral("VLSyncInfoFandecksDidChangeNotification");
+
 namespace {
 
 using Key = QString (VLSyncFileInfo::*)() const;
@@ -275,5 +277,3 @@ QString VLSyncInfo::description() const
         + vlDescribeFileList(m_deviceFiles) + QStringLiteral("====webServiceFiles:\n")
         + vlDescribeFileList(m_webServiceFiles);
 }
-
-const QString VLSyncInfoFandecksDidChangeNotification = QStringLiteral("VLSyncInfoFandecksDidChangeNotification");

@@ -20,6 +20,9 @@
 #include <QHash>
 
 #include <algorithm>
+
+const QString VLSyncManagerSyncStatusChangedNotification = QStringLiteral("VLSyncManagerSyncStatusChangedNotification");
+
 // The header names the format without its enumerators: an export's default is the zero value.
 static_assert(VLMatchExportFormat{} == VLMatchExportFormat::CxF3);
 
@@ -372,5 +375,3 @@ void VLSyncManager::syncSessionRequestDidFailWithError(VLSyncSession *, int requ
     VL_LOG("---------------- THIS SHOULD NOT HAPPEN -------------------");
     syncDidReceiveErrorRunNextStep(error, true);
 }
-
-const QString VLSyncManagerSyncStatusChangedNotification = QStringLiteral("VLSyncManagerSyncStatusChangedNotification");

@@ -10,6 +10,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+const QString VLExportTargetErrorDomain = QStringLiteral("VLExportTargetDomain");
+
 namespace {
 
 VLError folderError(const QString &folder, int error)
@@ -52,5 +54,3 @@ VLError vlPrepareExportTarget(const QString &documentPath, bool withAudioFolder,
         return folderError(folder, errno);
     return {};
 }
-
-const QString VLExportTargetErrorDomain = QStringLiteral("VLExportTargetDomain");

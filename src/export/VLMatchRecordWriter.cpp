@@ -3,6 +3,8 @@
 #include <QCoreApplication>
 #include <QSaveFile>
 
+const QString VLMatchExportErrorDomain = QStringLiteral("VLMatchExportDomain");
+
 std::unique_ptr<VLMatchRecordWriter> vlMatchRecordWriterForFormat(VLMatchExportFormat format)
 {
     switch (format) {
@@ -41,5 +43,3 @@ bool vlWriteMatchRecords(
             QCoreApplication::translate("VLMatchRecordWriter", "Could not write %1: %2").arg(path, file.errorString()));
     return true;
 }
-
-const QString VLMatchExportErrorDomain = QStringLiteral("VLMatchExportDomain");

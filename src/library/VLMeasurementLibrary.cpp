@@ -20,6 +20,8 @@
 #include <QSqlQuery>
 #include <QtEndian>
 
+const QString VLMeasurementLibraryErrorDomain = QStringLiteral("VLMeasurementLibraryDomain");
+
 namespace {
 
 QString tr(const char *text)
@@ -392,5 +394,3 @@ void vlKeepMatchesInLibrary()
             VL_LOG("The captures of %@ were not kept in the library: %@", read.deviceSerialNumber, error);
     });
 }
-
-const QString VLMeasurementLibraryErrorDomain = QStringLiteral("VLMeasurementLibraryDomain");

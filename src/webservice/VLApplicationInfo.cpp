@@ -7,6 +7,9 @@
 #include <QMutex>
 #include <QMutexLocker>
 
+const QString VLSyncProductionURLKey = QStringLiteral("VLSyncProductionURL");
+const QString VLSyncServiceURLEnvironmentVariable = QStringLiteral("TINTERA_SERVICE_URL");
+
 namespace {
 
 const QString kInfoResource = QStringLiteral(":/tintera/Info.plist");
@@ -77,6 +80,3 @@ QString vlApplicationVersionLine(const QString &programName)
              vlApplicationInfoValue(QStringLiteral("CFBundleShortVersionString")).toString(),
              vlApplicationInfoValue(QStringLiteral("CFBundleVersion")).toString());
 }
-
-const QString VLSyncProductionURLKey = QStringLiteral("VLSyncProductionURL");
-const QString VLSyncServiceURLEnvironmentVariable = QStringLiteral("TINTERA_SERVICE_URL");

@@ -19,6 +19,8 @@
 #include <algorithm>
 #include <filesystem>
 
+const QString VLFileDownloadErrorDomain = QStringLiteral("VLFileDownloadDomain");
+
 namespace {
 
 const QString kTokenURLKey = QStringLiteral("URL");
@@ -603,5 +605,3 @@ void VLFileDownload::writeResumeFiles()
                              QVariantMap{{QLatin1String(kSuggestedFilenameKey), m_suggestedFilename}}, nullptr,
                              VLPropertyList::Durability::Replaceable);
 }
-
-const QString VLFileDownloadErrorDomain = QStringLiteral("VLFileDownloadDomain");

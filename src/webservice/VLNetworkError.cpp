@@ -8,6 +8,10 @@
 #include <QPointer>
 #include <QThread>
 
+const QString VLURLErrorDomain = QStringLiteral("VLURLErrorDomain");
+const QString VLURLErrorFailingURLStringKey = QStringLiteral("NSErrorFailingURLStringKey");
+const QString VLURLErrorNetworkReplyErrorKey = QStringLiteral("QNetworkReplyError");
+
 namespace {
 
 bool isHttpStatusError(QNetworkReply::NetworkError error)
@@ -134,7 +138,3 @@ QString vlLocalizedStringForHTTPStatusCode(int statusCode)
         return QCoreApplication::translate("VLHTTPStatus", "server error");
     return QCoreApplication::translate("VLHTTPStatus", "unknown");
 }
-
-const QString VLURLErrorDomain = QStringLiteral("VLURLErrorDomain");
-const QString VLURLErrorFailingURLStringKey = QStringLiteral("NSErrorFailingURLStringKey");
-const QString VLURLErrorNetworkReplyErrorKey = QStringLiteral("QNetworkReplyError");

@@ -10,6 +10,30 @@
 
 #include <limits>
 
+const QString VLSyncFileInfoFileType = QStringLiteral("FileType");
+const QString VLSyncFileInfoFileID = QStringLiteral("FileID");
+const QString VLSyncFileInfoSKU = QStringLiteral("SKU");
+const QString VLSyncFileInfoDescription = QStringLiteral("Description");
+const QString VLSyncFileInfoVersionString = QStringLiteral("VersionString");
+const QString VLSyncFileInfoVersionDate = QStringLiteral("VersionDate");
+const QString VLSyncFileInfoByteLength = QStringLiteral("ByteLength");
+const QString VLSyncFileInfoFileURL = QStringLiteral("FileURL");
+const QString VLSyncFileInfoSHA256 = QStringLiteral("SHA256");
+const QString VLSyncFileInfoSignature = QStringLiteral("Signature");
+const QString VLSyncSessionFileTypeAny = QStringLiteral("Any");
+const QString VLSyncSessionFileTypeFandeck = QStringLiteral("Fandeck");
+const QString VLSyncSessionFileTypeFirmware = QStringLiteral("Firmware");
+const QString VLSyncSessionFileTypeDeviceSettings = QStringLiteral("DeviceSettings");
+const QString VLSyncSessionFileTypeDeviceRights = QStringLiteral("DeviceRights");
+const QString VLSyncSessionFileTypeApplicationRights = QStringLiteral("ApplicationRights");
+const QString VLSyncSessionFileTypeBootloader = QStringLiteral("Bootloader");
+const QString VLSyncSessionFileTypeBrandingStartup = QStringLiteral("WelcomeScreen");
+const QString VLSyncSessionFileTypeBrandingMeasurement = QStringLiteral("MeasurementScreen");
+const QString VLSyncSessionFileTypeStartSound = QStringLiteral("StartSound");
+const QString VLSyncSessionFileTypeEndSound = QStringLiteral("EndSound");
+const QString VLSyncSessionFileTypeMulticolorSound = QStringLiteral("MulticolorSound");
+const QString VLSyncSessionFileTypeInversionMatrix = QStringLiteral("InversionMatrix");
+
 namespace {
 
 const QString kVersionKey = QStringLiteral("Version");
@@ -210,27 +234,3 @@ QString vlDescribeFileList(const VLSyncFileList &files)
         infos.append(file ? QVariant(file->info()) : QVariant());
     return vlDescribe(infos);
 }
-
-const QString VLSyncFileInfoFileType = QStringLiteral("FileType");
-const QString VLSyncFileInfoFileID = QStringLiteral("FileID");
-const QString VLSyncFileInfoSKU = QStringLiteral("SKU");
-const QString VLSyncFileInfoDescription = QStringLiteral("Description");
-const QString VLSyncFileInfoVersionString = QStringLiteral("VersionString");
-const QString VLSyncFileInfoVersionDate = QStringLiteral("VersionDate");
-const QString VLSyncFileInfoByteLength = QStringLiteral("ByteLength");
-const QString VLSyncFileInfoFileURL = QStringLiteral("FileURL");
-const QString VLSyncFileInfoSHA256 = QStringLiteral("SHA256");
-const QString VLSyncFileInfoSignature = QStringLiteral("Signature");
-const QString VLSyncSessionFileTypeAny = QStringLiteral("Any");
-const QString VLSyncSessionFileTypeFandeck = QStringLiteral("Fandeck");
-const QString VLSyncSessionFileTypeFirmware = QStringLiteral("Firmware");
-const QString VLSyncSessionFileTypeDeviceSettings = QStringLiteral("DeviceSettings");
-const QString VLSyncSessionFileTypeDeviceRights = QStringLiteral("DeviceRights");
-const QString VLSyncSessionFileTypeApplicationRights = QStringLiteral("ApplicationRights");
-const QString VLSyncSessionFileTypeBootloader = QStringLiteral("Bootloader");
-const QString VLSyncSessionFileTypeBrandingStartup = QStringLiteral("WelcomeScreen");
-const QString VLSyncSessionFileTypeBrandingMeasurement = QStringLiteral("MeasurementScreen");
-const QString VLSyncSessionFileTypeStartSound = QStringLiteral("StartSound");
-const QString VLSyncSessionFileTypeEndSound = QStringLiteral("EndSound");
-const QString VLSyncSessionFileTypeMulticolorSound = QStringLiteral("MulticolorSound");
-const QString VLSyncSessionFileTypeInversionMatrix = QStringLiteral("InversionMatrix");

@@ -10,6 +10,10 @@
 #include <cstring>
 #include <limits>
 
+const QString VLSyncRequestErrorDomain = QStringLiteral("VLSyncRequestErrorDomain");
+const QString VLSyncReplyStatusCodeKey = QStringLiteral("StatusCode");
+const QString VLSyncReplyStatusMessageKey = QStringLiteral("StatusMessage");
+
 qint64 vlLeadingIntegerValue(const QString &text)
 {
     qsizetype i = 0;
@@ -90,7 +94,3 @@ VLSyncReplyOutcome vlEvaluateSyncReply(const QByteArray &body, int httpStatus)
     }
     return outcome;
 }
-
-const QString VLSyncRequestErrorDomain = QStringLiteral("VLSyncRequestErrorDomain");
-const QString VLSyncReplyStatusCodeKey = QStringLiteral("StatusCode");
-const QString VLSyncReplyStatusMessageKey = QStringLiteral("StatusMessage");

@@ -3,6 +3,23 @@
 #include "HBConstants.h"
 #include "HBResourceEntries.h"
 
+const QString TX350CustomResourceFandeckIDKey = QStringLiteral("TX350CustomResourceFandeckIDKey");
+const QString TX350CustomResourceFandeckGUIDKey = QStringLiteral("TX350CustomResourceFandeckGUIDKey");
+const QString TX350CustomResourceFandeckNameKey = QStringLiteral("TX350CustomResourceFandeckNameKey");
+const QString TX350CustomResourceFandeckEditionKey = QStringLiteral("TX350CustomResourceFandeckEditionKey");
+const QString TX350CustomResourceFandeckSupplierKey = QStringLiteral("TX350CustomResourceFandeckSupplierKey");
+const QString TX350CustomResourceFandeckVersionKey = QStringLiteral("TX350CustomResourceFandeckVersionKey");
+const QString TX350CustomResourceMatchColorFandeckIDKey = QStringLiteral("TX350CustomResourceMatchColorFandeckIDKey");
+const QString TX350CustomResourceMatchColorObjectIDKey = QStringLiteral("TX350CustomResourceMatchColorObjectIDKey");
+const QString TX350CustomResourceMatchDateKey = QStringLiteral("TX350CustomResourceMatchDateKey");
+const QString TX350CustomResourceMatchAudioSourceURIKey = QStringLiteral("TX350CustomResourceMatchAudioSourceURIKey");
+const QString TX350CustomResourceMatchTextKey = QStringLiteral("TX350CustomResourceMatchTextKey");
+const QString TX350CustomResourceMatchDeviceManufacturerKey =
+    QStringLiteral("TX350CustomResourceMatchDeviceManufacturerKey");
+const QString TX350CustomResourceMatchDeviceModelKey = QStringLiteral("TX350CustomResourceMatchDeviceModelKey");
+const QString TX350CustomResourceMatchDeviceSerialNumberKey =
+    QStringLiteral("TX350CustomResourceMatchDeviceSerialNumberKey");
+
 namespace {
 
 const char *const kElementName = "TX350";
@@ -90,20 +107,3 @@ bool TX350CustomResource::appendToCustomResources(_xmlNode *customResources, VLE
         hbAppendEntryElement(element, kMatchElementName, match, matchFields());
     return true;
 }
-
-const QString TX350CustomResourceFandeckIDKey = QStringLiteral("TX350CustomResourceFandeckIDKey");
-const QString TX350CustomResourceFandeckGUIDKey = QStringLiteral("TX350CustomResourceFandeckGUIDKey");
-const QString TX350CustomResourceFandeckNameKey = QStringLiteral("TX350CustomResourceFandeckNameKey");
-const QString TX350CustomResourceFandeckEditionKey = QStringLiteral("TX350CustomResourceFandeckEditionKey");
-const QString TX350CustomResourceFandeckSupplierKey = QStringLiteral("TX350CustomResourceFandeckSupplierKey");
-const QString TX350CustomResourceFandeckVersionKey = QStringLiteral("TX350CustomResourceFandeckVersionKey");
-const QString TX350CustomResourceMatchColorFandeckIDKey = QStringLiteral("TX350CustomResourceMatchColorFandeckIDKey");
-const QString TX350CustomResourceMatchColorObjectIDKey = QStringLiteral("TX350CustomResourceMatchColorObjectIDKey");
-const QString TX350CustomResourceMatchDateKey = QStringLiteral("TX350CustomResourceMatchDateKey");
-const QString TX350CustomResourceMatchAudioSourceURIKey = QStringLiteral("TX350CustomResourceMatchAudioSourceURIKey");
-const QString TX350CustomResourceMatchTextKey = QStringLiteral("TX350CustomResourceMatchTextKey");
-const QString TX350CustomResourceMatchDeviceManufacturerKey =
-    QStringLiteral("TX350CustomResourceMatchDeviceManufacturerKey");
-const QString TX350CustomResourceMatchDeviceModelKey = QStringLiteral("TX350CustomResourceMatchDeviceModelKey");
-const QString TX350CustomResourceMatchDeviceSerialNumberKey =
-    QStringLiteral("TX350CustomResourceMatchDeviceSerialNumberKey");

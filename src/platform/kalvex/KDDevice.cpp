@@ -12,6 +12,10 @@
 #include <algorithm>
 #include <limits>
 
+const QString KDDeviceAttributeChipId = QStringLiteral("ChipId");
+const QString KDDeviceAttributeFirmware = QStringLiteral("Firmware");
+const QString KDDeviceAttributeFreeDiskSpace = QStringLiteral("FreeDiskSpace");
+
 namespace {
 
 int environmentLimit(const char *name, int fallback)
@@ -390,7 +394,3 @@ void KDDevice::commandTimerFired()
     }
     armCommandTimer();
 }
-
-const QString KDDeviceAttributeChipId = QStringLiteral("ChipId");
-const QString KDDeviceAttributeFirmware = QStringLiteral("Firmware");
-const QString KDDeviceAttributeFreeDiskSpace = QStringLiteral("FreeDiskSpace");

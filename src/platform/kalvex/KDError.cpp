@@ -2,6 +2,9 @@
 
 #include <QCoreApplication>
 
+const QString KDErrorDomain = QStringLiteral("KDErrorDomain");
+const QString KDDeviceErrorDomain = QStringLiteral("KDDeviceErrorDomain");
+
 VLError kdError(KDErrorCode code, const QString &detail)
 {
     QString text;
@@ -47,6 +50,3 @@ bool kdIsProtocolError(const VLError &error)
     return error.domain() == KDErrorDomain
         && (error.code() == KDErrorBadFrame || error.code() == KDErrorAnswerTooLarge || error.code() == KDErrorCommandTooSlow);
 }
-
-const QString KDErrorDomain = QStringLiteral("KDErrorDomain");
-const QString KDDeviceErrorDomain = QStringLiteral("KDDeviceErrorDomain");

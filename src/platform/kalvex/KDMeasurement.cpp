@@ -3,6 +3,13 @@
 #include "TSLogger.h"
 #include "VLFormat.h"
 
+const QString KDMeasurementColorSpaceColorInfo = QStringLiteral("ColorInfo");
+const QString KDMeasurementColorIdKey = QStringLiteral("ColorId");
+const QString KDMeasurementDeviceFileIDKey = QStringLiteral("DeviceFileID");
+const QString KDMeasurementDateSince1970Key = QStringLiteral("DateSince1970");
+const QString KDMeasurementTextTagKey = QStringLiteral("TextTag");
+const QString KDMeasurementAudioFileNameKey = QStringLiteral("AudioFileName");
+
 QSharedPointer<KDMeasurement> KDMeasurement::initWithDictionary(const QVariantMap &record)
 {
     auto measurement = QSharedPointer<KDMeasurement>::create();
@@ -38,10 +45,3 @@ QString KDMeasurement::description() const
         attributes.insert(it.key(), it.value()->attributes());
     return vlFormat("<KDMeasurement %@>", QVariant(attributes));
 }
-
-const QString KDMeasurementColorSpaceColorInfo = QStringLiteral("ColorInfo");
-const QString KDMeasurementColorIdKey = QStringLiteral("ColorId");
-const QString KDMeasurementDeviceFileIDKey = QStringLiteral("DeviceFileID");
-const QString KDMeasurementDateSince1970Key = QStringLiteral("DateSince1970");
-const QString KDMeasurementTextTagKey = QStringLiteral("TextTag");
-const QString KDMeasurementAudioFileNameKey = QStringLiteral("AudioFileName");

@@ -7,6 +7,24 @@
 
 namespace KDWire {
 
+const QString KindKey = QStringLiteral("Kind");
+const QString ProtocolVersionKey = QStringLiteral("ProtocolVersion");
+const QString NameKey = QStringLiteral("Name");
+const QString SerialNumberKey = QStringLiteral("SerialNumber");
+const QString AttributesKey = QStringLiteral("Attributes");
+const QString IdKey = QStringLiteral("Id");
+const QString CommandKey = QStringLiteral("Command");
+const QString ArgumentsKey = QStringLiteral("Arguments");
+const QString HasDataKey = QStringLiteral("HasData");
+const QString ErrorKey = QStringLiteral("Error");
+const QString MeasurementsKey = QStringLiteral("Measurements");
+const QString KindHello = QStringLiteral("Hello");
+const QString KindCommand = QStringLiteral("Command");
+const QString KindResponse = QStringLiteral("Response");
+const QString ErrorDomainKey = QStringLiteral("Domain");
+const QString ErrorCodeKey = QStringLiteral("Code");
+const QString ErrorDescriptionKey = QStringLiteral("Description");
+
 quint64 answerLimit(const QString &command)
 {
     // A device holds a few thousand files and captures; an audio note is minutes of sound at most.
@@ -51,24 +69,4 @@ QByteArray encodeFrameStart(const QVariantMap &header, quint64 payloadLength, VL
     return frame;
 }
 
-} // namespace KDWire
-
-namespace KDWire {
-const QString KindKey = QStringLiteral("Kind");
-const QString ProtocolVersionKey = QStringLiteral("ProtocolVersion");
-const QString NameKey = QStringLiteral("Name");
-const QString SerialNumberKey = QStringLiteral("SerialNumber");
-const QString AttributesKey = QStringLiteral("Attributes");
-const QString IdKey = QStringLiteral("Id");
-const QString CommandKey = QStringLiteral("Command");
-const QString ArgumentsKey = QStringLiteral("Arguments");
-const QString HasDataKey = QStringLiteral("HasData");
-const QString ErrorKey = QStringLiteral("Error");
-const QString MeasurementsKey = QStringLiteral("Measurements");
-const QString KindHello = QStringLiteral("Hello");
-const QString KindCommand = QStringLiteral("Command");
-const QString KindResponse = QStringLiteral("Response");
-const QString ErrorDomainKey = QStringLiteral("Domain");
-const QString ErrorCodeKey = QStringLiteral("Code");
-const QString ErrorDescriptionKey = QStringLiteral("Description");
 } // namespace KDWire
